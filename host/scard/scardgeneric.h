@@ -1,0 +1,72 @@
+// The host's smart-card file library: card download files of both generations.
+//
+// A card file is read in steps: SCardGeneric::readCardInfo() finds out what card it is, the object
+// of that kind is made from the generic one, and its calcDataSize() and readData() take the
+// contents. The file must stay open until readData() has returned or the last object that was made
+// from it has been destroyed. Nothing here is thread-safe.
+#pragma once
+
+#include "auxiliary/error.h"
+#include "scard/scardtypes.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QString>
+
+class QFile;
+
+namespace scard {
+
+// What a file's name told about the region it comes from; nothing in this library depends on it.
+enum class FilenameRegion : int {
+    Unknown = 0,
+};
+
+class SCardGeneric {
+public:
+    // `file` is open for reading and is not owned; it is read from its beginning. `downloadTime` is
+    // UTC. The stand-in has no use for the time and the region.
+    SCardGeneric(QFile& file, QDateTime downloadTime, FilenameRegion region);
+    SCardGeneric(const SCardGeneric& other);
+    SCardGeneric& operator=(const SCardGeneric&) = delete;
+    virtual ~SCardGeneric();
+
+    // Finds the card's type and generation. An error without entries means success. Fails when the
+    // file is not open, cannot be read, or does not tell what card it is; blocks behind a damaged
+    // one are not found.
+    aux::Error readCardInfo();
+
+    // 0 before readCardInfo(); then 1 driver card, 2 workshop card, 3 control card, 4 company card.
+    int getCardType() const;
+
+    // Whether the card is of the second generation (it also carries the first generation's data).
+    bool is2ndGeneneration() const;
+
+    // Adds up the sizes of the file's blocks; fails when one of them runs past the end of the file.
+    virtual aux::Error calcDataSize();
+
+    // Takes the card's number and its holder's name out of the file and lets go of the file, which
+    // a second call therefore no longer finds. A second-generation card's names come from its
+    // second-generation application where that has them.
+    virtual aux::Error readData();
+
+    // 16 characters, without padding; empty before readData().
+    QString cardNumber() const;
+
+    // "first names surname"; empty before readData().
+    QString holderName() const;
+
+    // The text of a field: its first byte names the code page (1 to 16: ISO 8859-1 to -16, 80:
+    // KOI8-R, 85: KOI8-U, anything else is read as ISO 8859-1); NUL and 0xFF bytes are no text.
+    // Padding blanks are kept.
+    static QString textfieldToString(Name field);
+    static QString textfieldToString(VehicleRegistrationNumber field);
+
+private:
+    QFile* m_file; // null once the file has been let go
+    int m_cardType = 0;
+    bool m_secondGeneration = false;
+    QString m_cardNumber;
+    QString m_holderName;
+};
+
+} // namespace scard
