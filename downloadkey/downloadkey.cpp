@@ -1,0 +1,344 @@
+#include "downloadkey/downloadkey.h"
+#include "downloadkey/diagnostics_p.h"
+#include "downloadkey/filenames.h"
+#include "downloadkey/filenames_p.h"
+
+#include "auxiliary/configuration.h"
+#include "auxiliary/systemhelper.h"
+#include "logging/logger.h"
+#include "scard/scardcards.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace downloadkey {
+
+namespace {
+
+constexpr int parsedFilesLimit = 100; // of each kind
+constexpr qint64 smallestUsableFile = 5;
+constexpr unsigned downloadedDirErrorCode = 10304;
+constexpr auto errorLevel = static_cast<logging::Level>(2);
+
+enum CardType { DriverCard = 1, WorkshopCard = 2, CompanyCard = 4 };
+
+aux::Error makeDownloadKeyError(QString&& text) {
+    return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), std::move(text), 0));
+}
+
+const QStringList& nameFilters() {
+    static const QStringList filters = {
+        QStringLiteral("*.DDD"), QStringLiteral("*.TGD"), QStringLiteral("*.V1B"),
+        QStringLiteral("*.C1B"), QStringLiteral("*.A1B"), QStringLiteral("*.V1C"),
+        QStringLiteral("*.C1C"), QStringLiteral("*.A1C"), QStringLiteral("*.ddd"),
+        QStringLiteral("*.tgd"), QStringLiteral("*.v1b"), QStringLiteral("*.c1b"),
+        QStringLiteral("*.a1b"), QStringLiteral("*.v1c"), QStringLiteral("*.c1c"),
+        QStringLiteral("*.a1c"),
+    };
+    return filters;
+}
+
+// A listed name and the time that it carries, read once.
+struct TimedName {
+    QString name;
+    qint64 seconds;
+};
+
+// Newest first.
+bool compareByFileNameTime(const TimedName& a, const TimedName& b) {
+    return b.seconds < a.seconds;
+}
+
+QStringList newestFirst(std::vector<TimedName>&& names) {
+    std::sort(names.begin(), names.end(), compareByFileNameTime);
+    QStringList sorted;
+    sorted.reserve(static_cast<int>(names.size()));
+    for (TimedName& entry : names)
+        sorted.append(std::move(entry.name));
+    return sorted;
+}
+
+bool isPresent(const QFileInfo& file) {
+    return file.exists() && !file.isDir();
+}
+
+bool isUsable(const QFileInfo& file) {
+    return isPresent(file) && file.size() >= smallestUsableFile;
+}
+
+QDateTime downloadTime(const QString& name) {
+    QDateTime time;
+    getModificationTimeFromFileName(name, time);
+    return time;
+}
+
+template <typename FirstGeneration, typename SecondGeneration>
+std::shared_ptr<scard::SCardGeneric> ofItsGeneration(const scard::SCardGeneric& card) {
+    if (card.is2ndGeneneration())
+        return std::make_shared<SecondGeneration>(card);
+    return std::make_shared<FirstGeneration>(card);
+}
+
+} // namespace
+
+// The state of one read(). The lists are copies: a slot may close or open a key meanwhile.
+struct DownloadKey::ReadRun {
+    ReadRun(const QStringList& drivers, const QStringList& vehicles)
+        : driverFiles(drivers)
+        , vehicleFiles(vehicles)
+        , total(qint64(drivers.size()) + vehicles.size() + qMin(drivers.size(), parsedFilesLimit) +
+                qMin(vehicles.size(), parsedFilesLimit)) {}
+
+    // Only asked for inside a step, so the total is not 0.
+    int percent() const { return static_cast<int>(step * 100 / total); }
+
+    void fail(QString&& text) { errors.push_back(makeDownloadKeyError(std::move(text))); }
+
+    // Keeps what a component reported, with the library's own entry behind it.
+    void fail(aux::Error&& error, QString&& text) {
+        errors.push_back(error << makeDownloadKeyError(std::move(text)));
+    }
+
+    const QStringList driverFiles;
+    const QStringList vehicleFiles;
+    const qint64 total;
+    qint64 step = 0;
+    std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards;
+    std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos;
+    std::vector<aux::Error> errors;
+};
+
+DownloadKey::DownloadKey(aux::Configuration& configuration)
+    : m_configuration(configuration)
+    , m_mountDir(QString())
+    , m_downloadDir(QString())
+    , m_downloadedDir(QString())
+    , m_mounted(false) {}
+
+DownloadKey::~DownloadKey() = default;
+
+aux::Error DownloadKey::init() {
+    qCDebug(diagnostics) << "Downloadkey init";
+    return aux::Error();
+}
+
+aux::Error DownloadKey::uninit() {
+    qCDebug(diagnostics) << "Downloadkey uninit";
+    return aux::Error();
+}
+
+aux::Error DownloadKey::open(QDir& dir) {
+    qCDebug(diagnostics) << "Downloadkey open";
+    m_mountDir = dir;
+
+    const QString mountPath = dir.path();
+    QDir downloadDir(mountPath + QStringLiteral("/download"));
+    if (!downloadDir.exists())
+        downloadDir.setPath(mountPath + QStringLiteral("/DOWNLOAD"));
+    if (!downloadDir.exists()) {
+        return makeDownloadKeyError(QStringLiteral("open: Download directory does not exist: ") +
+                                    mountPath + QStringLiteral("/download"));
+    }
+    m_downloadDir = downloadDir;
+    prepareDownloadedDir(mountPath);
+
+    downloadDir.setNameFilters(nameFilters());
+    downloadDir.setFilter(QDir::Files | QDir::NoSymLinks | QDir::Readable | QDir::NoDotAndDotDot);
+    const QStringList names = downloadDir.entryList();
+    std::vector<TimedName> drivers;
+    std::vector<TimedName> vehicles;
+    for (const QString& name : names) {
+        const FileName fileName(name);
+        qint64 seconds = 0;
+        if (!fileName.isValid() || !fileName.readTime(seconds))
+            qCDebug(diagnostics) << "DownloadKey::open() skip:" << name;
+        else if (fileName.isDriver())
+            drivers.push_back({name, seconds});
+        else if (fileName.isVehicle())
+            vehicles.push_back({name, seconds});
+    }
+
+    m_driverFiles = newestFirst(std::move(drivers));
+    m_vehicleFiles = newestFirst(std::move(vehicles));
+    m_mounted = true;
+    return aux::Error();
+}
+
+// Makes the key's "/downloaded" directory where the configuration asks for it. The host needs to
+// know where that cannot be done, but can read the key all the same.
+void DownloadKey::prepareDownloadedDir(const QString& mountPath) {
+    if (m_configuration.getValue(aux::SettingsCode::DownloadedDirDisabled).toBool() ||
+        !m_configuration.getValue(aux::SettingsCode::DownloadedDirEnabled).toBool())
+        return;
+
+    const QString path = mountPath + QStringLiteral("/downloaded");
+    const QDir downloadedDir(path);
+    if (!downloadedDir.exists() && !downloadedDir.mkdir(path)) {
+        const aux::Error error(
+            aux::ErrorData(QStringLiteral("libdownloadkey"),
+                           QStringLiteral("Could not create directory path on USB Stick: ") + path,
+                           downloadedDirErrorCode));
+        qCDebug(diagnostics) << "open" << error;
+        logging::Logger::log(error, errorLevel);
+    }
+    m_downloadedDir = downloadedDir;
+}
+
+aux::Error DownloadKey::read() {
+    ReadRun run(m_driverFiles, m_vehicleFiles);
+    if (!m_downloadDir.exists())
+        return makeDownloadKeyError(QStringLiteral("No DownloadKey mounted"));
+
+    Q_EMIT progress(0);
+    if (m_mounted)
+        readAllFiles(run);
+
+    aux::SystemHelper::remountReadOnly(m_mountDir.path());
+    if (!run.errors.empty()) {
+        return makeDownloadKeyError(QStringLiteral("DownloadKey: Error occured during download."));
+    }
+    Q_EMIT readDone(std::move(run.driverCards), std::move(run.vehicleInfos), false);
+    return aux::Error();
+}
+
+// The four phases of a read; a close() from a slot ends them at the next file.
+void DownloadKey::readAllFiles(ReadRun& run) {
+    const auto readDriver = [&](const QString& path, const QString& name) {
+        readDriverFile(run, path, name);
+    };
+    const auto readVehicle = [&](const QString& path, const QString& name) {
+        readVehicleFile(run, path, name);
+    };
+    const auto handOverDriver = [&](const QString& path, const QString& name) {
+        if (isPresent(QFileInfo(path)))
+            handOver(run, path, name);
+        else
+            run.fail(QStringLiteral("download: Driver file does not exist:") + path);
+    };
+    const auto handOverVehicle = [&](const QString& path, const QString& name) {
+        if (isUsable(QFileInfo(path)))
+            handOver(run, path, name);
+        else
+            run.fail(QStringLiteral("download: Vehicle file does not exist:") + path);
+    };
+
+    constexpr int all = std::numeric_limits<int>::max();
+    static_cast<void>(forEachFile(run, run.driverFiles, parsedFilesLimit, readDriver) &&
+                      forEachFile(run, run.vehicleFiles, parsedFilesLimit, readVehicle) &&
+                      forEachFile(run, run.driverFiles, all, handOverDriver) &&
+                      forEachFile(run, run.vehicleFiles, all, handOverVehicle));
+}
+
+// Works on the first `limit` names, with the event loop run once before each. False when the key
+// was closed meanwhile.
+template <typename Work>
+bool DownloadKey::forEachFile(ReadRun& run, const QStringList& names, int limit, Work work) {
+    const int count = qMin(names.size(), limit);
+    for (int i = 0; i < count; ++i) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+        ++run.step;
+        const QString& name = names.at(i);
+        work(m_downloadDir.path() + QLatin1Char('/') + name, name);
+        if (!m_mounted)
+            return false;
+    }
+    return true;
+}
+
+void DownloadKey::readDriverFile(ReadRun& run, const QString& path, const QString& name) {
+    if (!isUsable(QFileInfo(path))) {
+        run.fail(QStringLiteral("read: Driver file does not exist or is too small: ") + path);
+        return;
+    }
+    QFile file(path);
+    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
+    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
+
+    const auto failed = [&](aux::Error&& error, const char* text, const char* debugText) {
+        if (error.isEmpty())
+            return false;
+        run.fail(std::move(error), QLatin1String(text) + name);
+        qCDebug(diagnostics) << debugText << name;
+        return true;
+    };
+    scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
+                                scard::FilenameRegion{});
+    if (failed(generic.readCardInfo(), "read: Failed reading ddd file information:",
+               "read: Failed reading ddd file information: "))
+        return;
+    if (generic.getCardType() != DriverCard) {
+        qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
+        return;
+    }
+    const std::shared_ptr<scard::SCardGeneric> card = generateSpecific(generic);
+    if (failed(card->calcDataSize(),
+               "read: Failed calc ddd data size:", "read: Failed calc ddd data size: ") ||
+        failed(card->readData(),
+               "read: Failed reading ddd data:", "read: Failed reading ddd data: "))
+        return;
+
+    file.close();
+    run.driverCards.push_back(card);
+    Q_EMIT progress(run.percent());
+}
+
+void DownloadKey::readVehicleFile(ReadRun& run, const QString& path, const QString& name) {
+    if (!isUsable(QFileInfo(path))) {
+        run.fail(QStringLiteral("read: Vehicle file does not exist or is too small: ") + path);
+        return;
+    }
+    QFile file(path);
+    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
+    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
+
+    VehicleInfo vehicleInfo(file);
+    aux::Error error = vehicleInfo.read();
+    if (!error.isEmpty()) {
+        run.fail(std::move(error),
+                 QStringLiteral("read: Failed reading vehicle info file:") + name);
+        return;
+    }
+    file.close();
+    run.vehicleInfos.push_back(std::make_shared<VehicleInfo>(vehicleInfo));
+    Q_EMIT progress(run.percent());
+}
+
+void DownloadKey::handOver(ReadRun& run, const QString& path, const QString& name) {
+    Q_EMIT downloadFile(path, downloadTime(name));
+    Q_EMIT progress(run.percent());
+}
+
+aux::Error DownloadKey::close() {
+    qCDebug(diagnostics) << "Downloadkey close";
+    m_mounted = false;
+    m_driverFiles = QStringList();
+    m_vehicleFiles = QStringList();
+    return aux::Error();
+}
+
+QString DownloadKey::getDownloadedDir() {
+    if (!m_mounted || !m_downloadDir.exists())
+        return QString();
+    return m_downloadedDir.absolutePath();
+}
+
+std::shared_ptr<scard::SCardGeneric>
+DownloadKey::generateSpecific(const scard::SCardGeneric& card) {
+    switch (card.getCardType()) {
+    case DriverCard:
+        return ofItsGeneration<scard::SCardDriverG1, scard::SCardDriverG2>(card);
+    case WorkshopCard:
+        return ofItsGeneration<scard::SCardWorkshopG1, scard::SCardWorkshopG2>(card);
+    case CompanyCard:
+        return ofItsGeneration<scard::SCardCompanyG1, scard::SCardCompanyG2>(card);
+    default:
+        return std::make_shared<scard::SCardGeneric>(card);
+    }
+}
+
+} // namespace downloadkey

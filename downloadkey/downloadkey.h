@@ -1,0 +1,115 @@
+// The library's front: one object takes in the contents of one download key after another.
+//
+//     downloadkey::DownloadKey key(configuration);
+//     key.init();
+//     ... for each key that is mounted:  key.open(mountDir);  key.read();  key.close();
+//     key.uninit();
+//
+// A DownloadKey lives in the host's thread and is used from it only. read() runs the event loop
+// once for each file, so the host's slots run in its middle: they may call close(), open() or
+// read(), but must not destroy the object.
+#pragma once
+
+#include "downloadkey/global.h"
+#include "downloadkey/vehicleinfo.h"
+
+#include "auxiliary/error.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QDir>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <memory>
+#include <vector>
+
+namespace aux {
+class Configuration;
+}
+namespace scard {
+class SCardGeneric;
+}
+
+namespace downloadkey {
+
+class DOWNLOADKEY_EXPORT DownloadKey : public QObject {
+    Q_OBJECT
+
+public:
+    // `configuration` is not owned and must outlive the object. open() reads its keys 45 and 46.
+    explicit DownloadKey(aux::Configuration& configuration);
+    ~DownloadKey() override;
+
+    // Both only write a debug line; they cannot fail.
+    aux::Error init();
+    aux::Error uninit();
+
+    // Opens the key that is mounted at `dir`: finds "/download" or, without it, "/DOWNLOAD" below
+    // it, makes "/downloaded" when the configuration asks for it, and lists the download files,
+    // newest first. No file is opened. Where "/downloaded" cannot be made, the host's logger gets
+    // an error with code 10304 and the key is opened all the same.
+    //
+    // Fails, with one entry of code 0, when there is no download directory; the key that was open
+    // before then stays open.
+    aux::Error open(QDir& dir);
+
+    // Reads the open key: parses the 100 newest driver-card files and the 100 newest vehicle-unit
+    // files, offers every file through downloadFile(), and has the host remount the key read-only.
+    // Holds one file open at a time. A close() from a slot ends it at the next file.
+    //
+    // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: there
+    // is no download directory (and nothing was done), or a file failed (and readDone() was not
+    // emitted).
+    aux::Error read();
+
+    // Forgets the key; nothing on it is touched. Cannot fail.
+    aux::Error close();
+
+    // The absolute path of the key's "/downloaded" directory; empty when no key is open or its
+    // download directory has gone. Where open() never set one, it is the process's current
+    // directory.
+    QString getDownloadedDir();
+
+    // A copy of `card` as an object of its kind (driver, workshop or company card) and generation;
+    // one of any other kind as a plain scard::SCardGeneric.
+    std::shared_ptr<scard::SCardGeneric> generateSpecific(const scard::SCardGeneric& card);
+
+Q_SIGNALS:
+    // Never emitted by the library itself.
+    void error(const aux::Error& err);
+
+    // The end of a read() in which no file failed: the parsed driver cards and vehicle-unit files,
+    // newest first. The host shares their ownership. A queued connection needs both vector types
+    // registered.
+    void readDone(std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards,
+                  std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos, bool parsingError);
+
+    // A file that the host may take: its path below the mount directory as that was given, and the
+    // time of the download in local time.
+    void downloadFile(QString filename, QDateTime downloadTimestamp);
+
+    // Percent, 0 to 100, of the work of one read().
+    void progress(int relative);
+
+private:
+    struct Q_DECL_HIDDEN ReadRun;
+
+    Q_DECL_HIDDEN void prepareDownloadedDir(const QString& mountPath);
+    template <typename Work>
+    Q_DECL_HIDDEN bool forEachFile(ReadRun& run, const QStringList& names, int limit, Work work);
+    Q_DECL_HIDDEN void readAllFiles(ReadRun& run);
+    Q_DECL_HIDDEN void readDriverFile(ReadRun& run, const QString& path, const QString& name);
+    Q_DECL_HIDDEN void readVehicleFile(ReadRun& run, const QString& path, const QString& name);
+    Q_DECL_HIDDEN void handOver(ReadRun& run, const QString& path, const QString& name);
+
+    aux::Configuration& m_configuration;
+    QDir m_mountDir;
+    QDir m_downloadDir;
+    QDir m_downloadedDir;
+    QStringList m_driverFiles;
+    QStringList m_vehicleFiles;
+    bool m_mounted;
+};
+
+} // namespace downloadkey

@@ -1,0 +1,42 @@
+// What the name of a tachograph download file tells: whether it is one, of what kind, and when the
+// download was made. The file itself is never looked at.
+//
+// All four functions take the bare file name, without a directory part, and work on its UTF-8
+// bytes: lengths and positions count bytes, and a character outside ASCII counts as several. They
+// keep no state and may be called from any thread.
+//
+// The names, by extension (in either letter case); "#" is a decimal digit, "*" any bytes:
+//
+//   .DDD                    [mMcCsS]_YYYYMMDD_hhmm_*.DDD          at least 20 bytes
+//   .TGD                    [vVcCsS]_*_YYYYMMDD_hhmm.TGD          at least 20 bytes
+//   .V1B .C1B .V1C .C1C     *YYMMDDhhmm.V1B                       at least 14 bytes
+//   .A1B .A1C               *YYYYMMDDhhmm.A1B                     at least 34 bytes
+//   .A1B .A1C               *YYMMDDhhmm.A1B                       32 or 33 bytes
+#pragma once
+
+#include "downloadkey/global.h"
+
+class QDateTime;
+class QString;
+
+// Whether the name has one of the shapes above. The date and time must be digits; whether they are
+// a date and a time is for getModificationTimeFromFileName() to say.
+DOWNLOADKEY_EXPORT bool isValidFileName(QString const& name);
+
+// Whether a valid name is that of a driver-card download: ".C1B", ".C1C", and ".DDD" or ".TGD" with
+// a leading "C_". Every valid name is of exactly one of the two kinds; the answer for any other
+// name has no meaning.
+DOWNLOADKEY_EXPORT bool isDriverFileName(QString const& name);
+
+// Whether a valid name is that of a vehicle-unit download: ".V1B", ".A1B", ".V1C", ".A1C", ".DDD"
+// with a leading "M_" or "S_", and ".TGD" with a leading "V_" or "S_".
+DOWNLOADKEY_EXPORT bool isVehicleFileName(QString const& name);
+
+// Reads the download time out of a valid name. Its digits are UTC; `time` presents that instant in
+// the host's local time. A two-digit year is 1970 to 2069. A day, hour or minute that its month,
+// day or hour does not have carries over: 31 February 2024 is 2 March 2024, and 24:60 is 01:00 of
+// the next day.
+//
+// Returns false, and leaves `time` as it was, for month 0 or 13 and above, for day 0 or 32 and
+// above, for a time before 1970, and for a name whose digits are missing.
+DOWNLOADKEY_EXPORT bool getModificationTimeFromFileName(QString const& name, QDateTime& time);

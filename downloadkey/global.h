@@ -1,0 +1,6 @@
+// What this library shows to its users: everything else is hidden from the dynamic linker.
+#pragma once
+
+#include <QtCore/QtGlobal>
+
+#define DOWNLOADKEY_EXPORT Q_DECL_EXPORT

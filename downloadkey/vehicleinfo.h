@@ -1,0 +1,104 @@
+// A vehicle-unit download file of any generation: its registration plate, and the driver cards that
+// were inserted and withdrawn.
+//
+// A VehicleInfo owns the whole loaded file; its copies share those bytes. It belongs to the thread
+// that made it, takes no locks and has no parent object.
+#pragma once
+
+#include "downloadkey/global.h"
+
+#include "auxiliary/error.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QDateTime>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+#include <vector>
+
+class QFile;
+
+namespace downloadkey {
+
+class DOWNLOADKEY_EXPORT VehicleInfo : public QObject {
+    Q_OBJECT
+
+public:
+    // One card insertion and its withdrawal, as the vehicle unit recorded them.
+    struct _FeDriverActivities {
+        // "first names, surname"; ", " when both are empty.
+        QString holderName;
+        // An instant of 1970 to 2106, presented in local time. The file's 0 and 0xFFFFFFFF (card
+        // not withdrawn yet) are instants like any other.
+        QDateTime insertionTime;
+        // Kilometres; 0xFFFFFFFF when the file holds no value.
+        quint32 odometerAtInsertion = 0;
+        // 0 driver's slot, 1 co-driver's slot; other bytes of the file are kept as they are.
+        quint16 slot = 0;
+        // As insertionTime.
+        QDateTime withdrawalTime;
+        // As odometerAtInsertion.
+        quint32 odometerAtWithdrawal = 0;
+    };
+
+    // Loads the file from its current position to its end. The caller has opened it for reading and
+    // closes it; it is not used after the constructor. A file that is missing or not open leaves
+    // the object unloaded, which read() reports.
+    explicit VehicleInfo(QFile& file);
+
+    // A copy with the same results, sharing the loaded bytes. It stays valid when `other` is
+    // destroyed.
+    VehicleInfo(const VehicleInfo& other);
+    VehicleInfo& operator=(const VehicleInfo&) = delete;
+
+    ~VehicleInfo() override;
+
+    // Parses the loaded file with the parser that its first two bytes ask for. An error without
+    // entries means success; otherwise it holds one entry, with code 0.
+    //
+    // Call it once: a second call overwrites the plate and appends the activities again. After a
+    // failure the plate and the activities that were found before it remain.
+    virtual aux::Error read();
+
+    // The parsers: first generation (bytes 76 01), second generation version 1 (76 21) and version
+    // 2 (76 31). Each refuses a file of fewer than 621 bytes and one that does not begin with its
+    // own bytes.
+    virtual aux::Error readGen1();
+    virtual aux::Error readGen2_1();
+    virtual aux::Error readGen2_2();
+
+    // Reads the five-byte header of a second-generation record array at `position`: record type (1
+    // byte), record size (2 bytes) and number of records (2 bytes), big-endian. True moves the
+    // position behind the header. False, when the type is another or when no byte follows the
+    // header, leaves it and sets both outputs to 0.
+    bool readHeader(unsigned int& position, unsigned char recordType, unsigned short& recordSize,
+                    unsigned short& recordCount);
+
+    // Moves the position over `recordCount` records of `recordSize` bytes. False, when no byte
+    // follows them, leaves it.
+    bool skipRecordData(unsigned int& position, unsigned short recordSize,
+                        unsigned short recordCount);
+
+    // The registration plate without padding; empty before read().
+    QString getPlateString();
+
+    // The card insertions in the order of the file; empty before read().
+    std::vector<_FeDriverActivities> getDriverActivities() const;
+
+private:
+    struct Q_DECL_HIDDEN Block;
+
+    Q_DECL_HIDDEN aux::Error readGen2(const Block& overview, const Block& activities);
+    Q_DECL_HIDDEN aux::Error readBlock(const Block& block, unsigned int& position);
+    Q_DECL_HIDDEN bool readCardRecords(unsigned int& position, unsigned short recordCount);
+    Q_DECL_HIDDEN void takeCardRecord(const unsigned char* record, unsigned int insertionOffset,
+                                      QDateTime& lastTaken);
+
+    QByteArray m_fileData;
+    const unsigned char* m_data;
+    quint32 m_dataSize;
+    QString m_plateString;
+    std::vector<_FeDriverActivities> m_driverActivities;
+};
+
+} // namespace downloadkey
