@@ -1,0 +1,120 @@
+// Synthetic tachograph downloads, built in memory with the sizes that Annex 1B and Annex 1C of the
+// regulation publish. Tests, tools, benchmarks and fuzz targets all take their input from here.
+//
+// Everything is a plain value with sensible defaults; a test changes the field it is about. The
+// same description always gives the same bytes. Positions of the parts can be found again through
+// the builders' own arithmetic; nothing here uses the library.
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+#include <cstdint>
+#include <vector>
+
+namespace samples {
+
+enum class Generation { Gen1, Gen2V1, Gen2V2 };
+
+// A padded text field: code page byte, text in that code page (cut to size - 1 bytes), blanks.
+QByteArray textField(const QByteArray& text, int size, unsigned char codePage = 1);
+
+// One VuCardIWRecord. Odometers are 24 bits, times are seconds since 1970 UTC.
+struct CardRecord {
+    QByteArray surname = "Sample";
+    QByteArray firstNames = "Jo";
+    QByteArray cardNumber = "DF00000000000100"; // 16 characters
+    std::uint32_t insertionTime = 0;
+    std::uint32_t odometerAtInsertion = 0;
+    unsigned char slot = 0;
+    std::uint32_t withdrawalTime = 0;
+    std::uint32_t odometerAtWithdrawal = 0;
+    unsigned char codePage = 1;
+};
+
+// One downloaded day: an activity block (TREP 02, 22 or 32).
+struct Day {
+    std::uint32_t date = 0; // midnight UTC
+    std::uint32_t odometerMidnight = 0;
+    std::vector<CardRecord> cardRecords;
+    int activityChanges = 0;
+    int places = 0;
+    int gnssPositions = 0; // second generation only
+    int specificConditions = 0;
+    int borderCrossings = 0; // second generation version 2 only
+    int loadOperations = 0;  // second generation version 2 only
+};
+
+// A vehicle-unit download: the overview block, one activity block a day, and whatever is to follow.
+struct VehicleUnit {
+    Generation generation = Generation::Gen2V2;
+    QByteArray plate = "AB 123 CD";
+    unsigned char plateCodePage = 1;
+    QByteArray vin = "ZZZZZZ00000000001"; // 17 characters
+    std::uint32_t downloadTime = 0;
+    int companyLocks = 0;
+    int controlActivities = 0;
+    std::vector<Day> days;
+    // The blocks behind the activities (events and faults, detailed speed, technical data) of the
+    // generation; without it the file ends with its last activity block (plus `trailer`).
+    bool furtherBlocks = true;
+    QByteArray trailer;
+    std::uint32_t noise = 1; // seeds the bytes of certificates and signatures
+};
+
+QByteArray vehicleUnitFile(const VehicleUnit& unit);
+
+// The parts of vehicleUnitFile(), for tests that put a file together themselves.
+QByteArray recordArray(unsigned char type, int recordSize, int count, const QByteArray& records);
+QByteArray overviewBlock(const VehicleUnit& unit);
+QByteArray activityBlock(const VehicleUnit& unit, const Day& day);
+QByteArray cardRecord(Generation generation, const CardRecord& record); // 129 or 131 bytes
+
+// A card download: blocks of file id, kind, length and value.
+struct Card {
+    unsigned char type = 1; // 1 driver, 2 workshop, 3 control, 4 company
+    int generation = 1;     // 1 or 2; 2 also carries the first generation's blocks
+    QByteArray cardNumber = "DF00000000000100";
+    QByteArray surname = "Sample";
+    QByteArray firstNames = "Jo";
+    unsigned char codePage = 1;
+    bool throughVehicleUnit = false;      // begins with 76 06
+    std::uint32_t issueTime = 1577836800; // 2020-01-01
+    std::uint32_t noise = 1;
+};
+
+QByteArray cardFile(const Card& card);
+
+// One block of a card download: id, kind (0 first-generation data, 1 its signature, 2
+// second-generation data, 3 its signature), length and value.
+QByteArray cardBlock(unsigned short fileId, unsigned char kind, const QByteArray& value);
+
+// `days` days of realistic size, the last of them the whole day before the day of `lastDay`, each
+// with `recordsPerDay` card insertions at times of their own, 60 to 90 activity changes, places,
+// GNSS positions and so on. The very last card is not withdrawn yet (its withdrawal time and
+// odometer are FF bytes). Deterministic in `seed`.
+std::vector<Day> realisticDays(Generation generation, int days, int recordsPerDay,
+                               std::uint32_t lastDay, std::uint32_t seed = 1);
+
+// One file of a sample key.
+struct KeyFile {
+    QString name; // bare file name
+    QByteArray bytes;
+};
+
+struct KeyOptions {
+    int days = 28;
+    int records = 4; // card insertions a day
+    int files = 6;   // so many vehicle-unit files and as many card files, at most 100000 of each;
+                     // their generations take turns
+    std::uint32_t seed = 1;
+};
+
+// One file of a key's download directory, without the others: `index` is below twice `files`. Every
+// name is different, and the contents fit the time in the name.
+KeyFile sampleKeyFile(const KeyOptions& options, int index);
+
+// All files of a key's download directory, as makekey writes them.
+std::vector<KeyFile> sampleKey(const KeyOptions& options = {});
+
+} // namespace samples
