@@ -62,7 +62,10 @@ VehicleInfo::VehicleInfo(QFile& file)
     : m_data(nullptr)
     , m_dataSize(0)
     , m_plateString(QLatin1String("")) {
-    qCDebug(diagnostics) << "VehicleInfo: Init Vehicle Info: " << file.fileName();
+    // Asked for even when no line is written: some files, temporary ones, are on the disk only once
+    // their name has been asked for.
+    const QString fileName = file.fileName();
+    qCDebug(diagnostics) << "VehicleInfo: Init Vehicle Info: " << fileName;
     if (file.exists() && file.isOpen()) {
         m_fileData = file.readAll();
         m_data = reinterpret_cast<const unsigned char*>(m_fileData.data());
@@ -114,7 +117,6 @@ void VehicleInfo::takeCardRecord(const unsigned char* record, unsigned int inser
                                  QDateTime& lastTaken) {
     const unsigned char* const insertion = record + insertionOffset;
     QDateTime insertionTime = readTime(insertion);
-    // Asked first, because an invalid time equals 1970-01-01 00:00 local time.
     if (lastTaken.isValid() && insertionTime == lastTaken)
         return;
 
