@@ -170,7 +170,8 @@ aux::Error DownloadKey::open(QDir& dir) {
 }
 
 // Makes the key's "/downloaded" directory where the configuration asks for it. The host needs to
-// know where that cannot be done, but can read the key all the same.
+// know where that cannot be done, but can read the key all the same. QDir resolves the path against
+// the directory itself, so a relative one can be used but not made.
 void DownloadKey::prepareDownloadedDir(const QString& mountPath) {
     if (m_configuration.getValue(aux::SettingsCode::DownloadedDirDisabled).toBool() ||
         !m_configuration.getValue(aux::SettingsCode::DownloadedDirEnabled).toBool())

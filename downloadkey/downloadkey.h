@@ -47,8 +47,9 @@ public:
 
     // Opens the key that is mounted at `dir`: finds "/download" or, without it, "/DOWNLOAD" below
     // it, makes "/downloaded" when the configuration asks for it, and lists the download files,
-    // newest first. No file is opened. Where "/downloaded" cannot be made, the host's logger gets
-    // an error with code 10304 and the key is opened all the same.
+    // newest first. No file is opened. Where "/downloaded" cannot be made (it never can below a
+    // relative `dir`), the host's logger gets an error with code 10304 and the key is opened all
+    // the same.
     //
     // Fails, with one entry of code 0, when there is no download directory; the key that was open
     // before then stays open.

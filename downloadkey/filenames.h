@@ -23,13 +23,13 @@ class QString;
 // a date and a time is for getModificationTimeFromFileName() to say.
 DOWNLOADKEY_EXPORT bool isValidFileName(QString const& name);
 
-// Whether a valid name is that of a driver-card download: ".C1B", ".C1C", and ".DDD" or ".TGD" with
-// a leading "C_". Every valid name is of exactly one of the two kinds; the answer for any other
-// name has no meaning.
+// Whether the name is that of a driver-card download: ".C1B", ".C1C", and ".DDD" or ".TGD" with a
+// leading "C_" or "c_". The rest of the name is for isValidFileName() to judge; every name that it
+// accepts is of exactly one of the two kinds.
 DOWNLOADKEY_EXPORT bool isDriverFileName(QString const& name);
 
-// Whether a valid name is that of a vehicle-unit download: ".V1B", ".A1B", ".V1C", ".A1C", ".DDD"
-// with a leading "M_" or "S_", and ".TGD" with a leading "V_" or "S_".
+// Whether the name is that of a vehicle-unit download: ".V1B", ".A1B", ".V1C", ".A1C", ".DDD" with
+// a leading "M_" or "S_", and ".TGD" with a leading "V_" or "S_", in either letter case.
 DOWNLOADKEY_EXPORT bool isVehicleFileName(QString const& name);
 
 // Reads the download time out of a valid name. Its digits are UTC; `time` presents that instant in
