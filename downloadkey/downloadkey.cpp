@@ -63,8 +63,10 @@ QStringList newestFirst(std::vector<TimedName>&& names) {
     return sorted;
 }
 
+// isDir() comes first: it has the file looked up, which answers the other questions too; exists()
+// would look for itself.
 bool isPresent(const QFileInfo& file) {
-    return file.exists() && !file.isDir();
+    return !file.isDir() && file.exists();
 }
 
 bool isUsable(const QFileInfo& file) {

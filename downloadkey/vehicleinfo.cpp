@@ -6,7 +6,9 @@
 
 #include <QtCore/QFile>
 
+#include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 namespace downloadkey {
@@ -38,6 +40,18 @@ quint32 readOdometer(const unsigned char* bytes) {
     return kilometres == noValueInFile ? noValue : kilometres;
 }
 
+// Whether there is memory for the whole file. readAll() would end the process where there is none,
+// and on a 32-bit machine a sparse file of a gigabyte is enough for that.
+bool fitsIntoMemory(const QFile& file) {
+    constexpr qint64 largest = std::numeric_limits<int>::max(); // readAll() refuses more
+    constexpr qint64 overhead = 4096;
+    const auto size = static_cast<std::size_t>(qMin(file.size(), largest - overhead) + overhead);
+    void* volatile probe = std::malloc(size); // volatile: nobody would miss it otherwise
+    const bool fits = probe != nullptr;
+    std::free(probe);
+    return fits;
+}
+
 void writeDebugLines(const VehicleInfo::_FeDriverActivities& activity) {
     qCDebug(diagnostics) << "VehicleInfo: Activity: ";
     qCDebug(diagnostics) << "  Holder Name:  " << activity.holderName
@@ -66,7 +80,7 @@ VehicleInfo::VehicleInfo(QFile& file)
     // their name has been asked for.
     const QString fileName = file.fileName();
     qCDebug(diagnostics) << "VehicleInfo: Init Vehicle Info: " << fileName;
-    if (file.exists() && file.isOpen()) {
+    if (file.exists() && file.isOpen() && fitsIntoMemory(file)) {
         m_fileData = file.readAll();
         m_data = reinterpret_cast<const unsigned char*>(m_fileData.data());
         m_dataSize = static_cast<quint32>(m_fileData.size());

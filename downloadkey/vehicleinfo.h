@@ -42,8 +42,8 @@ public:
     };
 
     // Loads the file from its current position to its end. The caller has opened it for reading and
-    // closes it; it is not used after the constructor. A file that is missing or not open leaves
-    // the object unloaded, which read() reports.
+    // closes it; it is not used after the constructor. A file that is missing, not open or too
+    // large for the memory there is leaves the object unloaded, which read() reports.
     explicit VehicleInfo(QFile& file);
 
     // A copy with the same results, sharing the loaded bytes. It stays valid when `other` is

@@ -98,6 +98,12 @@ constexpr RecordArray trep32[] = {
     vuSignature,
 };
 
+// Apart, so that the good case carries nothing of it.
+Q_NEVER_INLINE void reportInvalidTag(uint expected, uint found, uint position) {
+    qCDebug(diagnostics) << "readHeader(): Invalid tag found. Expected:" << Qt::hex << expected
+                         << "Read:" << found << "Pos:" << Qt::dec << position;
+}
+
 } // namespace
 
 // A block as the walk sees it, and the words that its messages begin with.
@@ -140,9 +146,7 @@ bool VehicleInfo::readHeader(unsigned int& position, unsigned char recordType,
         return false;
     const unsigned char* const header = m_data + position;
     if (header[0] != recordType) {
-        qCDebug(diagnostics) << "readHeader(): Invalid tag found. Expected:" << Qt::hex
-                             << uint(recordType) << "Read:" << uint(header[0]) << "Pos:" << Qt::dec
-                             << position;
+        reportInvalidTag(recordType, header[0], position);
         return false;
     }
     recordSize = readUInt16(header + 1);

@@ -9,6 +9,7 @@
 #include <QtCore/QTextCodec>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include <dirent.h>
@@ -70,13 +71,21 @@ QString readVehicle(const QString& path, const QString& name, KeyContents& conte
     return errorText(error);
 }
 
-QStringList misnamedFiles(const QString& downloadDir) {
+// Qt's listings tell neither what they leave out nor that they failed: `error` is set to an errno
+// then.
+QStringList misnamedFiles(const QString& downloadDir, int& error) {
     QStringList result;
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(
         ::opendir(QFile::encodeName(downloadDir).constData()), ::closedir);
+    error = errno;
     if (!directory)
         return result;
-    while (const dirent* entry = ::readdir(directory.get())) {
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = ::readdir(directory.get());
+        error = errno;
+        if (!entry)
+            break;
         QTextCodec::ConverterState state;
         const QString name = QTextCodec::codecForName("UTF-8")->toUnicode(
             entry->d_name, static_cast<int>(std::strlen(entry->d_name)), &state);
@@ -91,7 +100,7 @@ QStringList misnamedFiles(const QString& downloadDir) {
 
 KeyFiles listKeyFiles(const QString& downloadDir) {
     KeyFiles result;
-    result.misnamed = misnamedFiles(downloadDir);
+    result.misnamed = misnamedFiles(downloadDir, result.error);
     const QFileInfoList entries =
         QDir(downloadDir)
             .entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);

@@ -29,6 +29,7 @@ struct KeyFiles {
     QStringList unreadable; // download files that this process may not read
     QStringList misnamed;   // likewise, whose names are not UTF-8, so that no listing shows them
     int others = 0;         // entries that are no download files
+    int error = 0;          // an errno when the directory could not be listed to its end
 };
 
 struct VehicleFile {

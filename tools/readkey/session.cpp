@@ -11,6 +11,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QSet>
 
 #include <cerrno>
 
@@ -94,11 +95,13 @@ bool Session::openKey() {
     m_downloadDir = mountDir.path() + QStringLiteral("/download");
     if (!QDir(m_downloadDir).exists())
         m_downloadDir = mountDir.path() + QStringLiteral("/DOWNLOAD");
-    if (::access(QFile::encodeName(m_downloadDir).constData(), R_OK | X_OK) != 0) {
-        fail(m_downloadDir + QStringLiteral(": cannot be read: ") + qt_error_string(errno));
+    m_files = listKeyFiles(m_downloadDir);
+    if (m_files.error == 0 && ::access(QFile::encodeName(m_downloadDir).constData(), X_OK) != 0)
+        m_files.error = errno;
+    if (m_files.error != 0) {
+        fail(m_downloadDir + QStringLiteral(": cannot be read: ") + qt_error_string(m_files.error));
         m_contents.complete = false;
     }
-    m_files = listKeyFiles(m_downloadDir);
     m_contents.others = m_files.others;
     // The library passes over these without a word.
     for (const QString& name : m_files.unreadable)
@@ -126,9 +129,26 @@ void Session::readKey() {
         fail(QStringLiteral("interrupted, the key was not read completely"));
         return;
     }
-    if (!error.isEmpty())
+    if (error.isEmpty())
+        missFiles();
+    else
         lookAgain(error);
     m_output->contents(m_contents);
+}
+
+// A disk that fails while the library lists the key makes the library's list shorter, no more.
+void Session::missFiles() {
+    QSet<QString> offered;
+    for (const OfferedFile& file : m_contents.offered)
+        offered.insert(file.file.name);
+    for (const auto* files : {&m_files.cards, &m_files.vehicles}) {
+        for (const KeyFile& file : *files) {
+            if (offered.contains(file.name))
+                continue;
+            fail(file.name + QStringLiteral(": was not read, a listing of the key left it out"));
+            m_contents.complete = false;
+        }
+    }
 }
 
 // The library dropped what it had parsed, and with it the reason of each failure.

@@ -33,6 +33,7 @@ private:
     void connectSignals();
     bool openKey();
     void readKey();
+    void missFiles();
     void lookAgain(const aux::Error& readError);
     void takeFile(const QString& path, const QDateTime& time);
     OfferedFile::Copy copyFile(const QString& path, const QDateTime& time);
