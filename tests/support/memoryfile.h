@@ -1,0 +1,40 @@
+// A file that is open for reading and has its bytes in memory, for code that takes a QFile.
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QFile>
+
+#include <cstring>
+#include <utility>
+
+class MemoryFile : public QFile {
+public:
+    // The name is that of a file which exists: that is asked for, too.
+    explicit MemoryFile(QByteArray bytes)
+        : QFile(QStringLiteral("/dev/null"))
+        , m_bytes(std::move(bytes)) {
+        QIODevice::open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+    ~MemoryFile() override { QIODevice::close(); }
+
+    bool isSequential() const override { return false; }
+    qint64 size() const override { return m_bytes.size(); }
+    qint64 pos() const override { return QIODevice::pos(); }
+    bool seek(qint64 position) override {
+        m_position = position;
+        return QIODevice::seek(position);
+    }
+    void close() override { QIODevice::close(); }
+
+protected:
+    qint64 readData(char* data, qint64 maxSize) override {
+        const qint64 count = qBound(qint64(0), m_bytes.size() - m_position, maxSize);
+        std::memcpy(data, m_bytes.constData() + m_position, static_cast<std::size_t>(count));
+        m_position += count;
+        return count;
+    }
+
+private:
+    QByteArray m_bytes;
+    qint64 m_position = 0;
+};
