@@ -1,0 +1,162 @@
+// System calls that fail on demand, for the files below one directory. See faultshim.h.
+#include "tests/faults/faultshim.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+char watchedRoot[4096];
+char failingKind[16];
+int failAt;
+int failure;
+int calls;
+
+bool isWatched(const char* path) {
+    const std::size_t length = std::strlen(watchedRoot);
+    return length > 0 && std::strncmp(path, watchedRoot, length) == 0;
+}
+
+bool isWatched(int descriptor) {
+    if (*watchedRoot == 0 || descriptor < 0)
+        return false;
+    const int before = errno;
+    char link[64];
+    char path[4096];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+    const ssize_t length = ::readlink(link, path, sizeof path - 1);
+    errno = before;
+    path[length < 0 ? 0 : length] = 0;
+    return isWatched(path);
+}
+
+bool isWatched(int dirDescriptor, const char* path) {
+    return *path == '/' ? isWatched(path) : isWatched(dirDescriptor);
+}
+
+bool fails(const char* kind) {
+    if (std::strcmp(kind, failingKind) != 0)
+        return false;
+    ++calls;
+    if (failAt == 0 || (failAt > 0 ? calls != failAt : calls < -failAt))
+        return false;
+    if (const char* report = std::getenv("FAULT_REPORT"))
+        ::close(
+            static_cast<int>(::syscall(SYS_openat, AT_FDCWD, report, O_WRONLY | O_CREAT, 0600)));
+    errno = failure;
+    return true;
+}
+
+template <typename Result, typename... Arguments>
+Result call(bool watched, const char* kind, const char* name, Result failed,
+            Arguments... arguments) {
+    if (watched && fails(kind))
+        return failure == 0 ? Result() : failed;
+    using Function = Result (*)(Arguments...);
+    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name))(arguments...);
+}
+
+__attribute__((constructor)) void armFromEnvironment() {
+    if (const char* root = std::getenv("FAULT_ROOT"))
+        faults_arm(root, std::getenv("FAULT_CALLS"), std::atoi(std::getenv("FAULT_AT")),
+                   std::atoi(std::getenv("FAULT_ERRNO")));
+}
+
+} // namespace
+
+extern "C" {
+
+void faults_arm(const char* root, const char* kind, int at, int error) {
+    std::snprintf(watchedRoot, sizeof watchedRoot, "%s", root);
+    std::snprintf(failingKind, sizeof failingKind, "%s", kind);
+    failAt = at;
+    failure = error;
+    calls = 0;
+}
+
+int faults_disarm() {
+    *watchedRoot = 0;
+    return calls;
+}
+
+// Under names of their own: the C library declares them with as many arguments as one likes.
+int openFile(const char* path, int flags, mode_t mode) __asm__("open");
+int openFile(const char* path, int flags, mode_t mode) {
+    return call(isWatched(path), "open", "open", -1, path, flags, mode);
+}
+int openFile64(const char* path, int flags, mode_t mode) __asm__("open64");
+int openFile64(const char* path, int flags, mode_t mode) {
+    return call(isWatched(path), "open", "open64", -1, path, flags, mode);
+}
+int openFileAt(int dir, const char* path, int flags, mode_t mode) __asm__("openat");
+int openFileAt(int dir, const char* path, int flags, mode_t mode) {
+    return call(isWatched(dir, path), "open", "openat", -1, dir, path, flags, mode);
+}
+DIR* opendir(const char* path) {
+    return call(isWatched(path), "readdir", __func__, static_cast<DIR*>(nullptr), path);
+}
+dirent* readdir(DIR* dir) {
+    return call(isWatched(::dirfd(dir)), "readdir", __func__, static_cast<dirent*>(nullptr), dir);
+}
+dirent64* readdir64(DIR* dir) {
+    return call(isWatched(::dirfd(dir)), "readdir", __func__, static_cast<dirent64*>(nullptr), dir);
+}
+int statx(int dir, const char* path, int flags, unsigned int mask, struct statx* status) noexcept {
+    return call(isWatched(dir, path), "stat", __func__, -1, dir, path, flags, mask, status);
+}
+int stat(const char* path, struct stat* status) noexcept {
+    return call(isWatched(path), "stat", __func__, -1, path, status);
+}
+int lstat(const char* path, struct stat* status) noexcept {
+    return call(isWatched(path), "stat", __func__, -1, path, status);
+}
+int fstat(int descriptor, struct stat* status) noexcept {
+    return call(isWatched(descriptor), "stat", __func__, -1, descriptor, status);
+}
+int stat64(const char* path, struct stat64* status) noexcept {
+    return call(isWatched(path), "stat", __func__, -1, path, status);
+}
+int fstat64(int descriptor, struct stat64* status) noexcept {
+    return call(isWatched(descriptor), "stat", __func__, -1, descriptor, status);
+}
+int fstatat(int dir, const char* path, struct stat* status, int flags) noexcept {
+    return call(isWatched(dir, path), "stat", __func__, -1, dir, path, status, flags);
+}
+int access(const char* path, int mode) noexcept {
+    return call(isWatched(path), "stat", __func__, -1, path, mode);
+}
+ssize_t read(int descriptor, void* buffer, size_t size) {
+    return call(isWatched(descriptor), "read", __func__, ssize_t(-1), descriptor, buffer, size);
+}
+int mkdir(const char* path, mode_t mode) noexcept {
+    return call(isWatched(path), "mkdir", __func__, -1, path, mode);
+}
+int renameat(int fromDir, const char* from, int toDir, const char* to) noexcept {
+    return call(isWatched(fromDir, from), "rename", __func__, -1, fromDir, from, toDir, to);
+}
+int renameat2(int fromDir, const char* from, int toDir, const char* to,
+              unsigned int flags) noexcept {
+    return call(isWatched(fromDir, from), "rename", __func__, -1, fromDir, from, toDir, to, flags);
+}
+int linkat(int fromDir, const char* from, int toDir, const char* to, int flags) noexcept {
+    return call(isWatched(fromDir, from), "rename", __func__, -1, fromDir, from, toDir, to, flags);
+}
+ssize_t write(int descriptor, const void* buffer, size_t size) {
+    return call(isWatched(descriptor), "write", __func__, ssize_t(-1), descriptor, buffer, size);
+}
+int fsync(int descriptor) {
+    return call(isWatched(descriptor), "write", __func__, -1, descriptor);
+}
+int futimens(int descriptor, const struct timespec times[2]) noexcept {
+    return call(isWatched(descriptor), "write", __func__, -1, descriptor, times);
+}
+}
