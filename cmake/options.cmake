@@ -1,6 +1,8 @@
 # How every target of this project is compiled. Nothing here leaks to a project that adds this one.
 add_library(downloadkey_options INTERFACE)
 target_compile_features(downloadkey_options INTERFACE cxx_std_17)
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_EXTENSIONS OFF) # Names the standard in compile_commands.json, for tools of another default.
 target_compile_options(downloadkey_options INTERFACE
     -Wall -Wextra -Wconversion -Wcast-align -Wshadow)
 target_compile_definitions(downloadkey_options INTERFACE

@@ -1,0 +1,28 @@
+# Toolchain for ARMv7 with hard float, as Debian's armhf has it. The sysroot holds Qt and what it needs;
+# libc and libstdc++ are the cross compiler's. Without -DCMAKE_SYSROOT it is the one that
+# scripts/sysroot.sh makes.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR armv7l)
+set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
+# The notes on a calling convention that changed with GCC 7 concern nobody here.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
+
+if(NOT CMAKE_SYSROOT)
+    get_filename_component(CMAKE_SYSROOT "${CMAKE_CURRENT_LIST_DIR}/../build/sysroot-armhf" ABSOLUTE)
+endif()
+if(NOT IS_DIRECTORY "${CMAKE_SYSROOT}")
+    message(FATAL_ERROR "There is no sysroot ${CMAKE_SYSROOT}: make it with scripts/sysroot.sh, "
+        "or name your own with -DCMAKE_SYSROOT=")
+endif()
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
+    set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static -L ${CMAKE_SYSROOT})
+endif()
+
+# Read at the end of the first project(), where targets can be made.
+list(APPEND CMAKE_PROJECT_TOP_LEVEL_INCLUDES ${CMAKE_CURRENT_LIST_DIR}/buildqttools.cmake)

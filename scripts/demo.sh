@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Shows what is on a download key: the one mounted at DIR, or else a sample that is made here.
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+if [ $# -gt 1 ] || [[ ${1-} == -* ]]; then
+    echo "usage: $self [DIR]" >&2
+    exit 2
+fi
+
+need cmake g++ ninja-build qtbase5-dev
+build release readkey makekey
+
+tools=$top/build/release/tools
+if [ $# -eq 0 ]; then
+    set -- "$top/build/sample-key"
+    rm -rf "$1"
+    "$tools/makekey/makekey" --days 2 --records 2 "$1"
+fi
+exec "$tools/readkey/readkey" -- "$1"

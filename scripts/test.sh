@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# Builds and runs the tests. Without an argument: everything that concerns this PC. See usage below.
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+usage() {
+    cat >&2 <<END
+usage: $self [PART...]
+  pc          the release build and its tests
+  sanitizers  the same tests under the address, leak and undefined-behaviour sanitizers
+  lint        formatting and static analysis
+  fuzz        a short run of the fuzz targets
+  armhf       the tests, cross-built for ARMv7 hard float and run under qemu
+  all         all of these
+Without an argument: pc sanitizers lint fuzz
+END
+    exit 2
+}
+
+toolchain='cmake g++ ninja-build qtbase5-dev tzdata'
+delivery='abigail-tools dpkg-dev file pkg-config' # for the tests of what is installed and packaged
+declare -A packages=(
+    [pc]="$toolchain $delivery"
+    [sanitizers]=$toolchain
+    [lint]="$toolchain clang-format clang-tidy"
+    [fuzz]="$toolchain clang libclang-rt-14-dev"
+    [armhf]="$toolchain $delivery g++-arm-linux-gnueabihf mmdebstrap qemu-user-static"
+)
+
+# Every part that runs tests ends with ctest's own closing lines.
+run_tests() {
+    (cd "$top" && ctest --preset "$1" -j "$(nproc)" </dev/null)
+}
+
+part_pc() {
+    build release
+    run_tests release
+}
+
+part_sanitizers() {
+    build sanitizers
+    run_tests sanitizers
+}
+
+sources() {
+    (cd "$top" && find bench downloadkey fuzz host samples tests tools \
+        '(' -name '*.cpp' -o -name '*.h' ')' -print0)
+}
+
+# The sources that the release build compiles, without what moc has written.
+compiled() {
+    sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$top/build/release/compile_commands.json" |
+        grep -v "^$top/build/" | sort -u
+}
+
+analyse() {
+    compiled | tr '\n' '\0' | xargs -0 -P "$(nproc)" -n 1 clang-tidy --quiet -p "$top/build/release"
+}
+
+part_lint() {
+    build release # moc's output is included by what is analysed
+    (cd "$top" && sources | xargs -0 clang-format --dry-run -Werror)
+    quiet analyse analyse
+    echo "clang-format and clang-tidy: clean"
+}
+
+part_fuzz() {
+    [ ! -x "$top/scripts/fuzz.sh" ] || "$top/scripts/fuzz.sh" 20
+}
+
+part_armhf() {
+    "$top/scripts/sysroot.sh"
+    build armhf
+    run_tests armhf
+}
+
+[ $# -gt 0 ] || set -- pc sanitizers lint fuzz
+[ "$*" != all ] || set -- pc sanitizers lint fuzz armhf
+wanted=()
+for part; do
+    [ "${packages[$part]-}" ] || usage
+    read -ra wanted <<<"${wanted[*]} ${packages[$part]}"
+done
+need "${wanted[@]}"
+
+trap '[ $? -eq 0 ] || echo "$self: $part failed" >&2' EXIT
+for part; do
+    echo "== $part"
+    "part_$part"
+done
