@@ -1,0 +1,31 @@
+// A card file through the host's card library, in the steps of DownloadKey::read().
+#include "fuzz/fuzzing.h"
+#include "scard/scardcards.h"
+#include "tests/support/memoryfile.h"
+
+using fuzzing::require;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    MemoryFile file(fuzzing::bytesOf(data, size));
+    scard::SCardGeneric generic(file, QDateTime(), scard::FilenameRegion{});
+    const aux::Error info = generic.readCardInfo();
+    require(!info.isEmpty() || (generic.getCardType() >= 1 && generic.getCardType() <= 4),
+            "a known type");
+    require(generic.cardNumber().isEmpty() && generic.holderName().isEmpty(),
+            "nothing is read yet");
+
+    scard::SCardDriverG2 card(generic);
+    const bool isWhole = card.calcDataSize().isEmpty();
+    const bool isRead = card.readData().isEmpty();
+    require(card.getCardType() == generic.getCardType(), "the kind is taken over");
+    require(isRead || card.cardNumber().isEmpty(), "a failure leaves nothing");
+    require(card.cardNumber().size() <= 16 && card.holderName().size() <= 71,
+            "fields have their sizes");
+    require(!card.readData().isEmpty(), "the file was let go");
+    scard::SCardGeneric again(file, QDateTime(), scard::FilenameRegion{});
+    require(again.readCardInfo().isEmpty() == info.isEmpty() &&
+                again.is2ndGeneneration() == generic.is2ndGeneneration() &&
+                again.calcDataSize().isEmpty() == isWhole,
+            "the file reads the same again");
+    return 0;
+}

@@ -1,0 +1,46 @@
+// A name through the four functions.
+#include "downloadkey/filenames.h"
+#include "fuzz/fuzzing.h"
+
+#include <QtCore/QDateTime>
+
+#include <cstring>
+
+using fuzzing::require;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // As a host gets it from a directory; the first byte chooses what UTF-8 cannot express.
+    const QByteArray bytes = fuzzing::bytesOf(data, size);
+    QString name = QString::fromUtf8(bytes);
+    if (size > 0 && data[0] == 0xFF) {
+        name = QString(static_cast<int>((size - 1) / sizeof(QChar)), QChar());
+        std::memcpy(name.data(), data + 1, (size - 1) / sizeof(QChar) * sizeof(QChar));
+    }
+
+    const bool isValid = isValidFileName(name);
+    const bool isDriver = isDriverFileName(name);
+    const bool isVehicle = isVehicleFileName(name);
+    require(!isValid || isDriver != isVehicle, "a valid name is of exactly one kind");
+    require(!(isDriver && isVehicle), "no name is of both kinds");
+
+    const QDateTime untouched(QDate(1234, 5, 6), QTime(7, 8), Qt::UTC);
+    QDateTime time = untouched;
+    if (getModificationTimeFromFileName(name, time)) {
+        require(time.isValid() && time.timeSpec() == Qt::LocalTime, "a local time");
+        const qint64 seconds = time.toSecsSinceEpoch();
+        require(seconds >= 0 && seconds % 60 == 0, "whole minutes from 1970 on");
+        require(time.toUTC().date().year() <= 10000, "four digits and what they carry over");
+    } else {
+        require(time == untouched && time.timeSpec() == Qt::UTC, "untouched");
+    }
+    // Nothing behind a NUL is looked at, and letter case decides nothing in an extension.
+    require(isValidFileName(name + QChar(0) + name) == isValid || name.isEmpty(),
+            "the name ends at a NUL");
+    const int dot = name.lastIndexOf(QLatin1Char('.'));
+    if (isValid && dot >= 0 && !name.contains(QChar(0))) {
+        const QString upper = name.left(dot) + name.mid(dot).toUpper();
+        require(isValidFileName(upper) && isDriverFileName(upper) == isDriver,
+                "case of the extension");
+    }
+    return 0;
+}
