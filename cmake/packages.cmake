@@ -1,0 +1,61 @@
+# Debian packages of what is installed: `cpack -G DEB` in the build folder. Which packages they depend
+# on is found by dpkg-shlibdeps; cmake/crossdeps.cmake makes that work for another architecture.
+find_program(DPKG_ARCHITECTURE dpkg-architecture)
+if(NOT DOWNLOADKEY_INSTALL OR NOT DOWNLOADKEY_TOOLS OR NOT DPKG_ARCHITECTURE)
+    return()
+endif()
+execute_process(
+    COMMAND ${DPKG_ARCHITECTURE} -f -t ${CMAKE_LIBRARY_ARCHITECTURE} -q DEB_HOST_ARCH
+    OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE
+    OUTPUT_STRIP_TRAILING_WHITESPACE
+    COMMAND_ERROR_IS_FATAL ANY)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_PACKAGE_CONTACT "libdownloadkey maintainers <maintainers@downloadkey.invalid>")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL runtime dev tools)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# What tells the packages of hosts that they depend on ours.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# Our own libraries, which no installed package has.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
+    ${PROJECT_BINARY_DIR}/downloadkey ${PROJECT_BINARY_DIR}/host)
+if(CMAKE_CROSSCOMPILING)
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
+        ${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}
+        ${CMAKE_SYSROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE})
+    set(CPACK_DOWNLOADKEY_SYSROOT ${CMAKE_SYSROOT})
+    set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/crossdeps.cmake)
+endif()
+
+set(own_version "(= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libdownloadkey${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
+    "The shared library, and the host's libraries that it was built with.")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libdownloadkey-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
+    "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} ${own_version}, qtbase5-dev (>= 5.15)")
+set(CPACK_COMPONENT_DEV_DESCRIPTION
+    "Headers, the CMake package, the pkg-config module, and how a host uses the library.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME downloadkey-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} ${own_version}")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+    "readkey shows what is on a key, makekey writes a sample key.")
+
+include(CPack)
