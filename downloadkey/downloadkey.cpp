@@ -54,12 +54,12 @@ bool compareByFileNameTime(const TimedName& a, const TimedName& b) {
     return b.seconds < a.seconds;
 }
 
-QStringList newestFirst(std::vector<TimedName>&& names) {
+QStringList newestFirst(std::vector<TimedName> names) {
     std::sort(names.begin(), names.end(), compareByFileNameTime);
     QStringList sorted;
     sorted.reserve(static_cast<int>(names.size()));
-    for (TimedName& entry : names)
-        sorted.append(std::move(entry.name));
+    for (const TimedName& entry : names)
+        sorted.append(entry.name);
     return sorted;
 }
 

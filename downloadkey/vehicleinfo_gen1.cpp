@@ -132,11 +132,11 @@ aux::Error VehicleInfo::readGen1() {
         }
         cursor.skip(dayHeaderSize);
         cursor.readCount(2, records);
-        const unsigned char* const firstRecord = cursor.bytes();
+        const unsigned char* record = cursor.bytes();
         if (!cursor.skip(records * cardRecordSize))
             return notEnoughData("VuCardIWRecord", cursor, records);
-        for (quint32 i = 0; i < records; ++i)
-            takeCardRecord(firstRecord + i * cardRecordSize, cardInsertionOffset, lastTaken);
+        for (quint32 i = 0; i < records; ++i, record += cardRecordSize)
+            takeCardRecord(record, cardInsertionOffset, lastTaken);
 
         aux::Error error = skipDaySections(cursor, records);
         if (!error.isEmpty())

@@ -175,6 +175,7 @@ Name nameAt(const unsigned char* bytes) {
 
 } // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers were built for a time by value
 SCardGeneric::SCardGeneric(QFile& file, QDateTime, FilenameRegion)
     : m_file(&file) {}
 
