@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Counts the instructions of the library's work: on this PC with callgrind, with "armhf" for the target
+# under qemu. Every figure is the difference of runs of unlike size, divided by what they differ in, so
+# that the start of the program drops out; runs are repeatable.
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+usage() {
+    echo "usage: $self [pc] [armhf]" >&2
+    exit 2
+}
+
+for machine; do
+    [[ $machine == pc || $machine == armhf ]] || usage
+done
+[ $# -gt 0 ] || set -- pc
+
+need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata valgrind
+build bench counts
+counts=$top/build/bench/bench/counts
+export QT_HASH_SEED=0 LC_ALL=C.UTF-8
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/counts.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+"$counts" prepare "$work"
+
+# Both print the driver's names, each with the instructions between its two marks.
+count_pc() {
+    valgrind --tool=callgrind --dump-after=bench_mark --callgrind-out-file="$work/profile" \
+        "$counts" run "$work" >"$work/names" 2>"$work/log" || fail "$(tail -n 3 "$work/log")"
+    local dump=0 name
+    while read -r name; do
+        dump=$((dump + 2))
+        echo "$name $(sed -n 's/^summary: //p' "$work/profile.$dump")"
+    done <"$work/names"
+}
+
+# In single steps each translated block is one instruction, and the log has a line for each that is run.
+count_armhf() {
+    need g++-arm-linux-gnueabihf qemu-user-static
+    "$top/scripts/sysroot.sh"
+    quiet bench-armhf-configure cmake -S "$top" --preset armhf -B "$top/build/bench-armhf" \
+        -DDOWNLOADKEY_BENCH=ON -DDOWNLOADKEY_TESTS=OFF -DDOWNLOADKEY_TOOLS=OFF
+    quiet bench-armhf-build cmake --build "$top/build/bench-armhf" --target counts
+    qemu-arm-static -L "$top/build/sysroot-armhf" -singlestep -d exec,nochain,strace \
+        "$top/build/bench-armhf/bench/counts" run "$work" 2>&1 >"$work/names" |
+        awk '/^Trace/ { ++n; next } /getppid/ { if (++marks % 2 == 0) print n; n = 0 }' >"$work/counts"
+    paste -d ' ' "$work/names" "$work/counts"
+}
+
+# One figure a line from the driver's: the differences that tell what a single thing costs.
+table() {
+    awk -v machine="$1" '
+        function row(what, count) { printf "| %-44s | %12d |\n", what, count }
+        { count[$1] = $2 }
+        END {
+            printf "| %-44s | %12s |\n", "instructions, " machine, "each"
+            print "|:---------------------------------------------|-------------:|"
+            # Three counted sections a day; eight or ten arrays, one of them empty card records.
+            split("gen1 3 gen2v1 8 gen2v2 10", list, " ")
+            for (i = 1; i < 6; i += 2) {
+                g = list[i]
+                row(g ": a card record", (count[g "-1-100"] - count[g "-1-50"]) / 50)
+                row(g ": a skipped array", (count[g "-40-0"] - count[g "-20-0"]) / 20 / list[i + 1])
+                row(g ": a file of 30 days, 300 records", count[g "-30-10"])
+            }
+            row("a name: is it valid, of which kind, when", count["names"] / 8)
+            row("a name of a key that is opened", (count["key-100"] - count["key-50"]) / 100)
+        }'
+}
+
+mkdir -p "$top/build/bench"
+for machine; do
+    "count_$machine" >"$work/figures"
+    [ "$(wc -l <"$work/figures")" -eq "$(wc -l <"$work/names")" ] || fail 'figures are missing'
+    table "$machine" <"$work/figures" | tee "$top/build/bench/counts-$machine.md"
+done
