@@ -3,6 +3,7 @@
 #include "downloadkey/downloadkey.h"
 #include "samples/samples.h"
 #include "tests/support/debuglines.h"
+#include "tests/support/table.h"
 #include "tests/support/testkey.h"
 
 #include "auxiliary/configuration.h"
@@ -71,20 +72,10 @@ QByteArray contents(const QString& word, const QByteArray& name) {
 
 // Four files by their first letters. Newest first, which is the order of the lists.
 QString fileOf(const QString& letter) {
-    for (const QString& name : words("A_2403160900.C1B B_2403150830.C1B "
-                                     "V_2403140700.V1B W_2403130600.V1B"_s)) {
-        if (letter == name.left(1))
-            return "download/"_s + name;
-    }
-    return letter;
-}
-
-// Each entry as "component|text|code".
-QString textOf(const aux::Error& error) {
-    QStringList texts;
-    for (const aux::ErrorData& entry : error.entries())
-        texts << entry.component() + "|"_s + entry.text() + "|"_s + QString::number(entry.code());
-    return texts.join("; "_s);
+    const QStringList names =
+        words("A_2403160900.C1B B_2403150830.C1B V_2403140700.V1B W_2403130600.V1B"_s);
+    const QString name = names.filter(letter + "_"_s).value(0);
+    return name.isEmpty() ? letter : "download/"_s + name;
 }
 
 // A DownloadKey with a key to read, another key to change to, and the story of all that the host
@@ -177,6 +168,8 @@ struct Host {
                 {"write"_s, [&] { write(what); }},
                 {"remove"_s, [&] { key.remove(fileOf(what)); }},
                 {"makedir"_s, [&] { key.makeDir(fileOf(what)); }},
+                {"link"_s, [&] { QFile::link(later, key.path(fileOf(first))); }},
+                {"fifo"_s, [&] { mkfifo(qPrintable(key.path(fileOf(what))), 0600); }},
                 {"flag"_s, [&] { set(first, later == "true"_s); }},
                 {"number"_s, [&] { set(first, later.toInt()); }},
                 {"text"_s, [&] { set(first, later); }},
@@ -193,6 +186,8 @@ struct Host {
                 {"quiet"_s,
                  [&] { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }},
                 {"lines"_s, [&] { tellLines(); }},
+                {"error"_s, [&] { raise(what); }},
+                {"events"_s, [] { QCoreApplication::processEvents(); }},
                 {"at"_s, [&] { schedule(first, later); }},
             };
             verbs[order.section(QLatin1Char(' '), 0, 0)]();
@@ -203,6 +198,11 @@ struct Host {
             const QString name = file.section(QLatin1Char('='), 0, 0);
             key.write(fileOf(name), contents(file.section(QLatin1Char('='), 1), name.toUtf8()));
         }
+    }
+    void raise(const QString& text) {
+        const aux::Error error(aux::ErrorData("host"_s, QString(text), 7));
+        QMetaObject::invokeMethod(&library, "error", Qt::QueuedConnection,
+                                  Q_ARG(aux::Error, error));
     }
     void set(const QString& code, const QVariant& value) {
         configuration.setValue(static_cast<aux::SettingsCode>(code.toInt()), value);
@@ -295,43 +295,12 @@ private Q_SLOTS:
         QVERIFY(!QMetaType::metaObjectForType(type));
     }
 
-    void errorIsOnlyRaisedByHosts() {
-        const DebugLines collector;
-        {
-            Host host;
-            const aux::Error error(aux::ErrorData("host"_s, "text"_s, 7));
-            QVERIFY(QMetaObject::invokeMethod(&host.library, "error", Qt::QueuedConnection,
-                                              Q_ARG(aux::Error, error)));
-            QCOMPARE(host.story(), QString());
-            QCoreApplication::processEvents();
-            QCOMPARE(host.story(), "error:host|text|7"_s);
-        }
-        QCOMPARE(DebugLines::lines(), QStringList());
-    }
-
     // Names in the order in which they are listed, those that a debug line says are skipped, and
     // those that are not even looked at.
     void lists_data() {
-        for (const char* column : {"listed", "skipped", "ignored"})
-            QTest::addColumn<QString>(column);
-        QTest::newRow("every extension, drivers first, newest first")
-            << "u_2401210000.c1B n_2401140000.c1c l_2401120000.c1b C__20240110_0000.TGD "
-               "C_20240108_0000_.DDD d_2401040000.C1C b_2401020000.C1B S_20240122_0000_.DdD "
-               "s__20240119_0000.tgd s_20240117_0000_.ddd abc123_fleet_depot_2401160000.a1c "
-               "abc123_fleetdepot_202401150000.a1b m_2401130000.v1c k_2401110000.v1b "
-               "V__20240109_0000.TGD M_20240107_0000_.DDD ABC123_FLEET_DEPOT_2401060000.A1C "
-               "ABC123_FLEETDEPOT_202401050000.A1B c_2401030000.V1C a_2401010000.V1B"_s
-            << "a.tgd a_2403150830.A1C B.DDD c.C1B M_20240315_0830.DDD \u00fc.A1B"_s
-            << "README.txt a_2403150830.C1B.BAK a_2403150830 2403150830.DDDD .a_2403150830.C1B"_s;
-        QTest::newRow("the time that comes out decides, not the digits")
-            << "b_2402310000.C1B c_2402292401.C1B a_2403010000.C1B d_2402292359.C1B "
-               "M_20700101_0000_.DDD b_6912312359.V1B d_0001010000.V1B a_9912312359.V1B "
-               "c_7001010000.V1B"_s
-            << QString() << QString();
-        QTest::newRow("skipped for their time")
-            << "C_20240315_9999_.DDD d_2412310830.V1B"_s
-            << "a_2413150830.C1B b_2400150830.V1B c_2412320830.V1B M_19691231_2359_.DDD"_s
-            << QString();
+        const auto row = columns<QString, QString, QString>("listed", "skipped", "ignored");
+        for (const QStringList& fields : dataRows("lists.txt"_s))
+            row(fields[0].toUtf8(), fields[0], fields.value(1), fields.value(2));
     }
 
     void lists() {
@@ -350,28 +319,6 @@ private Q_SLOTS:
             lines << "DownloadKey::open() skip: \"%1\""_s.arg(name);
         QCOMPARE(DebugLines::lines(), lines);
         QCOMPARE(host.listed(), words(listed));
-    }
-
-    void listsPlainFilesOnly() {
-        Host host;
-        const auto path = [&](const char* letter) {
-            return host.key.path("download/%1_2403150830.C1B"_s.arg(QLatin1String(letter)));
-        };
-        host.write("B=5"_s);
-        host.key.makeDir("download/C_2403150830.C1B"_s);
-        QVERIFY(QFile::link(path("B"), path("D")));
-        QVERIFY(QFile::link("nowhere"_s, path("E")));
-        QCOMPARE(mkfifo(qPrintable(path("F")), 0600), 0);
-        QVERIFY(QFile::copy(path("B"), path("G")));
-        QVERIFY(QFile::setPermissions(path("G"), QFileDevice::Permissions()));
-        if (QFileInfo(path("G")).isReadable()) // root reads it all the same
-            QVERIFY(QFile::remove(path("G")));
-        {
-            const DebugLines collector;
-            host.open();
-        }
-        QCOMPARE(DebugLines::lines(), QStringList("Downloadkey open"_s));
-        QCOMPARE(host.listed(), words("B_2403150830.C1B"_s));
     }
 
     // A key with years of downloads: far from the time that comparing every name with every other
@@ -394,17 +341,9 @@ private Q_SLOTS:
 
     // Each line: what is done, " -> ", and what comes of it.
     void stories_data() {
-        QTest::addColumn<QString>("orders");
-        QTest::addColumn<QString>("story");
-        QFile file(QStringLiteral(STORIES_FILE));
-        if (!file.open(QIODevice::ReadOnly))
-            qFatal("cannot read %s", STORIES_FILE);
-        while (!file.atEnd()) {
-            const QString line = QString::fromUtf8(file.readLine()).trimmed();
-            if (!line.isEmpty() && !line.startsWith("#"_s))
-                QTest::newRow(qPrintable(line))
-                    << line.section(" -> "_s, 0, 0) << line.section(" -> "_s, 1);
-        }
+        const auto row = columns<QString, QString>("orders", "story");
+        for (const QStringList& fields : dataRows("stories.txt"_s))
+            row(fields[0].toUtf8(), fields[0], fields[1]);
     }
 
     void stories() {
@@ -423,9 +362,9 @@ private Q_SLOTS:
     // local times, objects that outlive the key, and no file of the key open while the host has its
     // turn.
     void handsOverWhatItRead_data() {
-        QTest::addColumn<bool>("relative");
-        QTest::newRow("absolute") << false;
-        QTest::newRow("relative") << true;
+        const auto row = columns<bool>("relative");
+        row("absolute", false);
+        row("relative", true);
     }
 
     void handsOverWhatItRead() {
@@ -475,13 +414,12 @@ private Q_SLOTS:
     }
 
     void parsesTheNewestHundred_data() {
-        QTest::addColumn<int>("cardCount");
-        QTest::addColumn<int>("unitCount");
-        QTest::addColumn<QString>("lastParsed"); // progress when the last file has been parsed
-        QTest::newRow("150 cards") << 150 << 0 << "40%"_s;
-        QTest::newRow("150 vehicle units") << 0 << 150 << "40%"_s;
-        QTest::newRow("100 cards") << 100 << 0 << "50%"_s;
-        QTest::newRow("101 cards, 1 vehicle unit") << 101 << 1 << "49%"_s; // 101 of 203
+        // "lastParsed" is the progress when the last file has been parsed.
+        const auto row = columns<int, int, QString>("cardCount", "unitCount", "lastParsed");
+        row("150 cards", 150, 0, "40%"_s);
+        row("150 vehicle units", 0, 150, "40%"_s);
+        row("100 cards", 100, 0, "50%"_s);
+        row("101 cards, 1 vehicle unit", 101, 1, "49%"_s); // 101 of 203
     }
 
     void parsesTheNewestHundred() {

@@ -12,23 +12,8 @@
 
 namespace {
 
-const struct {
-    aux::Error (VehicleInfo::*parse)();
-    QByteArray tag;
-    const char* tooSmall;
-    const char* notFound;
-} parsers[] = {
-    {&VehicleInfo::read, {}, "VehicleInfo read() file not mmapped, or not large enough", nullptr},
-    {&VehicleInfo::readGen1, "\x76\x01", "VehicleInfo read() file not mmapped, or not large enough",
-     "VehicleInfo readGen1() TREP01 not found"},
-    {&VehicleInfo::readGen2_1, "\x76\x21",
-     "VehicleInfo readGen2_1() file not mmapped, or not large enough",
-     "VehicleInfo readGen2_1() TREP21 not found"},
-    {&VehicleInfo::readGen2_2, "\x76\x31",
-     "VehicleInfo readGen2_2() file not mmapped, or not large enough",
-     "VehicleInfo readGen2_2() TREP31 not found"},
-};
-
+constexpr decltype(&VehicleInfo::read) parsers[] = {
+    &VehicleInfo::read, &VehicleInfo::readGen1, &VehicleInfo::readGen2_1, &VehicleInfo::readGen2_2};
 const char usualPlate[] = "AB 123 CD";
 
 // The files' first insertions.
@@ -38,13 +23,9 @@ QStringList first(int count) {
 }
 
 // The one shape of the tables of files; `lines` are the debug lines but for the activities' own.
-void columns() {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<QStringList>("activities");
-    QTest::addColumn<QString>("plate");
-    QTest::addColumn<int>("lines");
-    QTest::addColumn<int>("parser");
+void fileColumns() {
+    columns<QByteArray, QString, QStringList, QString, int, int>("bytes", "error", "activities",
+                                                                 "plate", "lines", "parser");
 }
 
 void row(const QByteArray& name, const QByteArray& bytes, const QByteArray& error,
@@ -61,8 +42,7 @@ void readFile() {
     QFETCH(int, lines);
     DebugLines debugLines;
     const auto info = load(bytes);
-    const auto parse = parsers[parser].parse;
-    QTEST(failure(((*info).*parse)()), "error");
+    QTEST(failure((info.get()->*parsers[parser])()), "error");
     QTEST(info->getPlateString(), "plate");
     QTEST(activities(*info), "activities");
     QCOMPARE(debugLines.lines().size(), lines + 4 * activities(*info).size());
@@ -71,10 +51,8 @@ void readFile() {
 // Rows for what goes wrong with one array of the second generation: `step` is "header", "records"
 // or "size".
 void spoil(const QByteArray& name, Generation gen, bool inDay, unsigned char type,
-           const QByteArray& step, const char* error) {
+           const QByteArray& step, const QByteArray& error) {
     Block blocks[] = {gen2Arrays(gen, 1), gen2Arrays(gen, 2, recordAt(gen, 100))};
-    const auto bytes = [&] { return bytesOf(gen, 1, blocks[0]) + bytesOf(gen, 2, blocks[1]); };
-    const QByteArray whole = bytes();
     Block& block = blocks[inDay ? 1 : 0];
     const auto array = std::find_if(block.begin(), block.end(),
                                     [type](const Array& one) { return one.type == type; });
@@ -85,43 +63,34 @@ void spoil(const QByteArray& name, Generation gen, bool inDay, unsigned char typ
     const bool afterPlate = inDay || array - block.begin() > 3;
     const QStringList taken = first(inDay && array - block.begin() > 2 ? 1 : 0);
     const char* const plate = afterPlate || (isPlate && step == "records") ? usualPlate : "";
-    const int lines = inDay ? 2 : 1;
-
-    const auto with = [&](const Array& bad, int moreLines = 0) {
+    const int lines = (inDay ? 2 : 1) + (step == "header" ? 1 : 0);
+    const auto with = [&](const Array& bad) {
         *array = bad;
-        row(name + " spoilt " + QByteArray::number(bad.recordSize), bytes() + '?', error, taken,
-            plate, lines + moreLines);
+        row(name + " spoilt " + QByteArray::number(bad.recordSize),
+            bytesOf(gen, 1, blocks[0]) + bytesOf(gen, 2, blocks[1]) + '?', error, taken, plate,
+            lines);
     };
-    const auto cut = [&](int size) {
-        if (size > 620)
-            row(name + " cut " + QByteArray::number(size), whole.left(size), error, taken, plate,
-                lines);
+    // Only card records may be the last bytes of a file.
+    const auto endAt = [&](Block::iterator end) {
+        row(name + " cut",
+            (inDay ? bytesOf(gen, 1, blocks[0]) : "") +
+                bytesOf(gen, inDay ? 2 : 1, Block(block.begin(), end)),
+            error, taken, plate, inDay ? 2 : 1);
     };
-    const int start = (inDay ? bytesOf(gen, 1, blocks[0]).size() : 0) +
-                      bytesOf(gen, 1, Block(block.begin(), array)).size();
-    const int end = start + 5 + good.records.size();
+    if (step == "header" && type == 0x01)
+        endAt(array);
+    else if (step == (isPlate ? "size" : "records") && type != 0x0D)
+        endAt(array + 1);
     if (step == "header") {
-        with({static_cast<unsigned char>(type ^ 0x80), good.recordSize, good.count, good.records},
-             1);
-        cut(start + 1);
-        cut(start + 5);
-        // Card records may be the last bytes of a file.
-        if (type == 0x01)
-            cut(start);
-    } else if (step == "size") {
+        with({static_cast<unsigned char>(type ^ 0x80), good.recordSize, good.count, good.records});
+    } else if (step == "records") {
+        with({type, good.recordSize, 0xFFFF, good.records});
+    } else {
         for (const int size :
              {0, good.recordSize - 1, good.recordSize + 1, good.recordSize + 0x100})
             with({type, size, 1, filler(size)});
         if (isPlate)
             with({type, good.recordSize, 0, ""});
-    } else {
-        with({type, good.recordSize, 0xFFFF, good.records});
-    }
-    if (step == (isPlate ? "size" : "records")) {
-        cut(start + 6);
-        cut(end - 1);
-        if (type != 0x0D)
-            cut(end);
     }
 }
 
@@ -143,9 +112,9 @@ private Q_SLOTS:
     void cleanup() { setTimeZone(m_zone); }
 
     void notLoaded_data() {
-        QTest::addColumn<QByteArray>("state");
-        for (const char* const state : {"never opened", "missing", "vanished", "empty"})
-            QTest::newRow(state) << QByteArray(state);
+        const auto state = columns<QByteArray>("state");
+        for (const char* const name : {"never opened", "missing", "vanished", "empty"})
+            state(name, name);
     }
     void notLoaded() {
         QFETCH(QByteArray, state);
@@ -166,8 +135,9 @@ private Q_SLOTS:
         QCOMPARE(lines.lines().size(), complains ? 2 : 1);
         QCOMPARE(lines.lines().last().contains(QLatin1String("VehicleInfo() Could not load file")),
                  complains);
-        for (const auto& parser : parsers)
-            QCOMPARE(failure((info.*parser.parse)()), QLatin1String(parser.tooSmall));
+        for (const auto parser : parsers)
+            QVERIFY(failure((info.*parser)())
+                        .endsWith(QLatin1String("() file not mmapped, or not large enough")));
         unsigned int position = 0;
         unsigned short size = 1, count = 1;
         QVERIFY(!info.readHeader(position, 0x04, size, count));
@@ -194,27 +164,16 @@ private Q_SLOTS:
     }
 
     void choosesParser_data() {
-        columns();
-        const auto file = [](int parser, const QByteArray& tag, int size, const char* error,
-                             const char* plate = "") {
-            row(QByteArray::number(parser) + ' ' + tag.toHex() + ' ' + QByteArray::number(size),
-                (tag + QByteArray(406, '\0') + "\1PLATE").leftJustified(size, '\0', true), error,
-                {}, plate, 1, parser);
-        };
-        for (int parser = 1; parser < 4; ++parser) {
-            file(0, parsers[parser].tag, 1, parsers[0].tooSmall);
-            file(0, parsers[parser].tag, 620, parsers[0].tooSmall);
-            file(parser, parsers[parser].tag, 620, parsers[parser].tooSmall);
-            for (const char* tag : {"7601", "7621", "7631", "7602", "7622", "7632", "7501", "7521"})
-                if (const QByteArray other = QByteArray::fromHex(tag); other != parsers[parser].tag)
-                    file(parser, other, 621, parsers[parser].notFound);
+        fileColumns();
+        for (const QStringList& line : dataRows(QStringLiteral("parsers.txt"))) {
+            for (const QString& tag : line[2].split(QLatin1Char(' '))) {
+                const QByteArray begin =
+                    QByteArray::fromHex(tag.toLatin1()) + QByteArray(406, '\0') + "\1PLATE";
+                row((line[0] + line[1] + tag).toLatin1(),
+                    begin.leftJustified(line[1].toInt(), '\0', true), line[3].toLatin1(), {},
+                    line.size() > 4 ? "PLATE" : "", 1, line[0].toInt());
+            }
         }
-        file(0, "\x76\x01", 621, "VehicleInfo readGen1() file not not large enough", "PLATE");
-        file(0, "v\"", 621, "VehicleInfo read() TREPx1 not found, found 7622instead!");
-        file(0, "!v", 621, "VehicleInfo read() TREPx1 not found, found 2176instead!");
-        file(0, QByteArray("\0\5", 2), 621, "VehicleInfo read() TREPx1 not found, found 5instead!");
-        file(0, QByteArray("\0\0", 2), 621, "VehicleInfo read() TREPx1 not found, found 0instead!");
-        file(0, "\xFE\xDC", 621, "VehicleInfo read() TREPx1 not found, found fedcinstead!");
     }
     void choosesParser() { readFile(); }
 
@@ -262,7 +221,7 @@ private Q_SLOTS:
     }
 
     void readsHeaders() {
-        const auto read = [](unsigned int position, const char* header) {
+        const auto read = [](unsigned int position, const QByteArray& header) {
             const QByteArray before = filler(int(qMin(position, 100U)));
             DebugLines lines;
             const auto info =
@@ -273,40 +232,22 @@ private Q_SLOTS:
             return QStringLiteral("%1 %2 %3 %4 ").arg(good).arg(size).arg(count).arg(position) +
                    lines.lines().join(QLatin1Char('\n'));
         };
-        QCOMPARE(read(0, "0B 000E 0001"), QStringLiteral("1 14 1 5 "));
-        QCOMPARE(read(3, "0B FFFE 80FF"), QStringLiteral("1 65534 33023 8 "));
-        QCOMPARE(read(3, "0B 0000 0000"), QStringLiteral("1 0 0 8 "));
-        QCOMPARE(read(94, "0B 000E 0001"), QStringLiteral("1 14 1 99 "));
-        QCOMPARE(read(95, "0B 000E 0001"), QStringLiteral("0 0 0 95 "));
-        QCOMPARE(read(100, ""), QStringLiteral("0 0 0 100 "));
-        QCOMPARE(read(0xFFFFFFFB, ""), QStringLiteral("0 0 0 4294967291 "));
-        const auto wrong = QStringLiteral("readHeader(): Invalid tag found. Expected: b Read: ");
-        QCOMPARE(read(94, "0C 000E 0001"), QStringLiteral("0 0 0 94 %1c Pos: 94").arg(wrong));
-        QCOMPARE(read(10, "FE 000E 0001"), QStringLiteral("0 0 0 10 %1fe Pos: 10").arg(wrong));
+        for (const QStringList& line : dataRows(QStringLiteral("headers.txt")))
+            QCOMPARE(read(line[0].toUInt(), line[1].toLatin1()).trimmed(), line[2]);
     }
 
     void skipsRecords() {
-        // Where the position is afterwards, and whether that was called a success.
-        const auto skip = [](int fileSize, unsigned int position, int size, int count) {
-            const auto info = load(filler(fileSize));
-            const bool good = info->skipRecordData(position, static_cast<unsigned short>(size),
-                                                   static_cast<unsigned short>(count));
-            return std::pair(position, good);
-        };
-        QVERIFY(skip(100, 7, 20, 3) == std::pair(67U, true));
-        QVERIFY(skip(100, 99, 65535, 0) == std::pair(99U, true));
-        QVERIFY(skip(100, 99, 0, 65535) == std::pair(99U, true));
-        QVERIFY(skip(100, 89, 5, 2) == std::pair(99U, true));
-        QVERIFY(skip(100, 90, 5, 2) == std::pair(90U, false));
-        QVERIFY(skip(100, 100, 1, 0) == std::pair(100U, false));
-        QVERIFY(skip(100, 101, 0, 0) == std::pair(101U, false));
-        QVERIFY(skip(100000, 5, 999, 100) == std::pair(99905U, true));
-        // 140000 + 65535 * 65535 is 8929 in 32 bits.
-        QVERIFY(skip(200000, 140000, 65535, 65535) == std::pair(140000U, false));
+        for (const QStringList& line : dataRows(QStringLiteral("skips.txt"))) {
+            const auto info = load(filler(line[0].toInt()));
+            unsigned int position = line[1].toUInt();
+            const bool good =
+                info->skipRecordData(position, line[2].toUShort(), line[3].toUShort());
+            QCOMPARE(QStringLiteral("%1 %2").arg(good).arg(position), line[4]);
+        }
     }
 
     void gen1_data() {
-        columns();
+        fileColumns();
         const QByteArray day = gen1Day(recordAt(Generation::Gen1, 100));
         const QByteArray later = gen1Day(recordAt(Generation::Gen1, 300));
         const auto behind = [](const char* name, const QByteArray& bytes, int taken = 0,
@@ -320,6 +261,7 @@ private Q_SLOTS:
         behind("a gap", '?' + day);
         behind("a day, then events", day + "\x76\x03" + day.mid(2), 1);
         behind("a day, then a gap", day + '?' + later, 1);
+        behind("half a signature, like a day", day.chopped(128) + "\x76\x02--------", 1);
         behind("largest counts",
                gen1Day(recordAt(Generation::Gen1, 100), 65535, 255, 65535) + later, 2);
         const QByteArray tooLittle = "VehicleInfo readGen1() data read error, not enough data";
@@ -346,47 +288,26 @@ private Q_SLOTS:
         const QByteArray bytes = gen1Overview() +
                                  gen1Day(recordAt(Generation::Gen1, 100), 3, 2, 1) +
                                  gen1Day(recordAt(Generation::Gen1, 300), 3, 2, 1);
-        const auto cut = [&](int size, int taken, const char* what = nullptr) {
-            row(QByteArray::number(size), bytes.left(size), what == nullptr ? "" : tooLittle + what,
-                first(taken));
-        };
-        cut(965, 1);
-        cut(973, 1, "");
-        cut(974, 1, " (VuCardIWRecord) p:974 s:974 c:1");
-        cut(1102, 1, " (VuCardIWRecord) p:974 s:1102 c:1");
-        cut(1104, 2, " (VuActivityDailyData count) p:1103 s:1104 c:1");
-        cut(1105, 2, " (VuActivityDailyData) p:1105 s:1105 c:3");
-        cut(1110, 2, " (VuActivityDailyData) p:1105 s:1110 c:3");
-        cut(1111, 2, " (VuPlaceDailyWorkPeriodData count) p:1111 s:1111 c:3");
-        cut(1112, 2, " (VuPlaceDailyWorkPeriodData) p:1112 s:1112 c:2");
-        cut(1167, 2, " (VuPlaceDailyWorkPeriodData) p:1112 s:1167 c:2");
-        cut(1169, 2, " (VuSpecificConditionData count) p:1168 s:1169 c:2");
-        cut(1174, 2, " (VuSpecificConditionData) p:1170 s:1174 c:1");
-        for (const int size : {1175, 1176, 1302, 1303})
-            cut(size, 2);
+        for (const QStringList& cut : dataRows(QStringLiteral("gen1cuts.txt")))
+            row(cut[0].toLatin1(), bytes.left(cut[0].toInt()), cut.value(2).toLatin1(),
+                first(cut[1].toInt()));
     }
     void gen1() { readFile(); }
 
-    // A line of messages.txt: version, block, array, and what is said when the array's header
-    // cannot be read, its record size is wrong, or its records run past the end of the file.
     void gen2Messages_data() {
-        columns();
-        QFile file(QStringLiteral(MESSAGES));
-        file.open(QIODevice::ReadOnly);
-        const QList<QByteArray> messages = file.readAll().trimmed().split('\n');
-        if (messages.size() != 84)
-            qFatal("not the messages: %s", MESSAGES);
-        for (const QByteArray& message : messages) {
-            const auto type = static_cast<unsigned char>(message.mid(5, 2).toInt(nullptr, 16));
-            spoil(message.left(15), message.at(0) == '1' ? Generation::Gen2V1 : Generation::Gen2V2,
-                  message.at(3) == '2', type, message.mid(8, 7).trimmed(),
-                  message.mid(16).constData());
+        fileColumns();
+        for (const QStringList& line : dataRows(QStringLiteral("messages.txt"))) {
+            const QByteArrayList words = line[0].toLatin1().split(' ');
+            spoil(line[0].toLatin1(),
+                  words[0].startsWith('2') ? Generation::Gen2V1 : Generation::Gen2V2,
+                  words[0].endsWith('2'), static_cast<unsigned char>(words[1].toInt(nullptr, 16)),
+                  words[2], line[1].toLatin1());
         }
     }
     void gen2Messages() { readFile(); }
 
     void gen2_data() {
-        columns();
+        fileColumns();
         for (const Generation gen : {Generation::Gen2V1, Generation::Gen2V2}) {
             const bool v2 = gen == Generation::Gen2V2;
             const QByteArray overview = bytesOf(gen, 1, gen2Arrays(gen, 1));
@@ -401,7 +322,9 @@ private Q_SLOTS:
                         overview + (day(100) + day(300)).left(days * day(0).size()) + behind, error,
                         first(days));
                 };
-                const char* const notFound = days == 0 ? parsers[v2 ? 3 : 2].notFound : "";
+                const char* const notFound = days > 0 ? ""
+                                             : v2     ? "VehicleInfo readGen2_2() TREP31 not found"
+                                                      : "VehicleInfo readGen2_1() TREP21 not found";
                 ends("one byte", "v", notFound);
                 ends("a tag alone", tag, notFound);
                 ends("three bytes", "???");
@@ -411,11 +334,6 @@ private Q_SLOTS:
                 ends("another overview", overview);
             }
         }
-    }
-    void gen2() { readFile(); }
-
-    void gen2Sizes_data() {
-        columns();
         const auto sizes = [](const char* name, Generation gen, int trep, std::size_t index,
                               int size, int count, const QByteArray& records,
                               const char* plate = usualPlate) {
@@ -437,95 +355,51 @@ private Q_SLOTS:
         sizes("v2, empty border crossings", v2, 2, 7, 0, 65535, "");
         sizes("v2, long signature", v2, 2, 9, 400, 2, filler(800));
     }
-    void gen2Sizes() { readFile(); }
+    void gen2() { readFile(); }
 
     void fields_data() {
-        columns();
-        const auto field = [](const char* text, unsigned char codePage = 1) {
-            return samples::textField(text, 36, codePage);
+        fileColumns();
+        const auto bytes = [](const QString& text, int size) {
+            return QByteArray::fromPercentEncoding(text.toUtf8()).leftJustified(size, ' ');
         };
-        const auto fields = [&](const QByteArray& name, const char* values,
-                                const QByteArray& surname, const QByteArray& firstNames,
-                                const char* activity) {
+        for (const QStringList& line : dataRows(QStringLiteral("fields.txt"))) {
             for (const Generation gen : generations) {
-                const QByteArray record =
-                    rawRecord(gen, QByteArray::fromHex(values), surname, firstNames);
+                const QByteArray name = line.last().toUtf8() + QByteArray::number(int(gen));
+                if (line.size() == 2) {
+                    row(name, fileOf(gen, {}, bytes(line[0], 14)), "", {},
+                        line[1].toUtf8().constData());
+                    continue;
+                }
                 // The second record shows that the first one's size is right.
-                row(name + ' ' + QByteArray::number(int(gen)),
-                    fileOf(gen, {record + recordAt(gen, 100)}), "",
-                    QStringList(QString::fromUtf8(activity)) + first(1));
+                row(name,
+                    fileOf(gen, {rawRecord(gen, QByteArray::fromHex(line[0].toLatin1()),
+                                           bytes(line[1], 36), bytes(line[2], 36)) +
+                                 recordAt(gen, 100)}),
+                    "", QStringList(line[3]) + first(1));
             }
-        };
-        const auto values = [&](const char* bytes, const char* activity) {
-            fields(bytes, bytes, field("S"), field("F"), activity);
-        };
-        values("11223344 010203 05 21222324 313233", "F, S|287454020|66051|5|555885348|3224115");
-        values("00000000 000000 00 00000000 000000", "F, S|0|0|0|0|0");
-        values("FFFFFFFF FFFFFF FF FFFFFFFF FFFFFF",
-               "F, S|4294967295|4294967295|255|4294967295|4294967295");
-        values("00000001 FFFFFE 01 00000002 00FFFF", "F, S|1|16777214|1|2|65535");
-        const auto names = [&](const QByteArray& surname, const QByteArray& firstNames,
-                               const QByteArray& holder) {
-            fields(holder, "00000007 000000 00 00000000 000000", surname, firstNames,
-                   (holder + "|7|0|0|0|0").constData());
-        };
-        names(field("Curie"), field("Marie"), "Marie, Curie");
-        names(field(""), field("Marie"), "Marie, ");
-        names(QByteArray(36, '\0'), QByteArray(36, '\xFF'), ", ");
-        names("\1abcdefghijklmnopqrstuvwxyz123456789", "\1ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789",
-              "ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789, abcdefghijklmnopqrstuvwxyz123456789");
-        names(field("\t de la Cruz \r\n"), field("  Ana  Maria "), "Ana  Maria, de la Cruz");
-        names(field("M\xFCller"), field("\xA3ukasz", 2), "Łukasz, Müller");
-        names(field("\xC1\xE2\xE3", 7), field("\xE4\xA4\xCE", 85), "Дєн, Αβγ");
-        const auto plates = [](const QByteArray& bytes, const char* plate) {
-            for (const Generation gen : generations)
-                row(plate + QByteArray::number(int(gen)), fileOf(gen, {}, bytes), "", {}, plate);
-        };
-        plates("\1ABCDEFGHIJKLM", "ABCDEFGHIJKLM");
-        plates("\1     AB 123  ", "AB 123");
-        plates("\1             ", "");
-        plates("\7\xC9\xC1\xC2-1234     ", "ΙΑΒ-1234");
+        }
     }
     void fields() { readFile(); }
 
-    // Days are parted by "|"; a day is a list of insertion times. A result is "time|ordinal" for
-    // each record that is taken, where the file's first record has the ordinal 1. The first
-    // generation remembers the last time from day to day.
     void repeats_data() {
-        columns();
-        const auto days = [](const QByteArray& times, const QByteArray& taken,
-                             const QByteArray& takenByGen1 = {}) {
+        fileColumns();
+        for (const QStringList& line : dataRows(QStringLiteral("repeats.txt"))) {
             for (const Generation gen : generations) {
                 QVector<QByteArray> records;
                 quint32 ordinal = 0;
-                for (const QByteArray& day : times.split('|')) {
+                for (const QString& day : line[0].split(QLatin1Char('|'))) {
                     records << QByteArray();
-                    for (const QByteArray& time : day.simplified().split(' '))
-                        if (!time.isEmpty())
-                            records.last() += recordAt(gen, time.toUInt(), ++ordinal);
+                    for (const QString& time : day.split(QLatin1Char(' '), Qt::SkipEmptyParts))
+                        records.last() += recordAt(gen, time.toUInt(), ++ordinal);
                 }
-                const bool other = gen == Generation::Gen1 && !takenByGen1.isEmpty();
-                QStringList list;
-                for (const QByteArray& one : (other ? takenByGen1 : taken).split(' '))
-                    list << QStringLiteral("F, S|%1|0|0|0").arg(QString::fromLatin1(one));
-                row(times + QByteArray::number(int(gen)), fileOf(gen, records), "", list);
+                const bool other = gen == Generation::Gen1 && line.size() > 2;
+                QStringList taken = line[other ? 2 : 1].split(QLatin1Char(' '));
+                for (QString& one : taken)
+                    one = QStringLiteral("F, S|%1|0|0|0").arg(one);
+                row(line[0].toLatin1() + QByteArray::number(int(gen)), fileOf(gen, records), "",
+                    taken);
             }
-        };
-        days("10 10 20", "10|1 20|3");
-        days("10 20 10", "10|1 20|2 10|3");
-        days("10 10 10", "10|1");
-        days("20 10 10 15", "20|1 10|2 15|4");
-        days("10|10", "10|1 10|2", "10|1");
-        days("10 20|20 30", "10|1 20|2 20|3 30|4", "10|1 20|2 30|4");
-        days("10 20|10 20", "10|1 20|2 10|3 20|4");
-        days("10||10", "10|1 10|2", "10|1");
-        // These look like a time that was never set: 1970 in UTC and in New York.
-        days("0 0|0 0", "0|1 0|3", "0|1");
-        days("18000 18000", "18000|1");
-        days("4294967295 4294967295 0", "4294967295|1 0|3");
-        // The clock shows the same hour twice, in Berlin and in New York.
-        days("1635640200 1635643800", "1635640200|1 1635643800|2");
-        days("1636263000 1636266600", "1636263000|1 1636266600|2");
+        }
     }
     void repeats() { readFile(); }
 

@@ -6,8 +6,9 @@
 #include "downloadkey/vehicleinfo.h"
 #include "samples/samples.h"
 #include "tests/support/memoryfile.h"
+#include "tests/support/table.h"
 
-#include <QtCore/QStringList>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QVector>
 
 #include <memory>
@@ -35,12 +36,8 @@ inline std::unique_ptr<VehicleInfo> load(const QByteArray& bytes) {
 
 // The text of an error, empty for success. Every error of this class has one form.
 inline QString failure(const aux::Error& error) {
-    if (error.isEmpty())
-        return QString();
-    const aux::ErrorData& entry = error.entries().front();
-    const bool good = error.entries().size() == 1 && entry.code() == 0 &&
-                      entry.component() == QLatin1String("libdownloadkey");
-    return good ? entry.text() : QStringLiteral("malformed error");
+    static const QRegularExpression form(QStringLiteral("^libdownloadkey\\|([^|]*)\\|0$"));
+    return textOf(error).replace(form, QStringLiteral("\\1"));
 }
 
 // "holder name|insertion time|odometer|slot|withdrawal time|odometer" for each activity; times in

@@ -1,0 +1,50 @@
+// What the tables of the tests share: columns that are named together with their types, rows that
+// stand in data files beside the tests, and errors as text that a table can hold.
+#pragma once
+
+#include "auxiliary/error.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QStringList>
+#include <QtTest/QtTest>
+
+template <typename>
+using ColumnName = const char*;
+
+// Names the columns of a table; what it returns adds a row.
+template <typename... Types>
+auto columns(ColumnName<Types>... names) {
+    (QTest::addColumn<Types>(names), ...);
+    return [](const QByteArray& name, const Types&... cells) {
+        (QTest::newRow(name.constData()) << ... << cells);
+    };
+}
+
+// A file of the room's folder, UTF-8.
+inline QString dataFile(const QString& name) {
+    QFile file(QStringLiteral(TEST_DATA) + name);
+    if (!file.open(QIODevice::ReadOnly) || file.size() == 0)
+        qFatal("cannot read %s", qPrintable(file.fileName()));
+    return QString::fromUtf8(file.readAll());
+}
+
+// The lines of a data file but for its comments, each cut into its fields at "->".
+inline QList<QStringList> dataRows(const QString& name) {
+    QList<QStringList> rows;
+    for (const QString& line : dataFile(name).split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (line.startsWith(QLatin1Char('#')))
+            continue;
+        rows << line.split(QStringLiteral("->"));
+        for (QString& field : rows.last())
+            field = field.trimmed();
+    }
+    return rows;
+}
+
+// Each entry as "component|text|code"; empty for success.
+inline QString textOf(const aux::Error& error) {
+    QStringList texts;
+    for (const aux::ErrorData& entry : error.entries())
+        texts << QStringLiteral("%1|%2|%3").arg(entry.component(), entry.text()).arg(entry.code());
+    return texts.join(QStringLiteral("; "));
+}
