@@ -15,11 +15,10 @@
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QTextCodec>
 
+#include <filesystem>
 #include <set>
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using downloadkey::DownloadKey;
@@ -47,25 +46,9 @@ struct Input {
     }
 };
 
-const QByteArray& root() {
-    static const QTemporaryDir dir;
-    static const QByteArray path = QFile::encodeName(dir.path());
-    return path;
-}
-
-void emptyDirectory(const QByteArray& path) {
-    DIR* dir = ::opendir(path.constData());
-    while (const dirent* entry = dir ? ::readdir(dir) : nullptr)
-        ::unlink((path + '/' + entry->d_name).constData());
-    if (dir)
-        ::closedir(dir);
-    ::rmdir(path.constData());
-}
-
 // Returns how many files a correct open() lists.
 std::size_t writeFiles(const QByteArray& dir, Input& input) {
     std::set<QByteArray> listed;
-    ::mkdir(dir.constData(), 0700);
     while (input.size > 0) {
         QByteArray name = input.take(input.number());
         const unsigned int high = input.number();
@@ -74,9 +57,8 @@ std::size_t writeFiles(const QByteArray& dir, Input& input) {
         const int file = ::open((dir + '/' + name).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         if (file < 0) // a name that no file can have
             continue;
-        require(::write(file, contents.constData(), static_cast<size_t>(contents.size())) ==
-                    contents.size(),
-                "room for the key");
+        const auto written = ::write(file, contents.constData(), size_t(contents.size()));
+        require(written == contents.size(), "room for the key");
         ::close(file);
         const QString decoded = QFile::decodeName(name);
         QDateTime time;
@@ -86,38 +68,6 @@ std::size_t writeFiles(const QByteArray& dir, Input& input) {
             listed.insert(name);
     }
     return listed.size();
-}
-
-struct Run {
-    int signalsLeft = 0; // until a slot acts
-    unsigned int act = 0;
-    bool acted = false;
-    int lastProgress = 0;
-    std::size_t offered = 0;
-    int done = 0;
-};
-
-void slotCalled(DownloadKey& key, Run& run) {
-    if (run.acted || --run.signalsLeft != 0)
-        return;
-    run.acted = true;
-    QDir mount(QString::fromLocal8Bit(root()));
-    if (run.act % 4 == 1)
-        key.close();
-    else if (run.act % 4 == 2)
-        key.open(mount);
-    else if (run.act % 4 == 3)
-        key.read();
-}
-
-void checkRead(DownloadKey& key, Run& run, std::size_t listed) {
-    const aux::Error error = key.read();
-    if (run.acted)
-        return;
-    require(run.done == (error.isEmpty() ? 1 : 0) && remounts == 1,
-            "one readDone or an error, one remount");
-    require(error.isEmpty() ? run.offered == listed : run.offered <= listed,
-            "no file is lost without a word");
 }
 
 } // namespace
@@ -134,40 +84,61 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input{data, size};
     const unsigned int flags = input.number();
-    Run run;
-    run.signalsLeft = static_cast<int>(input.number());
-    run.act = input.number();
+    int signalsLeft = static_cast<int>(input.number()); // until a slot acts
+    const unsigned int act = input.number();
     QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, (flags & 1) != 0);
     aux::Configuration configuration;
     configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, (flags & 2) != 0);
     configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, (flags & 4) != 0);
-    const QByteArray dir = root() + ((flags & 8) != 0 ? "/DOWNLOAD" : "/download");
-    const std::size_t listed = writeFiles(dir, input);
-    remounts = 0;
+    static const QTemporaryDir root;
+    QDir mount(root.path());
+    const QDir dir(root.filePath(QLatin1String((flags & 8) != 0 ? "DOWNLOAD" : "download")));
+    mount.mkdir(dir.dirName());
+    const std::size_t listed = writeFiles(QFile::encodeName(dir.path()), input);
 
     DownloadKey key(configuration);
+    bool acted = false;
+    int lastProgress = 0;
+    std::size_t offered = 0;
+    int done = 0;
+    const auto slotCalled = [&] {
+        if (acted || --signalsLeft != 0)
+            return;
+        acted = true;
+        if (act % 4 == 1)
+            key.close();
+        else if (act % 4 == 2)
+            key.open(mount);
+        else if (act % 4 == 3)
+            key.read();
+    };
     QObject::connect(&key, &DownloadKey::progress, [&](int percent) {
         require(percent >= 0 && percent <= 100, "percent");
-        require(run.acted || percent >= run.lastProgress, "progress goes on");
-        run.lastProgress = percent;
-        slotCalled(key, run);
+        require(acted || percent >= lastProgress, "progress goes on");
+        lastProgress = percent;
+        slotCalled();
     });
-    QObject::connect(
-        &key, &DownloadKey::downloadFile, [&](const QString& path, const QDateTime& time) {
-            require(time.isValid() && path.startsWith(QFile::decodeName(dir) + QLatin1Char('/')),
-                    "offered file");
-            ++run.offered;
-            slotCalled(key, run);
-        });
+    QObject::connect(&key, &DownloadKey::downloadFile,
+                     [&](const QString& path, const QDateTime& time) {
+                         require(time.isValid() && path.startsWith(dir.path() + QLatin1Char('/')),
+                                 "offered file");
+                         ++offered;
+                         slotCalled();
+                     });
     QObject::connect(&key, &DownloadKey::readDone, [&] {
-        ++run.done;
-        slotCalled(key, run);
+        ++done;
+        slotCalled();
     });
-    QDir mount(QFile::decodeName(root()));
     require(key.open(mount).isEmpty(), "the key opens");
-    checkRead(key, run, listed);
+    remounts = 0;
+    const bool isRead = key.read().isEmpty();
+    require(acted || (done == (isRead ? 1 : 0) && remounts == 1),
+            "one readDone or an error, one remount");
+    require(acted || (isRead ? offered == listed : offered <= listed),
+            "no file is lost without a word");
     key.close();
-    emptyDirectory(dir);
-    emptyDirectory(root() + "/downloaded");
+    // Qt would leave the names that are no UTF-8.
+    std::filesystem::remove_all(dir.path().toStdString());
+    std::filesystem::remove_all(root.filePath(QStringLiteral("downloaded")).toStdString());
     return 0;
 }

@@ -7,21 +7,13 @@
 #include "tests/support/memoryfile.h"
 
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QtEndian>
 
 #include <memory>
+#include <tuple>
 
 using downloadkey::VehicleInfo;
 using fuzzing::require;
-
-namespace {
-
-bool same(const VehicleInfo::_FeDriverActivities& a, const VehicleInfo::_FeDriverActivities& b) {
-    return a.holderName == b.holderName && a.insertionTime == b.insertionTime &&
-           a.odometerAtInsertion == b.odometerAtInsertion && a.slot == b.slot &&
-           a.withdrawalTime == b.withdrawalTime && a.odometerAtWithdrawal == b.odometerAtWithdrawal;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     qputenv("TZ", "UTC");
@@ -44,25 +36,30 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     VehicleInfo copy(*info);
     const auto activities = info->getDriverActivities();
     const QString plate = info->getPlateString();
+    require(expected.plate >= 0 || plate.isEmpty(), "no plate from nowhere");
     info.reset();
     VehicleInfo again(unread);
     require(expected.difference(again).isEmpty(), "a copy that was made before reads the same");
-    require(copy.getPlateString() == plate && again.getPlateString() == plate, "the same plate");
-    require(expected.plate >= 0 || plate.isEmpty(), "no plate from nowhere");
-    const auto copied = copy.getDriverActivities();
-    const auto reread = again.getDriverActivities();
-    require(copied.size() == activities.size(), "a copy has as many activities");
-    for (std::size_t i = 0; i < activities.size(); ++i) {
-        require(same(copied[i], activities[i]) && same(reread[i], activities[i]),
-                "the same activity");
-        require(activities[i].holderName.contains(QLatin1String(", ")), "a name has both parts");
+    for (VehicleInfo* other : {&copy, &again}) {
+        const auto others = other->getDriverActivities();
+        require(other->getPlateString() == plate, "the same plate");
+        require(others.size() == activities.size(), "as many activities");
+        for (std::size_t i = 0; i < activities.size(); ++i) {
+            const auto fields = [](const VehicleInfo::_FeDriverActivities& activity) {
+                return std::tie(activity.holderName, activity.insertionTime,
+                                activity.odometerAtInsertion, activity.slot,
+                                activity.withdrawalTime, activity.odometerAtWithdrawal);
+            };
+            require(fields(others[i]) == fields(activities[i]), "the same activity");
+            require(others[i].holderName.contains(QLatin1String(", ")), "a name has both parts");
+        }
     }
 
     // The framing primitives, from a position of the input's choice, refuse it or stay inside.
     if (size >= 9) {
-        unsigned int position =
-            quint32(data[5]) << 24 | quint32(data[6]) << 16 | quint32(data[7]) << 8 | data[8];
-        position = data[4] % 2 == 0 ? position : position % static_cast<unsigned int>(size);
+        unsigned int position = qFromBigEndian<quint32>(data + 5);
+        if (data[4] % 2 != 0)
+            position %= static_cast<unsigned int>(size);
         const unsigned int before = position;
         unsigned short recordSize = 1;
         unsigned short recordCount = 1;

@@ -1,5 +1,5 @@
-// Keys for the fault tests: a directory below /dev/shm with two driver-card files and two
-// vehicle-unit files in its download directory, and what a host hears of them.
+// Keys for the fault tests: a directory in memory with two driver-card files and two vehicle-unit
+// files in its download directory, and what a host hears of them.
 #pragma once
 
 #include "downloadkey/downloadkey.h"
@@ -14,15 +14,17 @@
 
 #include <functional>
 
-inline bool writeFile(const QString& path, const QByteArray& bytes) {
+inline const QString readFailed = QStringLiteral("DownloadKey: Error occured during download.");
+
+inline void writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
+        qFatal("cannot write %s", qPrintable(path));
 }
 
 inline QString memoryDirTemplate() {
-    return (QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm")
-                                                      : QDir::tempPath()) +
-           QStringLiteral("/faults-XXXXXX");
+    const QString memory = QStringLiteral("/dev/shm");
+    return (QDir(memory).exists() ? memory : QDir::tempPath()) + QStringLiteral("/faults-XXXXXX");
 }
 
 inline QByteArray smallVehicleUnit(samples::Generation generation) {
@@ -40,24 +42,18 @@ inline QByteArray smallCard() {
 }
 
 // The names of the files, by which a test tells two keys apart, contain `mark`.
-inline QStringList writeSmallKey(const QString& mountDir, const QString& mark) {
+inline QStringList writeSmallKey(const QString& mountDir, const char* mark = "ABC") {
     const QString dir = mountDir + QStringLiteral("/download/");
     QDir().mkpath(dir);
-    const struct {
-        const char* name;
-        QByteArray bytes;
-    } files[] = {
-        {"C_20240316_0830_%1.DDD", smallCard()},
-        {"%1_2403150830.C1B", smallCard()},
-        {"M_20240316_0830_%1.DDD", smallVehicleUnit(samples::Generation::Gen1)},
-        {"V_%1_20240315_0830.TGD", smallVehicleUnit(samples::Generation::Gen2V2)},
-    };
     QStringList names;
-    for (const auto& file : files) {
-        names.append(QString::fromLatin1(file.name).arg(mark));
-        if (!writeFile(dir + names.back(), file.bytes))
-            qFatal("cannot write a key below %s", qPrintable(mountDir));
-    }
+    const auto write = [&](const char* name, const QByteArray& bytes) {
+        names.append(QString::fromLatin1(name).arg(QLatin1String(mark)));
+        writeFile(dir + names.back(), bytes);
+    };
+    write("C_20240316_0830_%1.DDD", smallCard());
+    write("%1_2403150830.C1B", smallCard());
+    write("M_20240316_0830_%1.DDD", smallVehicleUnit(samples::Generation::Gen1));
+    write("V_%1_20240315_0830.TGD", smallVehicleUnit(samples::Generation::Gen2V2));
     return names;
 }
 
@@ -69,7 +65,8 @@ struct Host {
     std::function<void()> slot; // runs at every signal
     QStringList offered;
     int done = 0;
-    std::size_t parsed = 0;
+    int parsed = 0;
+    std::size_t activities = 0;
     int remounts = 0;
     int logged = 0;
 
@@ -77,43 +74,38 @@ struct Host {
         using downloadkey::DownloadKey;
         aux::SystemHelper::setRemountHandler([this](const QString&) { return ++remounts > 0; });
         logging::Logger::setSink([this](const aux::Error&, logging::Level) { ++logged; });
+        // The first two notes are made before `signalled` runs.
+        QObject::connect(&key, &DownloadKey::downloadFile,
+                         [this](const QString& path) { offered.append(path); });
+        QObject::connect(&key, &DownloadKey::readDone,
+                         [this](const auto& cards, const auto& vehicles, bool) {
+                             ++done;
+                             parsed = static_cast<int>(cards.size() + vehicles.size());
+                             for (const auto& vehicle : vehicles)
+                                 activities += vehicle->getDriverActivities().size();
+                         });
         const auto signalled = [this] {
             ++signalCount;
             if (slot)
                 slot();
         };
-        QObject::connect(&key, &DownloadKey::progress, &key, signalled);
-        QObject::connect(&key, &DownloadKey::downloadFile, &key,
-                         [this, signalled](const QString& path) {
-                             offered.append(path);
-                             signalled();
-                         });
-        QObject::connect(&key, &DownloadKey::readDone, &key,
-                         [this, signalled](const auto& cards, const auto& vehicles, bool) {
-                             ++done;
-                             parsed = cards.size() + vehicles.size();
-                             signalled();
-                         });
+        QObject::connect(&key, &DownloadKey::progress, signalled);
+        QObject::connect(&key, &DownloadKey::downloadFile, signalled);
+        QObject::connect(&key, &DownloadKey::readDone, signalled);
     }
     ~Host() {
         aux::SystemHelper::setRemountHandler({});
         logging::Logger::setSink({});
     }
-    Host(const Host&) = delete;
-    Host& operator=(const Host&) = delete;
+    Q_DISABLE_COPY(Host)
 
-    // Empty for success.
+    // Both return the error's text, empty for success.
     QString open(const QString& mountDir) {
         QDir dir(mountDir);
         return text(key.open(dir));
     }
     QString read() { return text(key.read()); }
-
     static QString text(const aux::Error& error) {
         return error.isEmpty() ? QString() : error.entries().front().text();
     }
 };
-
-inline QString readFailed() {
-    return QStringLiteral("DownloadKey: Error occured during download.");
-}

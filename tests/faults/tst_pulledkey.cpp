@@ -8,7 +8,7 @@
 
 namespace {
 
-using Action = std::function<void(Host& host, const QString& mountDir)>;
+using Action = std::function<void(const QString& downloadDir)>;
 
 // A read of a small key: progress(0), four files parsed, then downloadFile and progress for each of
 // the four, readDone.
@@ -19,64 +19,24 @@ int offeredUntil(int signal) {
     return qBound(0, (signal - 4) / 2, 4);
 }
 
-QString downloadDir(const QString& mountDir) {
-    return mountDir + QStringLiteral("/download");
+QString downloadDir(const QTemporaryDir& mountDir) {
+    return mountDir.filePath(QStringLiteral("download"));
 }
 
-void removeKey(Host&, const QString& mountDir) {
-    QDir(mountDir).removeRecursively();
+void removeDir(const QString& dir) {
+    QDir(dir).removeRecursively();
 }
 
-void replaceByFile(Host&, const QString& mountDir) {
-    QDir(downloadDir(mountDir)).removeRecursively();
-    writeFile(downloadDir(mountDir), "no directory");
+void setMode(const QString& path, mode_t mode) {
+    ::chmod(QFile::encodeName(path).constData(), mode);
 }
 
-void emptyKey(Host&, const QString& mountDir) {
-    const QDir dir(downloadDir(mountDir));
-    for (const QString& name : dir.entryList(QDir::Files))
-        QFile::remove(dir.filePath(name));
+Action eachFile(const Action& action) {
+    return [action](const QString& dir) {
+        for (const QFileInfo& file : QDir(dir).entryInfoList(QDir::Files))
+            action(file.filePath());
+    };
 }
-
-void emptyFiles(Host&, const QString& mountDir) {
-    const QDir dir(downloadDir(mountDir));
-    for (const QString& name : dir.entryList(QDir::Files))
-        QFile::resize(dir.filePath(name), 0);
-}
-
-void lockDirectory(Host&, const QString& mountDir) {
-    ::chmod(QFile::encodeName(downloadDir(mountDir)).constData(), 0);
-}
-
-void lockFiles(Host&, const QString& mountDir) {
-    const QDir dir(downloadDir(mountDir));
-    for (const QString& name : dir.entryList(QDir::Files))
-        ::chmod(QFile::encodeName(dir.filePath(name)).constData(), 0);
-}
-
-// Gives up root's rights for a while: it may read everything.
-struct OrdinaryUser {
-    explicit OrdinaryUser(const QString& dir) {
-        if (::getuid() != 0)
-            return;
-        constexpr uid_t nobody = 65534;
-        QDirIterator entries(dir, QDir::AllEntries | QDir::NoDotAndDotDot,
-                             QDirIterator::Subdirectories);
-        while (entries.hasNext())
-            give(entries.next(), nobody);
-        give(dir, nobody);
-        if (::setresuid(nobody, nobody, 0) != 0)
-            qFatal("cannot become an ordinary user");
-    }
-    ~OrdinaryUser() {
-        if (::geteuid() != 0 && ::setresuid(0, 0, 0) != 0 && ::getuid() == 65534)
-            qFatal("cannot become root again");
-    }
-    static void give(const QString& path, uid_t user) {
-        if (::chown(QFile::encodeName(path).constData(), user, gid_t(-1)) != 0)
-            qFatal("cannot give away %s", qPrintable(path));
-    }
-};
 
 } // namespace
 
@@ -85,8 +45,16 @@ Q_DECLARE_METATYPE(Action)
 class PulledKeyTest : public QObject {
     Q_OBJECT
 
+    const bool m_isRoot = ::getuid() == 0;
+
 private Q_SLOTS:
-    void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false")); }
+    void initTestCase() {
+        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
+        // Root may read everything, so the tests give up root's rights.
+        constexpr uid_t nobody = 65534;
+        QVERIFY(!m_isRoot || ::setresuid(nobody, nobody, 0) == 0);
+    }
+    void cleanupTestCase() { QVERIFY(!m_isRoot || ::setresuid(0, 0, 0) == 0); }
 
     // From which signal on nothing can fail any more, and whether the files that are left are still
     // offered.
@@ -94,13 +62,21 @@ private Q_SLOTS:
         QTest::addColumn<Action>("action");
         QTest::addColumn<int>("safeFrom");
         QTest::addColumn<int>("offeredLater");
-        QTest::newRow("removed") << Action(removeKey) << 12 << 0;
-        QTest::newRow("replaced by a file") << Action(replaceByFile) << 12 << 0;
-        QTest::newRow("emptied") << Action(emptyKey) << 12 << 0;
-        QTest::newRow("files emptied")
-            << Action(emptyFiles) << 12 << 2; // a card file of any size is offered
-        QTest::newRow("directory locked") << Action(lockDirectory) << 12 << 0;
-        QTest::newRow("files locked") << Action(lockFiles) << 5 << 4;
+        const auto empty = [](const QString& file) { QFile::resize(file, 0); };
+        const auto lock = [](const QString& path) { setMode(path, 0); };
+        const auto replace = [](const QString& dir) {
+            removeDir(dir);
+            writeFile(dir, "no directory");
+        };
+        const auto remove = [](const QString& dir) { removeDir(QFileInfo(dir).path()); };
+        QTest::newRow("removed") << Action(remove) << 12 << 0;
+        QTest::newRow("replaced by a file") << Action(replace) << 12 << 0;
+        QTest::newRow("emptied") << eachFile([](const QString& file) { QFile::remove(file); }) << 12
+                                 << 0;
+        // A card file of any size is offered.
+        QTest::newRow("files emptied") << eachFile(empty) << 12 << 2;
+        QTest::newRow("directory locked") << Action(lock) << 12 << 0;
+        QTest::newRow("files locked") << eachFile(lock) << 5 << 4;
     }
 
     void vanish() {
@@ -108,21 +84,20 @@ private Q_SLOTS:
         QFETCH(int, safeFrom);
         QFETCH(int, offeredLater);
         for (int signal = 1; signal <= signalsOfRead; ++signal) {
-            QTemporaryDir dir(memoryDirTemplate());
-            writeSmallKey(dir.path(), QStringLiteral("ABC"));
-            const OrdinaryUser user(dir.path());
+            const QTemporaryDir dir(memoryDirTemplate());
+            writeSmallKey(dir.path());
             Host host;
             host.slot = [&] {
                 if (host.signalCount == signal)
-                    action(host, dir.path());
+                    action(downloadDir(dir));
             };
             QCOMPARE(host.open(dir.path()), QString());
-            QCOMPARE(host.read(), signal < safeFrom ? readFailed() : QString());
+            QCOMPARE(host.read(), signal < safeFrom ? readFailed : QString());
             QCOMPARE(host.done, signal < safeFrom ? 0 : 1);
             QCOMPARE(host.offered.size(), qMax(offeredUntil(signal), offeredLater));
             QCOMPARE(host.remounts, 1);
             host.key.close();
-            ::chmod(QFile::encodeName(downloadDir(dir.path())).constData(), 0700);
+            setMode(downloadDir(dir), 0700);
         }
     }
 
@@ -137,10 +112,10 @@ private Q_SLOTS:
 
     void turnAway() {
         QFETCH(int, act);
-        QTemporaryDir dir(memoryDirTemplate());
-        QTemporaryDir otherDir(memoryDirTemplate());
-        const QStringList names = writeSmallKey(dir.path(), QStringLiteral("ABC"));
-        writeSmallKey(otherDir.path(), QStringLiteral("XYZ"));
+        const QTemporaryDir dir(memoryDirTemplate());
+        const QTemporaryDir otherDir(memoryDirTemplate());
+        const QStringList names = writeSmallKey(dir.path());
+        writeSmallKey(otherDir.path(), "XYZ");
         for (int signal = 1; signal <= signalsOfRead; ++signal) {
             Host host;
             host.slot = [&] {
@@ -154,9 +129,8 @@ private Q_SLOTS:
                     QCOMPARE(host.read(), QString());
             };
             QCOMPARE(host.open(dir.path()), QString());
-            const QString result = host.read();
             const bool failed = act == 1 && signal < 12;
-            QCOMPARE(result, failed ? readFailed() : QString());
+            QCOMPARE(host.read(), failed ? readFailed : QString());
             QCOMPARE(host.done, failed ? 0 : act >= 2 ? 2 : 1);
             QCOMPARE(host.offered.size(), act < 2 ? offeredUntil(signal) : 8);
             QCOMPARE(host.remounts, act < 2 ? 1 : 2);
@@ -167,9 +141,8 @@ private Q_SLOTS:
             QCOMPARE(host.open(dir.path()), QString());
             QCOMPARE(host.read(), QString());
             for (int i = 0; i < names.size(); ++i)
-                QCOMPARE(host.offered.value(i),
-                         downloadDir(dir.path()) + QLatin1Char('/') + names.at(i));
-            QCOMPARE(host.parsed, std::size_t(4));
+                QCOMPARE(host.offered.value(i), downloadDir(dir) + QLatin1Char('/') + names.at(i));
+            QCOMPARE(host.parsed, 4);
         }
     }
 };

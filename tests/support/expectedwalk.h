@@ -6,6 +6,7 @@
 #include "downloadkey/vehicleinfo.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QByteArrayList>
 #include <QtCore/QString>
 
 #include <vector>
@@ -18,18 +19,16 @@ struct ExpectedWalk {
 
     explicit ExpectedWalk(const QByteArray& file)
         : bytes(file) {
-        const QString read = QStringLiteral("VehicleInfo read() ");
-        if (file.size() <= 620)
-            error = read + QStringLiteral("file not mmapped, or not large enough");
-        else if (number(0, 2) == 0x7601)
+        const qint64 tag = size() > 620 ? number(0, 2) : 0;
+        if (size() <= 620)
+            error = QStringLiteral("VehicleInfo read() file not mmapped, or not large enough");
+        else if (tag == 0x7601)
             gen1();
-        else if (number(0, 2) == 0x7621)
-            gen2(1);
-        else if (number(0, 2) == 0x7631)
-            gen2(2);
+        else if (tag == 0x7621 || tag == 0x7631)
+            gen2(tag == 0x7621 ? 1 : 2);
         else
-            error = read +
-                    QStringLiteral("TREPx1 not found, found %1instead!").arg(number(0, 2), 0, 16);
+            error = QStringLiteral("VehicleInfo read() TREPx1 not found, found %1instead!")
+                        .arg(tag, 0, 16);
     }
 
     // Reads the file with the library; empty when that gives the same, else what differs.
@@ -40,9 +39,7 @@ struct ExpectedWalk {
             return QStringLiteral("error \"%1\", not \"%2\"").arg(text, error);
         const auto activities = info.getDriverActivities();
         if (activities.size() != insertions.size())
-            return QStringLiteral("%1 activities, not %2")
-                .arg(activities.size())
-                .arg(insertions.size());
+            return QStringLiteral("%1 activities").arg(activities.size());
         for (std::size_t i = 0; i < activities.size(); ++i) {
             const auto& activity = activities[i];
             const qint64 at = insertions[i];
@@ -59,6 +56,8 @@ struct ExpectedWalk {
 private:
     const QByteArray& bytes;
     qint64 position = 2;
+
+    qint64 size() const { return bytes.size(); }
 
     qint64 number(qint64 at, int width) const {
         qint64 value = 0;
@@ -87,114 +86,77 @@ private:
     }
 
     void gen2(int version) {
-        static const char* const names[0x25] = {nullptr,
-                                                "VuActivityDailyRecordRecordArray",
-                                                "CardSlotStatusRecordArray",
-                                                "CurrentDateTimeRecordArray",
-                                                "MemberStateCertificateRecordArray",
-                                                "OdometerValueMidnightRecordArray",
-                                                "DateOfDayDownloadedRecordArray",
-                                                nullptr,
-                                                "SignatureRecordArray",
-                                                "VuSpecificConditionRecordArray",
-                                                "VehicleIdentificationNumberRecordArray",
-                                                "VehicleRegistrationNumberRecordArray",
-                                                nullptr,
-                                                "VuCardIWRecordArray",
-                                                nullptr,
-                                                "MemberVUCertificateRecordArray",
-                                                "VuCompanyLocksRecordArray",
-                                                "VuControlActivityRecordArray",
-                                                nullptr,
-                                                "VuDownloadablePeriodRecordArray",
-                                                "VuDownloadActivityDataRecordArray",
-                                                nullptr,
-                                                "VuGNSSADRecordArray",
-                                                nullptr,
-                                                nullptr,
-                                                nullptr,
-                                                nullptr,
-                                                nullptr,
-                                                "VuPlaceDailyWorkPeriodRecordArray",
-                                                nullptr,
-                                                nullptr,
-                                                nullptr,
-                                                nullptr,
-                                                nullptr,
-                                                "VuBorderCrossingRecordArray",
-                                                "VuLoadUnloadRecordArray",
-                                                "VehicleRegistrationIdentificationRecordArray"};
-        const QByteArray overview = version == 1 ? "\x04\x0F\x0A\x0B\x03\x13\x02\x14\x10\x11\x08"
-                                                 : "\x04\x0F\x0A\x24\x03\x13\x02\x14\x10\x11\x08";
-        const QByteArray day = version == 1 ? "\x06\x05\x0D\x01\x1C\x16\x09\x08"
-                                            : "\x06\x05\x0D\x01\x1C\x16\x09\x22\x23\x08";
-        const qint64 dayTag = version == 1 ? 0x7622 : 0x7632;
-        const QString parser = QStringLiteral("VehicleInfo readGen2_%1() TREP").arg(version);
-        bool inDay = false;
-        for (;; inDay = true) {
-            for (const char type : inDay ? day : overview) {
-                const QString name = QLatin1String(inDay && type == 8 ? "Vu" : "") +
-                                     QLatin1String(names[static_cast<unsigned char>(type)]);
-                const QString failure = array(type, version == 1 ? 14 : 15);
-                if (!failure.isEmpty()) {
-                    error = parser + QString::number(version + 1) + QLatin1Char(inDay ? '2' : '1') +
-                            QStringLiteral(": ") + failure.arg(name);
+        // The record arrays of the overview and of a day, by type and name.
+        static const QByteArrayList blocks[] = {
+            QByteArray("04 MemberStateCertificate,0F MemberVUCertificate,"
+                       "0A VehicleIdentificationNumber,0B VehicleRegistrationNumber,"
+                       "24 VehicleRegistrationIdentification,03 CurrentDateTime,"
+                       "13 VuDownloadablePeriod,02 CardSlotStatus,14 VuDownloadActivityData,"
+                       "10 VuCompanyLocks,11 VuControlActivity,08 Signature")
+                .split(','),
+            QByteArray("06 DateOfDayDownloaded,05 OdometerValueMidnight,0D VuCardIW,"
+                       "01 VuActivityDailyRecord,1C VuPlaceDailyWorkPeriod,16 VuGNSSAD,"
+                       "09 VuSpecificCondition,22 VuBorderCrossing,23 VuLoadUnload,08 VuSignature")
+                .split(',')};
+        static const QByteArrayList others[] = {{"22", "23", "24"}, {"0B"}}; // not in this version
+        const QString parser =
+            QStringLiteral("VehicleInfo readGen2_%1() TREP%2").arg(version).arg(version + 1);
+        for (int block = 1;; block = 2) {
+            for (const QByteArray& array : blocks[block - 1]) {
+                const int type = array.left(2).toInt(nullptr, 16);
+                if (others[version - 1].contains(array.left(2)))
+                    continue;
+                if (const char* failure = readArray(type, version == 1 ? 14 : 15)) {
+                    error = parser + QString::number(block) +
+                            QString::fromLatin1(failure).arg(QLatin1String(array.mid(3)));
                     return;
                 }
             }
-            if (position + 2 >= bytes.size()) {
-                if (!inDay)
-                    error = parser + QString::number(version + 1) + QStringLiteral("1 not found");
+            if (position + 2 >= size()) {
+                error = block == 1 ? parser + QStringLiteral("1 not found") : QString();
                 return;
             }
-            if (steer(position, 2) != dayTag)
+            if (steer(position, 2) != (version == 1 ? 0x7622 : 0x7632))
                 return;
             position += 2;
         }
     }
 
-    // One record array; returns what fails, with "%1" for the array's name.
-    QString array(char type, int plateRecordSize) {
-        const QString invalidSize = QStringLiteral("Read %1: Invalid data size");
-        if (position + 5 >= bytes.size() || steer(position, 1) != type)
-            return QStringLiteral("Read %1 header failed");
-        const qint64 size = steer(position + 1, 2);
+    // Returns what fails, with "%1" for the array's name, or null.
+    const char* readArray(int type, int plateRecordSize) {
+        if (position + 5 >= size() || steer(position, 1) != type)
+            return ": Read %1RecordArray header failed";
+        const qint64 recordSize = steer(position + 1, 2);
         const qint64 count = steer(position + 3, 2);
         position += 5;
-        const qint64 end = position + size * count;
+        const qint64 end = position + recordSize * count;
         if (type == 0x0B || type == 0x24) {
-            if (count == 0 || size != plateRecordSize || position + size >= bytes.size())
-                return invalidSize;
-            plate = position + size - 14;
+            if (count == 0 || recordSize != plateRecordSize || position + recordSize >= size())
+                return ": Read %1RecordArray: Invalid data size";
+            plate = position + recordSize - 14;
         }
         if (type == 0x0D) {
-            if (size != 131)
-                return invalidSize;
-            if (end > bytes.size())
-                return QStringLiteral("Read %1: Not enough data");
+            if (recordSize != 131)
+                return ": Read %1RecordArray: Invalid data size";
+            if (end > size())
+                return ": Read %1RecordArray: Not enough data";
             qint64 last = -1;
             for (; position < end; position += 131)
                 take(position + 95, last);
-        } else if (end >= bytes.size()) {
-            return QStringLiteral("Skip %1 failed");
+        } else if (end >= size()) {
+            return ": Skip %1RecordArray failed";
         }
         position = end;
-        return {};
+        return nullptr;
     }
 
     void gen1() {
-        const QString tooShort = QStringLiteral("VehicleInfo readGen1() file not not large enough");
-        const QString noData =
-            QStringLiteral("VehicleInfo readGen1() data read error, not enough data");
         plate = 408;
         const qint64 locksEnd = 494 + 98 * steer(493, 1);
-        if (locksEnd >= bytes.size()) {
-            error = tooShort;
-            return;
-        }
-        position = locksEnd + 1 + 31 * steer(locksEnd, 1) + 128;
-        if (position > bytes.size()) {
-            error = tooShort;
+        if (locksEnd < size())
+            position = locksEnd + 1 + 31 * steer(locksEnd, 1) + 128;
+        if (locksEnd >= size() || position > size()) {
+            error = QStringLiteral("VehicleInfo readGen1() file not not large enough");
             return;
         }
         static constexpr struct {
@@ -206,24 +168,28 @@ private:
                         {"VuPlaceDailyWorkPeriodData", 1, 28},
                         {"VuSpecificConditionData", 2, 5}};
         qint64 last = -1;
-        while (position + 2 < bytes.size() && steer(position, 2) == 0x7602) {
+        while (position + 2 < size() && steer(position, 2) == 0x7602) {
             position += 9;
             qint64 count = 0;
             for (const auto& section : sections) {
                 const bool isFirst = section.size == 129;
-                const auto failed = [&](const char* what) {
-                    error = noData + QStringLiteral(" (%1%2) p:%3 s:%4 c:%5")
-                                         .arg(QLatin1String(section.name), QLatin1String(what))
-                                         .arg(position)
-                                         .arg(bytes.size())
-                                         .arg(count);
-                };
-                if (position + section.width > bytes.size())
-                    return isFirst ? void(error = noData) : failed(" count");
-                count = steer(position, section.width);
-                position += section.width;
-                if (position + count * section.size > bytes.size())
-                    return failed("");
+                const bool hasCount = position + section.width <= size();
+                if (hasCount) {
+                    count = steer(position, section.width);
+                    position += section.width;
+                }
+                if (!hasCount || position + count * section.size > size()) {
+                    error =
+                        QStringLiteral("VehicleInfo readGen1() data read error, not enough data");
+                    if (hasCount || !isFirst)
+                        error += QStringLiteral(" (%1%2) p:%3 s:%4 c:%5")
+                                     .arg(QLatin1String(section.name),
+                                          QLatin1String(hasCount ? "" : " count"))
+                                     .arg(position)
+                                     .arg(size())
+                                     .arg(count);
+                    return;
+                }
                 for (qint64 i = 0; isFirst && i < count; ++i)
                     take(position + i * 129 + 94, last);
                 position += count * section.size;

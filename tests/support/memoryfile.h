@@ -20,21 +20,16 @@ public:
     bool isSequential() const override { return false; }
     qint64 size() const override { return m_bytes.size(); }
     qint64 pos() const override { return QIODevice::pos(); }
-    bool seek(qint64 position) override {
-        m_position = position;
-        return QIODevice::seek(position);
-    }
+    bool seek(qint64 position) override { return QIODevice::seek(position); }
     void close() override { QIODevice::close(); }
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override {
-        const qint64 count = qBound(qint64(0), m_bytes.size() - m_position, maxSize);
-        std::memcpy(data, m_bytes.constData() + m_position, static_cast<std::size_t>(count));
-        m_position += count;
+        const qint64 count = qBound(qint64(0), size() - pos(), maxSize);
+        std::memcpy(data, m_bytes.constData() + pos(), static_cast<std::size_t>(count));
         return count;
     }
 
 private:
     QByteArray m_bytes;
-    qint64 m_position = 0;
 };
