@@ -83,7 +83,7 @@ void manyFiles(const QString& dir) {
 }
 
 // Begins as a first-generation file does, and has nothing but zeros behind that.
-void sparseFile(const QString& dir) {
+[[maybe_unused]] void sparseFile(const QString& dir) {
     writeFile(vehicleUnitPath(dir), "\x76\x01");
     if (!QFile::resize(vehicleUnitPath(dir), 1024 * MiB))
         qFatal("cannot enlarge");
