@@ -12,8 +12,21 @@
 
 namespace {
 
-constexpr decltype(&VehicleInfo::read) parsers[] = {
-    &VehicleInfo::read, &VehicleInfo::readGen1, &VehicleInfo::readGen2_1, &VehicleInfo::readGen2_2};
+// Not a table of member pointers: GCC's undefined-behaviour sanitizer takes the wrong one out of
+// it.
+aux::Error parse(VehicleInfo& info, int parser) {
+    switch (parser) {
+    case 0:
+        return info.read();
+    case 1:
+        return info.readGen1();
+    case 2:
+        return info.readGen2_1();
+    default:
+        return info.readGen2_2();
+    }
+}
+
 const char usualPlate[] = "AB 123 CD";
 
 // The files' first insertions.
@@ -42,7 +55,7 @@ void readFile() {
     QFETCH(int, lines);
     DebugLines debugLines;
     const auto info = load(bytes);
-    QTEST(failure((info.get()->*parsers[parser])()), "error");
+    QTEST(failure(parse(*info, parser)), "error");
     QTEST(info->getPlateString(), "plate");
     QTEST(activities(*info), "activities");
     QCOMPARE(debugLines.lines().size(), lines + 4 * activities(*info).size());
@@ -135,8 +148,8 @@ private Q_SLOTS:
         QCOMPARE(lines.lines().size(), complains ? 2 : 1);
         QCOMPARE(lines.lines().last().contains(QLatin1String("VehicleInfo() Could not load file")),
                  complains);
-        for (const auto parser : parsers)
-            QVERIFY(failure((info.*parser)())
+        for (const int parser : {0, 1, 2, 3})
+            QVERIFY(failure(parse(info, parser))
                         .endsWith(QLatin1String("() file not mmapped, or not large enough")));
         unsigned int position = 0;
         unsigned short size = 1, count = 1;
