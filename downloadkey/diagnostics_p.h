@@ -8,7 +8,11 @@
 namespace downloadkey {
 
 inline const QLoggingCategory& diagnostics() {
-    return *QLoggingCategory::defaultCategory();
+    if (const QLoggingCategory* category = QLoggingCategory::defaultCategory())
+        return *category;
+    // A static object of the host may outlive Qt's category, and this one outlives both.
+    static const QLoggingCategory& last = *new QLoggingCategory("default");
+    return last;
 }
 
 } // namespace downloadkey

@@ -49,7 +49,6 @@ struct TimedName {
     qint64 seconds;
 };
 
-// Newest first.
 bool compareByFileNameTime(const TimedName& a, const TimedName& b) {
     return b.seconds < a.seconds;
 }
@@ -267,6 +266,7 @@ void DownloadKey::readDriverFile(ReadRun& run, const QString& path, const QStrin
             return false;
         run.fail(std::move(error), QLatin1String(text) + name);
         qCDebug(diagnostics) << debugText << name;
+        file.close();
         return true;
     };
     scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
@@ -276,6 +276,7 @@ void DownloadKey::readDriverFile(ReadRun& run, const QString& path, const QStrin
         return;
     if (generic.getCardType() != DriverCard) {
         qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
+        file.close();
         return;
     }
     const std::shared_ptr<scard::SCardGeneric> card = generateSpecific(generic);
@@ -304,6 +305,7 @@ void DownloadKey::readVehicleFile(ReadRun& run, const QString& path, const QStri
     if (!error.isEmpty()) {
         run.fail(std::move(error),
                  QStringLiteral("read: Failed reading vehicle info file:") + name);
+        file.close();
         return;
     }
     file.close();

@@ -37,7 +37,8 @@ class DOWNLOADKEY_EXPORT DownloadKey : public QObject {
     Q_OBJECT
 
 public:
-    // `configuration` is not owned and must outlive the object. open() reads its keys 45 and 46.
+    // `configuration` is not owned and must outlive the object. open() reads its key 45
+    // and, where that is false, 46.
     explicit DownloadKey(aux::Configuration& configuration);
     ~DownloadKey() override;
 
@@ -51,8 +52,8 @@ public:
     // relative `dir`), the host's logger gets an error with code 10304 and the key is opened all
     // the same.
     //
-    // Fails, with one entry of code 0, when there is no download directory; the key that was open
-    // before then stays open.
+    // Fails, with one entry of code 0, when there is no download directory. The key that was open
+    // before then stays open, but `dir` is what read() will have remounted.
     aux::Error open(QDir& dir);
 
     // Reads the open key: parses the 100 newest driver-card files and the 100 newest vehicle-unit
@@ -61,15 +62,16 @@ public:
     //
     // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: there
     // is no download directory (and nothing was done), or a file failed (and readDone() was not
-    // emitted).
+    // emitted). After close(), or before any open(), it finds no files and succeeds, the remount
+    // included.
     aux::Error read();
 
     // Forgets the key; nothing on it is touched. Cannot fail.
     aux::Error close();
 
-    // The absolute path of the key's "/downloaded" directory; empty when no key is open or its
-    // download directory has gone. Where open() never set one, it is the process's current
-    // directory.
+    // The absolute path of the "/downloaded" directory; empty when no key is open or its download
+    // directory has gone. It is that of the last open() which the configuration asked to make it;
+    // where there was none, the process's current directory.
     QString getDownloadedDir();
 
     // A copy of `card` as an object of its kind (driver, workshop or company card) and generation;

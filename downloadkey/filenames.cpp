@@ -57,8 +57,8 @@ constexpr qint64 secondsSinceEpoch(unsigned int year, unsigned int month, unsign
 static_assert(secondsSinceEpoch(1970, 1, 1, 0, 0) == 0);
 static_assert(secondsSinceEpoch(2024, 2, 31, 8, 30) == secondsSinceEpoch(2024, 3, 2, 8, 30));
 static_assert(secondsSinceEpoch(2069, 12, 31, 23, 59) == 3155759940);
-static_assert(secondsSinceEpoch(9999, 12, 31, 23, 59) == 253402300740,
-              "a name's latest time does not fit");
+static_assert(secondsSinceEpoch(9999, 12, 31, 99, 99) == 253402576740,
+              "the latest time that a name can carry");
 
 } // namespace
 

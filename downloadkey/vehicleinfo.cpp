@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 namespace downloadkey {
 
@@ -40,8 +41,8 @@ quint32 readOdometer(const unsigned char* bytes) {
     return kilometres == noValueInFile ? noValue : kilometres;
 }
 
-// Whether there is memory for the whole file. readAll() would end the process where there is none,
-// and on a 32-bit machine a sparse file of a gigabyte is enough for that.
+// Whether memory for the whole file can be allocated. readAll() would end the process where it
+// cannot, and on a 32-bit machine a sparse file of a gigabyte is enough for that.
 bool fitsIntoMemory(const QFile& file) {
     constexpr qint64 largest = std::numeric_limits<int>::max(); // readAll() refuses more
     constexpr qint64 overhead = 4096;

@@ -28,22 +28,22 @@ public:
     struct _FeDriverActivities {
         // "first names, surname"; ", " when both are empty.
         QString holderName;
-        // An instant of 1970 to 2106, presented in local time. The file's 0 and 0xFFFFFFFF (card
-        // not withdrawn yet) are instants like any other.
+        // An instant of 1970 to 2106, presented in local time. No value of the file is special.
         QDateTime insertionTime;
         // Kilometres; 0xFFFFFFFF when the file holds no value.
         quint32 odometerAtInsertion = 0;
         // 0 driver's slot, 1 co-driver's slot; other bytes of the file are kept as they are.
         quint16 slot = 0;
-        // As insertionTime.
+        // As insertionTime. 0xFFFFFFFF seconds (2106-02-07 06:28:15 UTC) is what vehicle units
+        // write for a card that has not been withdrawn.
         QDateTime withdrawalTime;
         // As odometerAtInsertion.
         quint32 odometerAtWithdrawal = 0;
     };
 
     // Loads the file from its current position to its end. The caller has opened it for reading and
-    // closes it; it is not used after the constructor. A file that is missing, not open or too
-    // large for the memory there is leaves the object unloaded, which read() reports.
+    // closes it; it is not used after the constructor. A file that is missing or not open, or for
+    // which no memory can be allocated, leaves the object unloaded, which read() reports.
     explicit VehicleInfo(QFile& file);
 
     // A copy with the same results, sharing the loaded bytes. It stays valid when `other` is

@@ -119,7 +119,7 @@ struct VehicleInfo::Block {
     const RecordArray* begin() const { return first; }
     const RecordArray* end() const { return last; }
 
-    bool isAt(const unsigned char* bytes) const { return bytes[0] == blockTag && bytes[1] == trep; }
+    bool isAt(const unsigned char* bytes) const { return bytes[0] == 0x76 && bytes[1] == trep; }
 
     // "VehicleInfo readGen2_1() TREP21"
     QString heading() const {

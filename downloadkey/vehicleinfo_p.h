@@ -1,11 +1,9 @@
-// What the parsers of all generations share: big-endian numbers, the conversions of a vehicle
-// unit's data, and the two walks' common ground. `bytes` always points into the loaded file; the
-// caller has checked that the field lies inside it.
+// What the parsers of all generations share: errors, limits, big-endian numbers and the plate.
+// `bytes` always points into the loaded file; the caller has checked that the field lies inside it.
 #pragma once
 
 #include "auxiliary/error.h"
 
-#include <QtCore/QDateTime>
 #include <QtCore/QString>
 
 namespace downloadkey {
@@ -13,11 +11,8 @@ namespace downloadkey {
 // An error of one entry: component "libdownloadkey", the text, code 0.
 aux::Error makeVehicleInfoError(const QString& text);
 
-// Every parser's least: the overview block of the first generation, less its last bytes.
+// Every parser's least: two bytes less than an overview block of the first generation can have.
 constexpr quint32 smallestFileSize = 621;
-
-// The first byte of every block's tag; the second is its TREP value.
-constexpr unsigned char blockTag = 0x76;
 
 constexpr quint16 readUInt16(const unsigned char* bytes) {
     return static_cast<quint16>(bytes[0] << 8 | bytes[1]);

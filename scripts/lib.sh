@@ -34,8 +34,8 @@ quiet() {
 missing() {
     local package
     for package in $(printf '%s\n' "$@" | sort -u); do
-        case $(dpkg-query -W -f='${db:Status-Status} ' "$package" 2>/dev/null) in
-        *'installed '*) ;;
+        case " $(dpkg-query -W -f='${db:Status-Status} ' "$package" 2>/dev/null)" in
+        *' installed '*) ;;
         *) printf '%s ' "$package" ;;
         esac
     done

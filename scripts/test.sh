@@ -22,7 +22,7 @@ delivery='abigail-tools dpkg-dev file pkg-config' # for the tests of what is ins
 declare -A packages=(
     [pc]="$toolchain $delivery"
     [sanitizers]=$toolchain
-    [lint]="$toolchain clang-format clang-tidy"
+    [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev"
     [fuzz]="$toolchain clang libclang-rt-14-dev"
     [armhf]="$toolchain $delivery g++-arm-linux-gnueabihf mmdebstrap qemu-user-static"
 )
@@ -47,14 +47,24 @@ sources() {
         '(' -name '*.cpp' -o -name '*.h' ')' -print0)
 }
 
-# The sources that the release build compiles, without what moc has written.
+# compiled PRESET FOLDER...: the sources below the folders that the preset compiles.
 compiled() {
-    sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$top/build/release/compile_commands.json" |
-        grep -v "^$top/build/" | sort -u
+    local preset=$1 folder
+    shift
+    for folder; do
+        sed -n "s,^ *\"file\": \"\($top/$folder/.*\)\".*,$preset \1,p" \
+            "$top/build/$preset/compile_commands.json"
+    done | sort -u
 }
 
 analyse() {
-    compiled | tr '\n' '\0' | xargs -0 -P "$(nproc)" -n 1 clang-tidy --quiet -p "$top/build/release"
+    cmake -S "$top" --preset fuzz
+    cmake -S "$top" --preset bench
+    {
+        compiled release downloadkey host samples tests tools
+        compiled fuzz fuzz
+        compiled bench bench
+    } | xargs -P "$(nproc)" -L 1 bash -c 'clang-tidy --quiet -p "$0/build/$1" "$2"' "$top"
 }
 
 part_lint() {
@@ -65,7 +75,7 @@ part_lint() {
 }
 
 part_fuzz() {
-    [ ! -x "$top/scripts/fuzz.sh" ] || "$top/scripts/fuzz.sh" 20
+    "$top/scripts/fuzz.sh" 20
 }
 
 part_armhf() {

@@ -56,7 +56,10 @@ bool setModificationTime(int descriptor, const QDateTime& time) {
     timespec times[2] = {};
     times[0].tv_nsec = UTIME_OMIT;
     times[1].tv_sec = static_cast<time_t>(seconds);
-    return ::futimens(descriptor, times) == 0;
+    // A file system that cannot keep the time keeps its own latest one, and says nothing.
+    struct stat status {};
+    return ::futimens(descriptor, times) == 0 && ::fstat(descriptor, &status) == 0 &&
+           status.st_mtim.tv_sec == times[1].tv_sec;
 }
 
 } // namespace

@@ -23,9 +23,11 @@ struct Switches {
         QStringLiteral("Copy every download file to <DIR>, which is made if it is missing. A copy "
                        "that is there already is kept, never overwritten."),
         QStringLiteral("DIR")};
-    QCommandLineOption downloadedDir{QStringLiteral("downloaded-dir"),
-                                     QStringLiteral("Make sure that the key has a \"/downloaded\" "
-                                                    "directory.")};
+    QCommandLineOption downloadedDir{
+        QStringLiteral("downloaded-dir"),
+        QStringLiteral("Make sure that the key has a \"/downloaded\" "
+                       "directory. Give MOUNT_DIR as an absolute path: "
+                       "below a relative one it cannot be made.")};
     QCommandLineOption remount{
         QStringLiteral("remount"),
         QStringLiteral("Remount MOUNT_DIR read-only at the end. Without it nothing is remounted.")};
