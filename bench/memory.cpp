@@ -15,12 +15,14 @@
 #include <cstdio>
 #include <cstdlib>
 
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's own names
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void __libc_free(void* memory);
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace {
 
@@ -101,7 +103,7 @@ int main(int argc, char** argv) {
     std::vector<std::shared_ptr<VehicleInfo>> results;
     QObject::connect(
         &key, &DownloadKey::readDone, &key,
-        [&](std::vector<std::shared_ptr<scard::SCardGeneric>>,
+        [&](const std::vector<std::shared_ptr<scard::SCardGeneric>>&,
             std::vector<std::shared_ptr<VehicleInfo>> vehicles) { results = std::move(vehicles); });
     const std::size_t before = live;
     peak = live;

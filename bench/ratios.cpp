@@ -338,7 +338,7 @@ double handOverWithTimesFloor(const Key& input) {
     const Stopwatch stopwatch;
     for (int i = input.drivers().size() + input.vehicles().size(); i > 0; --i) {
         benchmark::DoNotOptimize(QDateTime::fromSecsSinceEpoch(time, Qt::LocalTime, 0).isValid());
-        time -= 60 * 31;
+        time -= qint64(60) * 31;
     }
     const double conversions = stopwatch.seconds();
     return conversions + handOverFloor<isPresentAtOnce, isUsableAtOnce>(input);

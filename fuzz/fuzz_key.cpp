@@ -35,7 +35,7 @@ struct Input {
 
     QByteArray take(std::size_t count) {
         count = qMin(count, size);
-        const QByteArray bytes = fuzzing::bytesOf(data, count);
+        QByteArray bytes = fuzzing::bytesOf(data, count);
         data += count;
         size -= count;
         return bytes;
