@@ -10,6 +10,7 @@
 #include "logging/logger.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QTemporaryDir>
 
 #include <functional>
@@ -24,7 +25,8 @@ inline void writeFile(const QString& path, const QByteArray& bytes) {
 
 inline QString memoryDirTemplate() {
     const QString memory = QStringLiteral("/dev/shm");
-    return (QDir(memory).exists() ? memory : QDir::tempPath()) + QStringLiteral("/faults-XXXXXX");
+    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
+           QStringLiteral("/faults-XXXXXX");
 }
 
 inline QByteArray smallVehicleUnit(samples::Generation generation) {
