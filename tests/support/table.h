@@ -1,8 +1,8 @@
-// What the tables of the tests share: columns that are named together with their types, rows that
-// stand in data files beside the tests, and errors as text that a table can hold.
+// What the tables of the tests share: columns that are named together with their types, and rows
+// that stand in data files beside the tests.
 #pragma once
 
-#include "auxiliary/error.h"
+#include "tests/support/errortext.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QStringList>
@@ -39,12 +39,4 @@ inline QList<QStringList> dataRows(const QString& name) {
             field = field.trimmed();
     }
     return rows;
-}
-
-// Each entry as "component|text|code"; empty for success.
-inline QString textOf(const aux::Error& error) {
-    QStringList texts;
-    for (const aux::ErrorData& entry : error.entries())
-        texts << QStringLiteral("%1|%2|%3").arg(entry.component(), entry.text()).arg(entry.code());
-    return texts.join(QStringLiteral("; "));
 }

@@ -1,17 +1,24 @@
-// A mounted download key: a temporary directory that is gone with the object. Paths are relative to
-// the mount directory. A key that cannot be written ends the test program.
+// A mounted download key: a directory, in memory where that is possible, that is gone with the
+// object. Paths are relative to the mount directory. What cannot be done to a key ends the test
+// program.
 #pragma once
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QTemporaryDir>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 class TestKey {
 public:
     // Without `downloadDir` nothing is on it.
-    explicit TestKey(const QString& downloadDir = QStringLiteral("download")) {
-        if (!m_dir.isValid() || (!downloadDir.isEmpty() && !QDir(mountPath()).mkdir(downloadDir)))
-            qFatal("cannot make a key");
+    explicit TestKey(const QString& downloadDir = QStringLiteral("download"))
+        : m_dir(templatePath()) {
+        require(m_dir.isValid(), QStringLiteral("cannot make a key"));
+        if (!downloadDir.isEmpty())
+            makeDir(downloadDir);
     }
 
     QString mountPath() const { return m_dir.path(); }
@@ -20,18 +27,40 @@ public:
 
     void write(const QString& name, const QByteArray& bytes) const {
         QFile file(path(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-            qFatal("cannot write %s", qPrintable(name));
+        require(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
+                    file.flush(),
+                QStringLiteral("cannot write ") + name);
+    }
+    // A file of `size` bytes that begins as it did and has zeros behind that.
+    void resize(const QString& name, qint64 size) const {
+        require(QFile::resize(path(name), size), QStringLiteral("cannot resize ") + name);
     }
     void makeDir(const QString& name) const {
-        if (!QDir().mkpath(path(name)))
-            qFatal("cannot make %s", qPrintable(name));
+        require(QDir().mkpath(path(name)), QStringLiteral("cannot make ") + name);
+    }
+    void makeLink(const QString& name, const QString& target) const {
+        require(::symlink(qPrintable(target), qPrintable(path(name))) == 0,
+                QStringLiteral("cannot link ") + name);
+    }
+    void makePipe(const QString& name) const {
+        require(::mkfifo(qPrintable(path(name)), 0600) == 0,
+                QStringLiteral("cannot make the pipe ") + name);
     }
     void remove(const QString& name) const {
-        if (!QFile::remove(path(name)) && !QDir(path(name)).removeRecursively())
-            qFatal("cannot remove %s", qPrintable(name));
+        require(QFile::remove(path(name)) || QDir(path(name)).removeRecursively(),
+                QStringLiteral("cannot remove ") + name);
     }
 
 private:
+    static QString templatePath() {
+        const QString memory = QStringLiteral("/dev/shm");
+        return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
+               QStringLiteral("/key-XXXXXX");
+    }
+    static void require(bool isDone, const QString& otherwise) {
+        if (!isDone)
+            qFatal("%s", qPrintable(otherwise));
+    }
+
     QTemporaryDir m_dir;
 };

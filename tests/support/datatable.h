@@ -1,0 +1,104 @@
+// Flat tables in data files beside a test. The first line names the columns, each line behind it is
+// a row, and "|" stands between the cells. Empty lines and lines that begin with '#' are left out.
+//
+//     size | taken | error
+//     965  | 100   |
+//
+// A table that is not what its test expects ends the test program with the file and the line.
+#pragma once
+
+#include <QtCore/QFile>
+#include <QtCore/QSet>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <utility>
+#include <vector>
+
+class TableRow {
+public:
+    TableRow(QString place, QStringList columns, QStringList cells)
+        : m_place(std::move(place))
+        , m_columns(std::move(columns))
+        , m_cells(std::move(cells)) {
+        if (m_cells.size() != m_columns.size())
+            refuse(QStringLiteral("%1 cells under %2 columns")
+                       .arg(m_cells.size())
+                       .arg(m_columns.size()));
+    }
+
+    QString text(const char* column) const {
+        const int index = m_columns.indexOf(QLatin1String(column));
+        if (index < 0)
+            refuse(QStringLiteral("there is no column \"%1\"").arg(QLatin1String(column)));
+        m_used.insert(index);
+        return m_cells.at(index);
+    }
+
+    int number(const char* column, int base = 10) const {
+        bool isNumber = false;
+        const int number = text(column).toInt(&isNumber, base);
+        if (!isNumber)
+            refuse(QStringLiteral("\"%1\" is no number").arg(text(column)));
+        return number;
+    }
+
+    // The value of the cell's word.
+    template <typename Value>
+    Value choice(const char* column,
+                 const std::vector<std::pair<const char*, Value>>& words) const {
+        for (const auto& [word, value] : words) {
+            if (text(column) == QLatin1String(word))
+                return value;
+        }
+        refuse(QStringLiteral("unknown word \"%1\"").arg(text(column)));
+    }
+
+    void refuseUnusedCells() const {
+        for (int i = 0; i < m_columns.size(); ++i) {
+            if (!m_used.contains(i))
+                refuse(QStringLiteral("nothing uses the column \"%1\"").arg(m_columns.at(i)));
+        }
+    }
+
+private:
+    [[noreturn]] void refuse(const QString& why) const {
+        qFatal("%s: %s", qPrintable(m_place), qPrintable(why));
+    }
+
+    QString m_place; // "file:line"
+    QStringList m_columns;
+    QStringList m_cells;
+    mutable QSet<int> m_used;
+};
+
+// Calls `use` with each row of a table in the test's folder. `use` must ask for every cell.
+template <typename Use>
+void forEachRow(const char* fileName, Use use) {
+    QFile file(QStringLiteral(TEST_DATA) + QLatin1String(fileName));
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("cannot read %s", qPrintable(file.fileName()));
+    QStringList columns;
+    QSet<QStringList> known;
+    for (int number = 1; !file.atEnd(); ++number) {
+        const QString line = QString::fromUtf8(file.readLine()).trimmed();
+        if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
+            continue;
+        QStringList cells = line.split(QLatin1Char('|'));
+        for (QString& cell : cells)
+            cell = cell.trimmed();
+        const QString place = QStringLiteral("%1:%2").arg(QLatin1String(fileName)).arg(number);
+        if (columns.isEmpty()) {
+            columns = cells;
+        } else if (known.contains(cells)) {
+            qFatal("%s: this row stands twice", qPrintable(place));
+        } else {
+            known.insert(cells);
+            const TableRow row(place, columns, cells);
+            use(row);
+            row.refuseUnusedCells();
+        }
+    }
+    if (known.isEmpty())
+        qFatal("%s has no rows", fileName);
+}

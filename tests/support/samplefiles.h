@@ -1,0 +1,28 @@
+// The small download files of all tests: one way to make a card file and one to make a
+// vehicle-unit file. A test that needs more sets the fields of samples::Card and
+// samples::VehicleUnit itself.
+#pragma once
+
+#include "samples/samples.h"
+
+// A card of the given number. Its holder is Jo Sample.
+inline QByteArray smallCard(const QByteArray& number, unsigned char type = 1, int generation = 1) {
+    samples::Card card;
+    card.cardNumber = number;
+    card.type = type;
+    card.generation = generation;
+    return samples::cardFile(card);
+}
+
+// A vehicle unit with this plate and, on 14 March 2024, one card insertion.
+inline QByteArray smallVehicleUnit(const QByteArray& plate,
+                                   samples::Generation generation = samples::Generation::Gen1) {
+    samples::VehicleUnit unit;
+    unit.plate = plate;
+    unit.generation = generation;
+    unit.days.resize(1);
+    unit.days[0].date = 1710374400;
+    unit.days[0].cardRecords.resize(1);
+    unit.days[0].cardRecords[0].insertionTime = 1710374400;
+    return samples::vehicleUnitFile(unit);
+}
