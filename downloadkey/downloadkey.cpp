@@ -20,12 +20,7 @@ namespace downloadkey {
 
 namespace {
 
-constexpr int parsedFilesLimit = 100; // of each kind
-constexpr qint64 smallestUsableFile = 5;
-constexpr unsigned downloadedDirErrorCode = 10304;
 constexpr auto errorLevel = static_cast<logging::Level>(2);
-
-enum CardType { DriverCard = 1, WorkshopCard = 2, CompanyCard = 4 };
 
 aux::Error makeDownloadKeyError(QString&& text) {
     return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), std::move(text), 0));
@@ -78,6 +73,10 @@ QDateTime downloadTime(const QString& name) {
     return time;
 }
 
+CardType cardTypeOf(const scard::SCardGeneric& card) {
+    return static_cast<CardType>(card.getCardType());
+}
+
 template <typename FirstGeneration, typename SecondGeneration>
 std::shared_ptr<scard::SCardGeneric> ofItsGeneration(const scard::SCardGeneric& card) {
     if (card.is2ndGeneneration())
@@ -92,8 +91,9 @@ struct DownloadKey::ReadRun {
     ReadRun(const QStringList& drivers, const QStringList& vehicles)
         : driverFiles(drivers)
         , vehicleFiles(vehicles)
-        , total(qint64(drivers.size()) + vehicles.size() + qMin(drivers.size(), parsedFilesLimit) +
-                qMin(vehicles.size(), parsedFilesLimit)) {}
+        , total(qint64(drivers.size()) + vehicles.size() +
+                qMin(drivers.size(), parsedFilesOfEachKind) +
+                qMin(vehicles.size(), parsedFilesOfEachKind)) {}
 
     // Only asked for inside a step, so the total is not 0.
     int percent() const { return static_cast<int>(step * 100 / total); }
@@ -230,8 +230,8 @@ void DownloadKey::readAllFiles(ReadRun& run) {
     };
 
     constexpr int all = std::numeric_limits<int>::max();
-    static_cast<void>(forEachFile(run, run.driverFiles, parsedFilesLimit, readDriver) &&
-                      forEachFile(run, run.vehicleFiles, parsedFilesLimit, readVehicle) &&
+    static_cast<void>(forEachFile(run, run.driverFiles, parsedFilesOfEachKind, readDriver) &&
+                      forEachFile(run, run.vehicleFiles, parsedFilesOfEachKind, readVehicle) &&
                       forEachFile(run, run.driverFiles, all, handOverDriver) &&
                       forEachFile(run, run.vehicleFiles, all, handOverVehicle));
 }
@@ -274,7 +274,7 @@ void DownloadKey::readDriverFile(ReadRun& run, const QString& path, const QStrin
     if (failed(generic.readCardInfo(), "read: Failed reading ddd file information:",
                "read: Failed reading ddd file information: "))
         return;
-    if (generic.getCardType() != DriverCard) {
+    if (cardTypeOf(generic) != CardType::DriverCard) {
         qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
         file.close();
         return;
@@ -334,16 +334,15 @@ QString DownloadKey::getDownloadedDir() {
 
 std::shared_ptr<scard::SCardGeneric>
 DownloadKey::generateSpecific(const scard::SCardGeneric& card) {
-    switch (card.getCardType()) {
-    case DriverCard:
+    switch (cardTypeOf(card)) {
+    case CardType::DriverCard:
         return ofItsGeneration<scard::SCardDriverG1, scard::SCardDriverG2>(card);
-    case WorkshopCard:
+    case CardType::WorkshopCard:
         return ofItsGeneration<scard::SCardWorkshopG1, scard::SCardWorkshopG2>(card);
-    case CompanyCard:
+    case CardType::CompanyCard:
         return ofItsGeneration<scard::SCardCompanyG1, scard::SCardCompanyG2>(card);
-    default:
-        return std::make_shared<scard::SCardGeneric>(card);
     }
+    return std::make_shared<scard::SCardGeneric>(card); // any other number
 }
 
 } // namespace downloadkey

@@ -33,6 +33,19 @@ class SCardGeneric;
 
 namespace downloadkey {
 
+// How many files read() parses of each kind, the newest; it offers all of them.
+inline constexpr int parsedFilesOfEachKind = 100;
+
+// Bytes. read() counts a smaller file as missing, but still offers a driver-card file.
+inline constexpr qint64 smallestUsableFile = 5;
+
+// The code of the error that the host's logger gets when "/downloaded" cannot be made.
+inline constexpr unsigned downloadedDirErrorCode = 10304;
+
+// What scard::SCardGeneric::getCardType() returns, as far as the library tells cards apart. The
+// host's own type for it may be an integer or any enumeration with these values.
+enum class CardType { DriverCard = 1, WorkshopCard = 2, CompanyCard = 4 };
+
 class DOWNLOADKEY_EXPORT DownloadKey : public QObject {
     Q_OBJECT
 
@@ -49,16 +62,16 @@ public:
     // Opens the key that is mounted at `dir`: finds "/download" or, without it, "/DOWNLOAD" below
     // it, makes "/downloaded" when the configuration asks for it, and lists the download files,
     // newest first. No file is opened. Where "/downloaded" cannot be made (it never can below a
-    // relative `dir`), the host's logger gets an error with code 10304 and the key is opened all
-    // the same.
+    // relative `dir`), the host's logger gets an error with code downloadedDirErrorCode and the
+    // key is opened all the same.
     //
     // Fails, with one entry of code 0, when there is no download directory. The key that was open
     // before then stays open, but `dir` is what read() will have remounted.
     aux::Error open(QDir& dir);
 
-    // Reads the open key: parses the 100 newest driver-card files and the 100 newest vehicle-unit
-    // files, offers every file through downloadFile(), and has the host remount the key read-only.
-    // Holds one file open at a time. A close() from a slot ends it at the next file.
+    // Reads the open key: parses the newest parsedFilesOfEachKind driver-card files and as many
+    // vehicle-unit files, offers every file through downloadFile(), and has the host remount the
+    // key read-only. Holds one file open at a time. A close() from a slot ends it at the next file.
     //
     // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: there
     // is no download directory (and nothing was done), or a file failed (and readDone() was not

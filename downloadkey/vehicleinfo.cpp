@@ -36,9 +36,8 @@ QDateTime readTime(const unsigned char* bytes) {
 
 quint32 readOdometer(const unsigned char* bytes) {
     constexpr quint32 noValueInFile = 0xFFFFFF;
-    constexpr quint32 noValue = 0xFFFFFFFF;
     const quint32 kilometres = readUInt24(bytes);
-    return kilometres == noValueInFile ? noValue : kilometres;
+    return kilometres == noValueInFile ? noOdometerValue : kilometres;
 }
 
 // Whether memory for the whole file can be allocated. readAll() would end the process where it
@@ -103,7 +102,7 @@ VehicleInfo::VehicleInfo(const VehicleInfo& other)
 VehicleInfo::~VehicleInfo() = default;
 
 aux::Error VehicleInfo::read() {
-    if (m_data == nullptr || m_dataSize < smallestFileSize) {
+    if (m_data == nullptr || m_dataSize < smallestVehicleUnitFile) {
         return makeVehicleInfoError(
             QStringLiteral("VehicleInfo read() file not mmapped, or not large enough"));
     }

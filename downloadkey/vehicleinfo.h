@@ -20,6 +20,16 @@ class QFile;
 
 namespace downloadkey {
 
+// Kilometres of an insertion or withdrawal for which the file holds no odometer value.
+inline constexpr quint32 noOdometerValue = 0xFFFFFFFF;
+
+// Seconds since 1970-01-01 00:00 UTC (2106-02-07 06:28:15 UTC) that vehicle units write as the
+// withdrawal time of a card that has not been withdrawn.
+inline constexpr qint64 notWithdrawn = 0xFFFFFFFF;
+
+// Bytes; no parser takes a smaller file.
+inline constexpr quint32 smallestVehicleUnitFile = 621;
+
 class DOWNLOADKEY_EXPORT VehicleInfo : public QObject {
     Q_OBJECT
 
@@ -30,12 +40,11 @@ public:
         QString holderName;
         // An instant of 1970 to 2106, presented in local time. No value of the file is special.
         QDateTime insertionTime;
-        // Kilometres; 0xFFFFFFFF when the file holds no value.
+        // Kilometres; noOdometerValue when the file holds none.
         quint32 odometerAtInsertion = 0;
         // 0 driver's slot, 1 co-driver's slot; other bytes of the file are kept as they are.
         quint16 slot = 0;
-        // As insertionTime. 0xFFFFFFFF seconds (2106-02-07 06:28:15 UTC) is what vehicle units
-        // write for a card that has not been withdrawn.
+        // As insertionTime; its seconds are notWithdrawn when the card had not been withdrawn.
         QDateTime withdrawalTime;
         // As odometerAtInsertion.
         quint32 odometerAtWithdrawal = 0;
@@ -61,8 +70,8 @@ public:
     virtual aux::Error read();
 
     // The parsers: first generation (bytes 76 01), second generation version 1 (76 21) and version
-    // 2 (76 31). Each refuses a file of fewer than 621 bytes and one that does not begin with its
-    // own bytes.
+    // 2 (76 31). Each refuses a file below smallestVehicleUnitFile and one that does not begin with
+    // its own bytes.
     virtual aux::Error readGen1();
     virtual aux::Error readGen2_1();
     virtual aux::Error readGen2_2();

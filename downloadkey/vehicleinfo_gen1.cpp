@@ -105,7 +105,7 @@ bool atActivityBlock(const Cursor& cursor) {
 } // namespace
 
 aux::Error VehicleInfo::readGen1() {
-    if (m_data == nullptr || m_dataSize < smallestFileSize) {
+    if (m_data == nullptr || m_dataSize < smallestVehicleUnitFile) {
         return makeVehicleInfoError(
             QStringLiteral("VehicleInfo read() file not mmapped, or not large enough"));
     }

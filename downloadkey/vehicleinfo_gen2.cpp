@@ -165,7 +165,7 @@ bool VehicleInfo::skipRecordData(unsigned int& position, unsigned short recordSi
 }
 
 aux::Error VehicleInfo::readGen2(const Block& overview, const Block& activities) {
-    if (m_data == nullptr || m_dataSize < smallestFileSize) {
+    if (m_data == nullptr || m_dataSize < smallestVehicleUnitFile) {
         return makeVehicleInfoError(QStringLiteral("VehicleInfo ") +
                                     QLatin1String(overview.parser) +
                                     QStringLiteral("() file not mmapped, or not large enough"));

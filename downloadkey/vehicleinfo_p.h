@@ -11,9 +11,6 @@ namespace downloadkey {
 // An error of one entry: component "libdownloadkey", the text, code 0.
 aux::Error makeVehicleInfoError(const QString& text);
 
-// Every parser's least: two bytes less than an overview block of the first generation can have.
-constexpr quint32 smallestFileSize = 621;
-
 constexpr quint16 readUInt16(const unsigned char* bytes) {
     return static_cast<quint16>(bytes[0] << 8 | bytes[1]);
 }
