@@ -42,7 +42,7 @@ VehicleFile writeDownload(const QString& path, samples::Generation generation,
     unit.furtherBlocks = contents.furtherBlocks;
     if (!unit.furtherBlocks)
         unit.trailer = "x"; // the second generation's blocks are not the end of a file
-    unit.days = samples::realisticDays(generation, contents.days, contents.recordsPerDay,
+    unit.days = samples::evenDays(generation, contents.days, contents.recordsPerDay,
                                        unit.downloadTime);
     QByteArray bytes = samples::vehicleUnitFile(unit);
     if (bytes.size() < contents.size)

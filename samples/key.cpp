@@ -1,3 +1,4 @@
+#include "samples/fleet.h"
 #include "samples/writer.h"
 
 #include <QtCore/QDateTime>
@@ -10,31 +11,6 @@ namespace samples {
 namespace {
 
 constexpr std::uint32_t newestDownload = 1710491400; // 2024-03-15 08:30 UTC
-constexpr std::uint32_t minutesBetweenFiles = 31;    // so 100000 files reach back to 2018
-
-struct Holder {
-    const char* surname; // in the code page
-    const char* firstNames;
-    unsigned char codePage;
-    const char* fileName; // how a download tool would write the name in plain letters
-};
-
-constexpr std::array<Holder, 6> holders = {{
-    {"Sample", "Jo", 1, "J_SAMPLE"},
-    {"Beispiel", "K\xE4the", 1, "K_BEISPIEL"},
-    {"Tester", "Robin Alex", 1, "R_TESTER"},
-    {"Vzorov\xE1", "\xAEofie", 2, "Z_VZOROVA"},
-    {"\xBE\xD1\xE0\xD0\xD7\xD5\xE6", "\xB2\xD5\xE0\xD0", 5, "V_OBRAZETS"},
-    {"Placeholder", "Pat", 1, "P_PLACEHOLDER"},
-}};
-
-const Holder& holderOf(std::uint32_t index) {
-    return holders[index % holders.size()];
-}
-
-QByteArray cardNumber(std::uint32_t index) {
-    return "DF" + QByteArray::number(index + 1).rightJustified(12, '0', true) + "00";
-}
 
 // A plate of its own for each of 100000 vehicles, and the same in plain letters for the file name.
 struct Plate {
@@ -83,9 +59,9 @@ QString vehicleFileName(std::uint32_t index, const QByteArray& plateBytes, std::
     }
 }
 
-QString cardFileName(std::uint32_t index, const Card& card, std::uint32_t time) {
-    const QString name = QLatin1String(holderOf(index).fileName) + QLatin1Char('_') +
-                         QString::fromLatin1(card.cardNumber);
+QString cardFileName(std::uint32_t index, const QByteArray& holder, const QByteArray& cardNumber,
+                     std::uint32_t time) {
+    const QString name = QString::fromLatin1(holder + '_' + cardNumber);
     switch (index % 4) {
     case 0:
         return QStringLiteral("C_%1_%2.DDD").arg(stamp(time, "yyyyMMdd_hhmm"), name);
@@ -98,113 +74,124 @@ QString cardFileName(std::uint32_t index, const Card& card, std::uint32_t time) 
     }
 }
 
-KeyFile vehicleFile(const KeyOptions& options, std::uint32_t index) {
+Generation generationOf(std::uint32_t vehicle) {
     static constexpr std::array<Generation, 3> generations = {Generation::Gen1, Generation::Gen2V1,
                                                               Generation::Gen2V2};
-    const Plate plate = plateOf(index);
-    VehicleUnit unit;
-    unit.generation = generations[index % generations.size()];
-    unit.plate = plate.text;
-    unit.vin = "ZZZZZZ" + QByteArray::number(index + 1).rightJustified(11, '0');
-    unit.downloadTime = newestDownload - index * minutesBetweenFiles * 60;
-    unit.companyLocks = 2;
-    unit.controlActivities = 1;
-    unit.noise = options.seed * 200003U + index;
-    unit.days = realisticDays(unit.generation, options.days, options.records, unit.downloadTime,
-                              unit.noise);
-    return {vehicleFileName(index, plate.fileName, unit.downloadTime), vehicleUnitFile(unit)};
+    return generations[vehicle % generations.size()];
 }
 
-KeyFile driverFile(const KeyOptions& options, std::uint32_t index) {
-    const Holder& holder = holderOf(index);
-    const std::uint32_t time = newestDownload - (index * minutesBetweenFiles + 12) * 60;
+// The teams come in one after the other, each on the morning of one day.
+std::uint32_t downloadTimeOf(std::uint32_t vehicle) {
+    constexpr std::uint32_t vehiclesPerMorning = 16 * vehiclesPerTeam;
+    return newestDownload - vehicle / vehiclesPerMorning * secondsPerDay -
+           vehicle % vehiclesPerMorning * 5 * 60;
+}
+
+VehicleUnit vehicleUnit(const KeyOptions& options, std::uint32_t vehicle) {
+    VehicleUnit unit;
+    unit.generation = generationOf(vehicle);
+    unit.plate = plateOf(vehicle).text;
+    unit.vin = "ZZZZZZ" + QByteArray::number(vehicle + 1).rightJustified(11, '0');
+    unit.downloadTime = downloadTimeOf(vehicle);
+    unit.companyLocks = 2;
+    unit.controlActivities = 1;
+    unit.noise = options.seed * 200003U + vehicle;
+    unit.days = vehicleDays(options, unit.generation, vehicle, unit.downloadTime);
+    return unit;
+}
+
+QString vehicleFileName(std::uint32_t vehicle, const VehicleUnit& unit) {
+    return vehicleFileName(vehicle, plateOf(vehicle).fileName, unit.downloadTime);
+}
+
+// Of each team four drivers, a workshop and a company put their cards onto the key.
+KeyFile cardFileOf(const KeyOptions& options, std::uint32_t index) {
+    const std::uint32_t member = index % vehiclesPerTeam;
+    const Person person = driverOf(index / vehiclesPerTeam, member);
+    const std::uint32_t time = downloadTimeOf(index) - 12 * 60;
     Card card;
-    card.type = index % 6 == 4 ? 2 : index % 6 == 5 ? 4 : 1;
+    card.type = member == 4 ? 2 : member == 5 ? 4 : 1;
     card.generation = (index + index / 4) % 2 == 0 ? 2 : 1;
-    card.cardNumber = cardNumber(index);
+    card.cardNumber = person.cardNumber;
     card.cardNumber[1] = card.type == 2 ? 'W' : card.type == 4 ? 'C' : 'F';
-    card.surname = holder.surname;
-    card.firstNames = holder.firstNames;
-    card.codePage = holder.codePage;
+    card.surname = person.surname;
+    card.firstNames = person.firstNames;
+    card.codePage = person.codePage;
     card.throughVehicleUnit = index % 5 == 3;
     card.issueTime = (time / secondsPerDay - 60) * secondsPerDay;
     card.noise = options.seed * 200017U + index;
-    return {cardFileName(index, card, time), cardFile(card)};
+    return {cardFileName(index, person.plainName, card.cardNumber, time), cardFile(card)};
 }
 
-// The card insertions of one day, one after the other from five in the morning on. Every fourth is
-// a co-driver's.
-std::vector<CardRecord> insertions(const Day& day, int count, std::uint32_t kilometres,
-                                   std::uint32_t firstHolder) {
-    std::vector<CardRecord> records;
-    records.reserve(static_cast<std::size_t>(count));
-    const std::uint32_t total = static_cast<std::uint32_t>(count);
-    const std::uint32_t turn = std::max(1U, 57600 / std::max(total, 1U));
-    for (std::uint32_t i = 0; i < total; ++i) {
-        const std::uint32_t person = (firstHolder + i) % static_cast<std::uint32_t>(holders.size());
-        const Holder& holder = holderOf(person);
-        CardRecord record;
-        record.surname = holder.surname;
-        record.firstNames = holder.firstNames;
-        record.codePage = holder.codePage;
-        record.cardNumber = cardNumber(person);
-        record.slot = i % 4 == 3 ? 1 : 0;
-        record.insertionTime = day.date + 5 * 3600 + i * turn;
-        record.withdrawalTime = record.insertionTime + turn * 9 / 10;
-        record.odometerAtInsertion = day.odometerMidnight + kilometres * i / total;
-        record.odometerAtWithdrawal = day.odometerMidnight + kilometres * (i + 1) / total;
-        records.push_back(record);
+// Cuts a download's days at a time in the past: what lies behind it is not there yet, and a card
+// that was in the vehicle then is not withdrawn.
+void cutDays(std::vector<Day>& days, std::uint32_t time) {
+    days.erase(
+        std::remove_if(days.begin(), days.end(), [&](const Day& day) { return day.date > time; }),
+        days.end());
+    for (Day& day : days) {
+        auto& records = day.cardRecords;
+        records.erase(
+            std::remove_if(records.begin(), records.end(),
+                           [&](const CardRecord& record) { return record.insertionTime > time; }),
+            records.end());
+        for (CardRecord& record : records) {
+            if (record.withdrawalTime <= time)
+                continue;
+            record.withdrawalTime = absentTime;
+            record.odometerAtWithdrawal = absentOdometer;
+        }
     }
-    return records;
+}
+
+// An older download of the first vehicle. Most of its days are in the newer one, too.
+KeyFile overlappingFile(const KeyOptions& options) {
+    VehicleUnit unit = vehicleUnit(options, 0);
+    const auto back = static_cast<std::uint32_t>(std::clamp(options.days, 1, 3));
+    unit.downloadTime = (unit.downloadTime / secondsPerDay - back) * secondsPerDay + 12 * 3600;
+    cutDays(unit.days, unit.downloadTime);
+    return {vehicleFileName(0, unit), vehicleUnitFile(unit)};
+}
+
+// A download that ends in the middle of its last day, as when the key was pulled out too early.
+KeyFile cutFile(const KeyOptions& options) {
+    const auto vehicle = static_cast<std::uint32_t>(options.files);
+    VehicleUnit unit = vehicleUnit(options, vehicle);
+    unit.furtherBlocks = false;
+    QByteArray bytes = vehicleUnitFile(unit);
+    bytes.chop(unit.days.empty() ? signatureSizeGen1 + 40 : signatureSizeGen1 + 4);
+    return {vehicleFileName(vehicle, unit), bytes};
 }
 
 } // namespace
 
-std::vector<Day> realisticDays(Generation generation, int days, int recordsPerDay,
-                               std::uint32_t lastDay, std::uint32_t seed) {
-    Noise noise(seed);
-    const std::uint32_t today = lastDay / secondsPerDay;
-    const std::uint32_t wanted = std::min(static_cast<std::uint32_t>(std::max(days, 0)), today);
-    std::uint32_t odometer = 100000 + noise.below(200000);
-    std::vector<Day> result;
-    result.reserve(wanted);
-    for (std::uint32_t i = 0; i < wanted; ++i) {
-        const std::uint32_t kilometres = 250 + noise.below(400);
-        Day day;
-        day.date = (today - wanted + i) * secondsPerDay;
-        day.odometerMidnight = odometer;
-        day.cardRecords =
-            insertions(day, std::clamp(recordsPerDay, 0, 0xFFFF), kilometres, noise.below(6));
-        day.activityChanges = static_cast<int>(60 + noise.below(31));
-        day.places = static_cast<int>(2 + noise.below(3));
-        day.specificConditions = static_cast<int>(noise.below(3));
-        if (generation != Generation::Gen1)
-            day.gnssPositions = static_cast<int>(4 + noise.below(5));
-        if (generation == Generation::Gen2V2) {
-            day.borderCrossings = static_cast<int>(noise.below(3));
-            day.loadOperations = static_cast<int>(noise.below(4));
-        }
-        odometer += kilometres;
-        result.push_back(day);
-    }
-    if (!result.empty() && !result.back().cardRecords.empty()) {
-        CardRecord& last = result.back().cardRecords.back();
-        last.withdrawalTime = absentTime;
-        last.odometerAtWithdrawal = absentOdometer;
-    }
-    return result;
-}
-
 KeyFile sampleKeyFile(const KeyOptions& options, int index) {
     const auto number = static_cast<std::uint32_t>(index / 2);
-    return index % 2 == 0 ? vehicleFile(options, number) : driverFile(options, number);
+    if (index % 2 != 0)
+        return cardFileOf(options, number);
+    const VehicleUnit unit = vehicleUnit(options, number);
+    return {vehicleFileName(number, unit), vehicleUnitFile(unit)};
+}
+
+std::vector<KeyFile> oddFiles(const KeyOptions& options) {
+    if (!options.oddities)
+        return {};
+    const QByteArray picture =
+        QByteArray::fromHex("FFD8FFE000104A46494600010100000100010000") + Noise(1).bytes(2000);
+    return {overlappingFile(options),
+            cutFile(options),
+            {QStringLiteral("V_HOLIDAY_20240311_1816.TGD"), picture},
+            {QStringLiteral("M_20241315_0830_AB100CD.DDD"), "There is no month 13."},
+            {QStringLiteral("BACKUP.DDD"), "This name has no time."},
+            {QStringLiteral("README.TXT"), "This is no download.\n"}};
 }
 
 std::vector<KeyFile> sampleKey(const KeyOptions& options) {
     std::vector<KeyFile> files;
-    files.reserve(2 * static_cast<std::size_t>(std::max(options.files, 0)));
     for (int index = 0; index < 2 * options.files; ++index)
         files.push_back(sampleKeyFile(options, index));
+    for (KeyFile& file : oddFiles(options))
+        files.push_back(std::move(file));
     return files;
 }
 

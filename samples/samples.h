@@ -89,12 +89,12 @@ QByteArray cardFile(const Card& card);
 // second-generation data, 3 its signature), length and value.
 QByteArray cardBlock(unsigned short fileId, unsigned char kind, const QByteArray& value);
 
-// `days` days of realistic size, the last of them the whole day before the day of `lastDay`, each
-// with `recordsPerDay` card insertions at times of their own, 60 to 90 activity changes, places,
-// GNSS positions and so on. The very last card is not withdrawn yet (its withdrawal time and
-// odometer are FF bytes). Deterministic in `seed`.
-std::vector<Day> realisticDays(Generation generation, int days, int recordsPerDay,
-                               std::uint32_t lastDay, std::uint32_t seed = 1);
+// `days` days with `recordsPerDay` card insertions each, one behind the other, for measurements
+// that need to know how much there is; the last of them is the whole day before the day of
+// `lastDay`. The very last card is not withdrawn (its withdrawal time and odometer are FF bytes).
+// Deterministic in `seed`.
+std::vector<Day> evenDays(Generation generation, int days, int recordsPerDay, std::uint32_t lastDay,
+                          std::uint32_t seed = 1);
 
 // One file of a sample key.
 struct KeyFile {
@@ -104,15 +104,22 @@ struct KeyFile {
 
 struct KeyOptions {
     int days = 28;
-    int records = 4; // card insertions a day
+    int records = 4; // card insertions on a busy day; quiet days have fewer, free days none
     int files = 6;   // so many vehicle-unit files and as many card files, at most 100000 of each;
                      // their generations take turns
     std::uint32_t seed = 1;
+    bool oddities = false; // with what real keys have: see oddFiles()
 };
 
-// One file of a key's download directory, without the others: `index` is below twice `files`. Every
-// name is different, and the contents fit the time in the name.
+// One file of a key's download directory, without the others: `index` is below twice `files`. Even
+// ones are vehicle-unit files. Every name is different, the contents fit the time in the name, a
+// driver is in one vehicle at a time, and the odometer values of a vehicle never run back. With
+// oddities, a card stays in over midnight and a vehicle is driven without a card, too.
 KeyFile sampleKeyFile(const KeyOptions& options, int index);
+
+// With oddities, what else is on the key: a second download of a vehicle that overlaps the first,
+// a cut one, a picture under a good name, and names that are no downloads. Otherwise none.
+std::vector<KeyFile> oddFiles(const KeyOptions& options);
 
 // All files of a key's download directory, as makekey writes them.
 std::vector<KeyFile> sampleKey(const KeyOptions& options = {});

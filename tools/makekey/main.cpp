@@ -34,7 +34,7 @@ struct Options {
                             QStringLiteral("Days in each vehicle file (28)."), QStringLiteral("N"),
                             QStringLiteral("28")};
     QCommandLineOption records{QStringLiteral("records"),
-                               QStringLiteral("Card insertions of each day (4)."),
+                               QStringLiteral("Card insertions of a vehicle's busy day (4)."),
                                QStringLiteral("N"), QStringLiteral("4")};
     QCommandLineOption files{QStringLiteral("files"),
                              QStringLiteral("Vehicle files, and as many card files (6)."),
@@ -42,6 +42,10 @@ struct Options {
     QCommandLineOption seed{QStringLiteral("seed"),
                             QStringLiteral("Another seed gives other contents (1)."),
                             QStringLiteral("N"), QStringLiteral("1")};
+    QCommandLineOption oddities{
+        QStringLiteral("oddities"),
+        QStringLiteral("Adds what real keys have: overlapping, cut and foreign files, cards over "
+                       "night, driving without a card.")};
 };
 
 // The number that was given for an option; a complaint and nothing when it is none or out of range.
@@ -77,28 +81,41 @@ std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser,
     result.records = static_cast<int>(*records);
     result.files = static_cast<int>(*files);
     result.seed = static_cast<std::uint32_t>(*seed);
+    result.oddities = parser.isSet(options.oddities);
     return result;
+}
+
+// An error text; none when the file was written.
+QString write(const QString& directory, const samples::KeyFile& file) {
+    QSaveFile target(directory + QLatin1Char('/') + file.name);
+    if (target.open(QIODevice::WriteOnly) && target.write(file.bytes) == file.bytes.size() &&
+        target.commit())
+        return {};
+    return QStringLiteral("cannot write %1: %2").arg(target.fileName(), target.errorString());
 }
 
 int writeKey(const samples::KeyOptions& options, const QString& mountDir) {
     const QString directory = QDir(mountDir).filePath(QStringLiteral("download"));
     if (!QDir().mkpath(directory))
         return complain(exitFailed, QStringLiteral("cannot make the directory %1").arg(directory));
+    // One file at a time: a key may be larger than memory.
+    const std::vector<samples::KeyFile> oddFiles = samples::oddFiles(options);
+    const int count = 2 * options.files + static_cast<int>(oddFiles.size());
     qint64 bytes = 0;
-    for (int index = 0; index < 2 * options.files; ++index) {
-        const samples::KeyFile file = samples::sampleKeyFile(options, index);
-        QSaveFile target(directory + QLatin1Char('/') + file.name);
-        if (!target.open(QIODevice::WriteOnly) || target.write(file.bytes) != file.bytes.size() ||
-            !target.commit())
-            return complain(
-                exitFailed,
-                QStringLiteral("cannot write %1: %2").arg(target.fileName(), target.errorString()));
+    for (int i = 0; i < count; ++i) {
+        const samples::KeyFile file =
+            i < 2 * options.files ? samples::sampleKeyFile(options, i)
+                                  : oddFiles[static_cast<std::size_t>(i - 2 * options.files)];
+        const QString error = write(directory, file);
+        if (!error.isEmpty())
+            return complain(exitFailed, error);
         bytes += file.bytes.size();
     }
-    const QString summary = QStringLiteral("%1: %2 vehicle files, %2 card files, %3 bytes")
-                                .arg(directory)
-                                .arg(options.files)
-                                .arg(bytes);
+    const QString others =
+        oddFiles.empty() ? QString() : QStringLiteral(", %1 others").arg(oddFiles.size());
+    const QString summary =
+        QStringLiteral("%1: %2 vehicle files, %2 card files%3, %4 bytes")
+            .arg(directory, QString::number(options.files), others, QString::number(bytes));
     std::printf("%s\n", summary.toLocal8Bit().constData());
     return std::fflush(stdout) == 0
                ? exitSuccess
@@ -116,7 +133,8 @@ int main(int argc, char** argv) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Writes a sample download key. It replaces files of the same names."));
-    parser.addOptions({options.days, options.records, options.files, options.seed});
+    parser.addOptions(
+        {options.days, options.records, options.files, options.seed, options.oddities});
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Shows this help."));
     parser.addOption(help);

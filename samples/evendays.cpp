@@ -1,0 +1,61 @@
+#include "samples/writer.h"
+
+#include <algorithm>
+
+namespace samples {
+
+namespace {
+
+// The insertions of one day, from five in the morning on.
+std::vector<CardRecord> insertions(const Day& day, std::uint32_t count, std::uint32_t kilometres) {
+    std::vector<CardRecord> records(count);
+    const std::uint32_t turn = std::max(1U, 57600 / std::max(count, 1U));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        CardRecord& record = records[i];
+        record.slot = i % 4 == 3 ? 1 : 0;
+        record.insertionTime = day.date + 5 * 3600 + i * turn;
+        record.withdrawalTime = record.insertionTime + turn * 9 / 10;
+        record.odometerAtInsertion = day.odometerMidnight + kilometres * i / count;
+        record.odometerAtWithdrawal = day.odometerMidnight + kilometres * (i + 1) / count;
+    }
+    return records;
+}
+
+} // namespace
+
+std::vector<Day> evenDays(Generation generation, int days, int recordsPerDay, std::uint32_t lastDay,
+                          std::uint32_t seed) {
+    Noise noise(seed);
+    const std::uint32_t today = lastDay / secondsPerDay;
+    const std::uint32_t wanted = std::min(static_cast<std::uint32_t>(std::max(days, 0)), today);
+    std::uint32_t odometer = 100000 + noise.below(200000);
+    std::vector<Day> result;
+    result.reserve(wanted);
+    for (std::uint32_t i = 0; i < wanted; ++i) {
+        const std::uint32_t kilometres = 250 + noise.below(400);
+        Day day;
+        day.date = (today - wanted + i) * secondsPerDay;
+        day.odometerMidnight = odometer;
+        day.cardRecords = insertions(
+            day, static_cast<std::uint32_t>(std::clamp(recordsPerDay, 0, 0xFFFF)), kilometres);
+        day.activityChanges = static_cast<int>(60 + noise.below(31));
+        day.places = static_cast<int>(2 + noise.below(3));
+        day.specificConditions = static_cast<int>(noise.below(3));
+        if (generation != Generation::Gen1)
+            day.gnssPositions = static_cast<int>(4 + noise.below(5));
+        if (generation == Generation::Gen2V2) {
+            day.borderCrossings = static_cast<int>(noise.below(3));
+            day.loadOperations = static_cast<int>(noise.below(4));
+        }
+        odometer += kilometres;
+        result.push_back(day);
+    }
+    if (!result.empty() && !result.back().cardRecords.empty()) {
+        CardRecord& last = result.back().cardRecords.back();
+        last.withdrawalTime = absentTime;
+        last.odometerAtWithdrawal = absentOdometer;
+    }
+    return result;
+}
+
+} // namespace samples
