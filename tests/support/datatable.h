@@ -27,6 +27,9 @@ public:
                        .arg(m_columns.size()));
     }
 
+    // "file:line", the name of the test's row.
+    QByteArray place() const { return m_place.toUtf8(); }
+
     QString text(const char* column) const {
         const int index = m_columns.indexOf(QLatin1String(column));
         if (index < 0)
@@ -66,7 +69,7 @@ private:
         qFatal("%s: %s", qPrintable(m_place), qPrintable(why));
     }
 
-    QString m_place; // "file:line"
+    QString m_place;
     QStringList m_columns;
     QStringList m_cells;
     mutable QSet<int> m_used;

@@ -1,24 +1,11 @@
-// What the tables of the tests share: columns that are named together with their types, and rows
-// that stand in data files beside the tests.
+// Rows that stand in data files beside the tests.
 #pragma once
 
 #include "tests/support/errortext.h"
+#include "tests/support/rows.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QStringList>
-#include <QtTest/QtTest>
-
-template <typename>
-using ColumnName = const char*;
-
-// Names the columns of a table; what it returns adds a row.
-template <typename... Types>
-auto columns(ColumnName<Types>... names) {
-    (QTest::addColumn<Types>(names), ...);
-    return [](const QByteArray& name, const Types&... cells) {
-        (QTest::newRow(name.constData()) << ... << cells);
-    };
-}
 
 // A file of the room's folder, UTF-8.
 inline QString dataFile(const QString& name) {

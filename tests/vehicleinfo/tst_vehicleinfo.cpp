@@ -1,456 +1,646 @@
 // What comes out of a vehicle-unit file, whole or damaged; loading and copying it.
+#include "downloadkey/vehicleinfo.h"
+#include "samples/samples.h"
+#include "tests/support/datatable.h"
 #include "tests/support/debuglines.h"
-#include "tests/vehicleinfo/vehicleunitfiles.h"
+#include "tests/support/errortext.h"
+#include "tests/support/memoryfile.h"
+#include "tests/support/rows.h"
 
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QTemporaryFile>
 #include <QtTest/QtTest>
 
-#include <algorithm>
-#include <ctime>
-#include <tuple>
+#include <memory>
+
+using downloadkey::VehicleInfo;
+using samples::CardRecord;
+using samples::Generation;
+
+Q_DECLARE_METATYPE(samples::CardRecord)
 
 namespace {
 
-// Not a table of member pointers: GCC's undefined-behaviour sanitizer takes the wrong one out of
-// it.
-aux::Error parse(VehicleInfo& info, int parser) {
-    switch (parser) {
-    case 0:
-        return info.read();
-    case 1:
-        return info.readGen1();
-    case 2:
-        return info.readGen2_1();
-    default:
-        return info.readGen2_2();
+using Times = std::vector<quint32>;
+
+constexpr Generation generations[] = {Generation::Gen1, Generation::Gen2V1, Generation::Gen2V2};
+
+const QString plate = "AB 123 CD";
+const QString tooSmall = "VehicleInfo read() file not mmapped, or not large enough";
+const QString shortOverview = "VehicleInfo readGen1() file not not large enough";
+const QString notEnoughData = "VehicleInfo readGen1() data read error, not enough data";
+
+// A day with a card insertion at each of these times, in seconds since 1970 UTC.
+samples::Day dayOf(const Times& insertions) {
+    samples::Day day;
+    for (const quint32 time : insertions) {
+        day.cardRecords.emplace_back();
+        day.cardRecords.back().insertionTime = time;
     }
+    return day;
 }
 
-const char usualPlate[] = "AB 123 CD";
-
-// The files' first insertions.
-QStringList first(int count) {
-    return QStringList({QStringLiteral("F, S|100|0|0|0|0"), QStringLiteral("F, S|300|0|0|0|0")})
-        .mid(0, count);
+QByteArray blockOf(Generation generation, const samples::Day& day) {
+    samples::VehicleUnit unit;
+    unit.generation = generation;
+    return samples::activityBlock(unit, day);
 }
 
-// The one shape of the tables of files; `lines` are the debug lines but for the activities' own.
-void fileColumns() {
-    columns<QByteArray, QString, QStringList, QString, int, int>("bytes", "error", "activities",
-                                                                 "plate", "lines", "parser");
+QByteArray dayBlock(Generation generation, const Times& insertions) {
+    return blockOf(generation, dayOf(insertions));
 }
 
-void row(const QByteArray& name, const QByteArray& bytes, const QByteArray& error,
-         const QStringList& activities = {}, const char* plate = usualPlate, int lines = 2,
-         int parser = 0) {
-    QTest::newRow(name.constData()) << bytes << QString::fromLatin1(error) << activities
-                                    << QString::fromUtf8(plate) << lines << parser;
+QByteArray overviewBlock(Generation generation, int companyLocks = 0, int controlActivities = 0) {
+    samples::VehicleUnit unit;
+    unit.generation = generation;
+    unit.companyLocks = companyLocks;
+    unit.controlActivities = controlActivities;
+    return samples::overviewBlock(unit);
+}
+
+// The second generation needs three bytes behind its overview, of whatever kind.
+QByteArray fileOf(Generation generation, const std::vector<samples::Day>& days) {
+    QByteArray bytes = overviewBlock(generation);
+    for (const samples::Day& day : days)
+        bytes += blockOf(generation, day);
+    return bytes + "???";
+}
+
+std::unique_ptr<VehicleInfo> load(const QByteArray& bytes) {
+    MemoryFile file(bytes);
+    return std::make_unique<VehicleInfo>(file);
+}
+
+// The text of an error, empty for success. Every error has the same component and code.
+QString messageOf(const aux::Error& error) {
+    return textOf(error).remove("libdownloadkey|").remove("|0");
+}
+
+// The insertion times of the activities, with a blank between them.
+QString insertionsOf(const VehicleInfo& info) {
+    QStringList times;
+    for (const auto& activity : info.getDriverActivities())
+        times << QString::number(activity.insertionTime.toSecsSinceEpoch());
+    return times.join(' ');
+}
+
+// The columns of the tests that read a file, and what those tests do.
+auto fileColumns() {
+    return columns<QByteArray, QString, QString, QString>("bytes", "error", "insertions", "plate");
 }
 
 // What was found before an error stays.
 void readFile() {
     QFETCH(QByteArray, bytes);
-    QFETCH(int, parser);
-    QFETCH(int, lines);
-    DebugLines debugLines;
     const auto info = load(bytes);
-    QTEST(failure(parse(*info, parser)), "error");
+    QTEST(messageOf(info->read()), "error");
+    QTEST(insertionsOf(*info), "insertions");
     QTEST(info->getPlateString(), "plate");
-    QTEST(activities(*info), "activities");
-    QCOMPARE(debugLines.lines().size(), lines + 4 * activities(*info).size());
 }
 
-// Rows for what goes wrong with one array of the second generation: `step` is "header", "records"
-// or "size".
-void spoil(const QByteArray& name, Generation gen, bool inDay, unsigned char type,
-           const QByteArray& step, const QByteArray& error) {
-    Block blocks[] = {gen2Arrays(gen, 1), gen2Arrays(gen, 2, recordAt(gen, 100))};
-    Block& block = blocks[inDay ? 1 : 0];
-    const auto array = std::find_if(block.begin(), block.end(),
-                                    [type](const Array& one) { return one.type == type; });
-    if (array == block.end())
-        qFatal("no such array: %s", name.constData());
-    const Array good = *array;
-    const bool isPlate = type == 0x0B || type == 0x24;
-    const bool afterPlate = inDay || array - block.begin() > 3;
-    const QStringList taken = first(inDay && array - block.begin() > 2 ? 1 : 0);
-    const char* const plate = afterPlate || (isPlate && step == "records") ? usualPlate : "";
-    const int lines = (inDay ? 2 : 1) + (step == "header" ? 1 : 0);
-    const auto with = [&](const Array& bad) {
-        *array = bad;
-        row(name + " spoilt " + QByteArray::number(bad.recordSize),
-            bytesOf(gen, 1, blocks[0]) + bytesOf(gen, 2, blocks[1]) + '?', error, taken, plate,
-            lines);
+// A block of the second generation, array by array.
+struct Gen2Block {
+    struct Array {
+        int type;
+        int recordSize;
+        int count;
+        QByteArray records;
     };
-    // Only card records may be the last bytes of a file.
-    const auto endAt = [&](Block::iterator end) {
-        row(name + " cut",
-            (inDay ? bytesOf(gen, 1, blocks[0]) : "") +
-                bytesOf(gen, inDay ? 2 : 1, Block(block.begin(), end)),
-            error, taken, plate, inDay ? 2 : 1);
-    };
-    if (step == "header" && type == 0x01)
-        endAt(array);
-    else if (step == (isPlate ? "size" : "records") && type != 0x0D)
-        endAt(array + 1);
-    if (step == "header") {
-        with({static_cast<unsigned char>(type ^ 0x80), good.recordSize, good.count, good.records});
-    } else if (step == "records") {
-        with({type, good.recordSize, 0xFFFF, good.records});
-    } else {
-        for (const int size :
-             {0, good.recordSize - 1, good.recordSize + 1, good.recordSize + 0x100})
-            with({type, size, 1, filler(size)});
-        if (isPlate)
-            with({type, good.recordSize, 0, ""});
+
+    explicit Gen2Block(const QByteArray& block)
+        : tag(block.left(2)) {
+        const auto number = [&](int at, int size) {
+            return block.mid(at, size).toHex().toInt(nullptr, 16);
+        };
+        for (int at = 2; at < block.size(); at += 5 + arrays.back().records.size()) {
+            const int size = number(at + 1, 2);
+            const int count = number(at + 3, 2);
+            arrays.push_back({number(at, 1), size, count, block.mid(at + 5, size * count)});
+        }
     }
-}
+    Array& operator[](int type) {
+        for (Array& array : arrays) {
+            if (array.type == type)
+                return array;
+        }
+        qFatal("no array %x in block %s", unsigned(type), tag.toHex().constData());
+    }
+    void removeAllBehind(int type) {
+        while (arrays.back().type != type)
+            arrays.pop_back();
+    }
+    QByteArray bytes() const {
+        QByteArray bytes = tag;
+        for (const Array& array : arrays)
+            bytes += samples::recordArray(static_cast<unsigned char>(array.type), array.recordSize,
+                                          array.count, array.records);
+        return bytes;
+    }
+
+    QByteArray tag;
+    std::vector<Array> arrays;
+};
 
 } // namespace
 
 class VehicleInfoTest : public QObject {
     Q_OBJECT
 
-    const QByteArray m_zone = qgetenv("TZ");
-
-    static void setTimeZone(const QByteArray& zone) {
-        qputenv("TZ", zone);
-        tzset();
-    }
-
 private Q_SLOTS:
-    // Hundreds of files give thousands of debug lines, which hide the one that matters.
     void init() { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }
-    void cleanup() { setTimeZone(m_zone); }
 
-    void notLoaded_data() {
-        const auto state = columns<QByteArray>("state");
-        for (const char* const name : {"never opened", "missing", "vanished", "empty"})
-            state(name, name);
-    }
-    void notLoaded() {
-        QFETCH(QByteArray, state);
-        const bool exists = state != "missing";
-        const bool open = state != "never opened";
-        const bool removed = state == "vanished";
-        QTemporaryDir dir;
-        QFile file(dir.filePath(QStringLiteral("M_x.DDD")));
-        QCOMPARE(exists && file.open(QIODevice::WriteOnly), exists);
-        file.close();
-        QCOMPARE(open && file.open(QIODevice::ReadOnly), open && exists);
-        QCOMPARE(removed && QFile::remove(file.fileName()), removed);
-        DebugLines lines;
-        VehicleInfo info(file);
-        QCOMPARE(lines.lines().value(0),
-                 QStringLiteral("VehicleInfo: Init Vehicle Info:  \"%1\"").arg(file.fileName()));
-        const bool complains = state != "empty";
-        QCOMPARE(lines.lines().size(), complains ? 2 : 1);
-        QCOMPARE(lines.lines().last().contains(QLatin1String("VehicleInfo() Could not load file")),
-                 complains);
-        for (const int parser : {0, 1, 2, 3})
-            QVERIFY(failure(parse(info, parser))
-                        .endsWith(QLatin1String("() file not mmapped, or not large enough")));
-        unsigned int position = 0;
-        unsigned short size = 1, count = 1;
-        QVERIFY(!info.readHeader(position, 0x04, size, count));
-        QVERIFY(!info.skipRecordData(position, 0, 0));
-        QVERIFY(info.getPlateString().isEmpty() && !info.getPlateString().isNull());
-        QVERIFY(info.getDriverActivities().empty());
-        QCOMPARE(file.isOpen(), open && exists);
-    }
+    void filesThatAreClosedOrRemoved() {
+        for (const bool isRemoved : {false, true}) {
+            const QTemporaryDir dir;
+            QFile file(dir.filePath("M_x.DDD"));
+            QVERIFY(file.open(QIODevice::ReadWrite));
+            if (isRemoved)
+                QVERIFY(QFile::remove(file.fileName()));
+            else
+                file.close();
 
-    // From where the file stands. This one gets its name only when it is asked for it, and loads
-    // whether or not anybody listens to the debug lines.
-    void loadsUnnamedFile() {
-        for (const bool debugLines : {true, false}) {
             DebugLines lines;
-            QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, debugLines);
-            QTemporaryFile file;
-            QVERIFY(file.open() && file.write("junk" + fileOf(Generation::Gen1, {})) > 0);
-            QVERIFY(file.seek(4));
             VehicleInfo info(file);
-            QCOMPARE(failure(info.read()), QString());
-            QCOMPARE(info.getPlateString(), QLatin1String(usualPlate));
-            QCOMPARE(lines.lines().size(), debugLines ? 2 : 0);
+            const QString line = "VehicleInfo: Init Vehicle Info:  \"%1\"";
+            QCOMPARE(lines.lines(),
+                     QStringList({line.arg(file.fileName()),
+                                  "libdownloadkey: VehicleInfo() Could not load file (0)"}));
+            QCOMPARE(file.isOpen(), isRemoved);
+            QCOMPARE(messageOf(info.read()), tooSmall);
+            unsigned int position = 0;
+            unsigned short size = 1;
+            unsigned short count = 1;
+            QVERIFY(!info.readHeader(position, 0x04, size, count));
+            QVERIFY(!info.skipRecordData(position, 0, 0));
+            QVERIFY(info.getPlateString().isEmpty() && !info.getPlateString().isNull());
+            QVERIFY(info.getDriverActivities().empty());
         }
     }
 
-    void choosesParser_data() {
-        fileColumns();
-        for (const QStringList& line : dataRows(QStringLiteral("parsers.txt"))) {
-            for (const QString& tag : line[2].split(QLatin1Char(' '))) {
-                const QByteArray begin =
-                    QByteArray::fromHex(tag.toLatin1()) + QByteArray(406, '\0') + "\1PLATE";
-                row((line[0] + line[1] + tag).toLatin1(),
-                    begin.leftJustified(line[1].toInt(), '\0', true), line[3].toLatin1(), {},
-                    line.size() > 4 ? "PLATE" : "", 1, line[0].toInt());
-            }
+    void loadsFromThePositionOfTheFile() {
+        QTemporaryFile file; // on the disk only once its name has been asked for
+        QVERIFY(file.open() && file.write("junk" + fileOf(Generation::Gen1, {})) > 0);
+        QVERIFY(file.seek(4));
+        VehicleInfo info(file);
+        QCOMPARE(messageOf(info.read()), QString());
+        QCOMPARE(info.getPlateString(), plate);
+    }
+
+    void choosesParserByTheFirstBytes_data() {
+        const auto row = columns<QByteArray, int, QString>("tag", "size", "error");
+        row("empty", "7601", 0, tooSmall);
+        row("one byte", "7601", 1, tooSmall);
+        row("620 bytes", "7621", 620, tooSmall);
+        row("621 bytes, 7601", "7601", 621, shortOverview);
+        row("621 bytes, 7621", "7621", 621,
+            "VehicleInfo readGen2_1() TREP21: Read MemberStateCertificateRecordArray header "
+            "failed");
+        row("621 bytes, 7631", "7631", 621,
+            "VehicleInfo readGen2_2() TREP31: Read MemberStateCertificateRecordArray header "
+            "failed");
+        row("a day", "7622", 621, "VehicleInfo read() TREPx1 not found, found 7622instead!");
+        row("other order", "2176", 621, "VehicleInfo read() TREPx1 not found, found 2176instead!");
+        row("one digit", "0005", 621, "VehicleInfo read() TREPx1 not found, found 5instead!");
+        row("letters", "FEDC", 621, "VehicleInfo read() TREPx1 not found, found fedcinstead!");
+    }
+    void choosesParserByTheFirstBytes() {
+        QFETCH(QByteArray, tag);
+        QFETCH(int, size);
+        const auto info = load(QByteArray::fromHex(tag).leftJustified(size, '\0', true));
+        QTEST(messageOf(info->read()), "error");
+    }
+
+    void parsersRefuseSmallFiles() {
+        const auto info = load(QByteArray(620, '\x76'));
+        QCOMPARE(messageOf(info->readGen1()), tooSmall);
+        QCOMPARE(messageOf(info->readGen2_1()),
+                 QString("VehicleInfo readGen2_1() file not mmapped, or not large enough"));
+        QCOMPARE(messageOf(info->readGen2_2()),
+                 QString("VehicleInfo readGen2_2() file not mmapped, or not large enough"));
+    }
+
+    void parsersRefuseOtherBlocks() {
+        for (const QByteArray tag :
+             {"7601", "7621", "7631", "7602", "7622", "7632", "7501", "7521", "7531"}) {
+            const auto info = load(QByteArray::fromHex(tag).leftJustified(621, '\0'));
+            QCOMPARE(messageOf(info->readGen1()) == "VehicleInfo readGen1() TREP01 not found",
+                     tag != "7601");
+            QCOMPARE(messageOf(info->readGen2_1()) == "VehicleInfo readGen2_1() TREP21 not found",
+                     tag != "7621");
+            QCOMPARE(messageOf(info->readGen2_2()) == "VehicleInfo readGen2_2() TREP31 not found",
+                     tag != "7631");
         }
     }
-    void choosesParser() { readFile(); }
 
-    void readReachesOverriddenParsers() {
+    void reachesOverriddenParsers() {
         class Overridden : public VehicleInfo {
         public:
             using VehicleInfo::VehicleInfo;
-            aux::Error readGen1() override { return call = "1", aux::Error(); }
-            aux::Error readGen2_1() override { return call = "21", aux::Error(); }
-            aux::Error readGen2_2() override { return call = "22", aux::Error(); }
-            QByteArray call;
+            aux::Error readGen1() override { return call = "readGen1", aux::Error(); }
+            aux::Error readGen2_1() override { return call = "readGen2_1", aux::Error(); }
+            aux::Error readGen2_2() override { return call = "readGen2_2", aux::Error(); }
+            QString call;
         };
-        QList<QByteArray> calls;
-        for (const Generation gen : generations) {
-            MemoryFile file(fileOf(gen, {}));
+        QStringList calls;
+        for (const Generation generation : generations) {
+            MemoryFile file(fileOf(generation, {}));
             Overridden info(file);
-            QCOMPARE(failure(info.read()), QString());
+            QCOMPARE(messageOf(info.read()), QString());
             calls << info.call;
         }
-        QCOMPARE(calls.join(' '), QByteArray("1 21 22"));
+        QCOMPARE(calls, QStringList({"readGen1", "readGen2_1", "readGen2_2"}));
     }
 
-    // More records than a byte can count.
-    void copies() {
-        for (const Generation gen : generations) {
-            QObject parent;
-            const QByteArray pair = recordAt(gen, 100) + recordAt(gen, 300);
-            auto unread = load(fileOf(gen, {pair.repeated(150)}));
-            unread->setParent(&parent);
-            unread->setObjectName(QStringLiteral("original"));
-            const auto original = std::make_unique<VehicleInfo>(*unread);
-            QVERIFY(original->parent() == nullptr && original->objectName().isEmpty());
-            QCOMPARE(original->metaObject()->className(), "downloadkey::VehicleInfo");
-            unread.reset();
-            QCOMPARE(failure(original->read()), QString());
-            VehicleInfo copy(*original);
-            QCOMPARE(copy.getPlateString(), QLatin1String(usualPlate));
-            QCOMPARE(activities(copy), activities(*original));
-            // What one of them reads is added to its own results, not to the other's.
-            QCOMPARE(failure(copy.read()), QString());
-            QCOMPARE(copy.getPlateString(), QLatin1String(usualPlate));
-            QCOMPARE(activities(copy), activities(*original) + activities(*original));
-            QCOMPARE(activities(*original).size(), 300);
+    void copyOutlivesItsOriginal() {
+        QObject parent;
+        auto original = load(fileOf(Generation::Gen1, {dayOf({7})}));
+        original->setParent(&parent);
+        VehicleInfo unread(*original);
+        QCOMPARE(messageOf(original->read()), QString());
+        VehicleInfo copy(*original);
+        original.reset();
+
+        QVERIFY(copy.parent() == nullptr);
+        QCOMPARE(copy.metaObject()->className(), "downloadkey::VehicleInfo");
+        QCOMPARE(copy.getPlateString(), plate);
+        QCOMPARE(insertionsOf(copy), QString("7"));
+        QCOMPARE(messageOf(unread.read()), QString());
+        QCOMPARE(insertionsOf(unread), QString("7"));
+    }
+
+    void secondReadAppendsToItsOwnResults() {
+        for (const Generation generation : generations) {
+            const auto first = load(fileOf(generation, {dayOf({7})}));
+            QCOMPARE(messageOf(first->read()), QString());
+            VehicleInfo second(*first);
+            QCOMPARE(messageOf(second.read()), QString());
+            QCOMPARE(insertionsOf(second), QString("7 7"));
+            QCOMPARE(insertionsOf(*first), QString("7"));
         }
     }
 
-    void readsHeaders() {
-        const auto read = [](unsigned int position, const QByteArray& header) {
-            const QByteArray before = filler(int(qMin(position, 100U)));
-            DebugLines lines;
-            const auto info =
-                load((before + QByteArray::fromHex(header)).leftJustified(100, '\xEE'));
-            lines.lines().clear();
-            unsigned short size = 0xABCD, count = 0xABCD;
-            const bool good = info->readHeader(position, 0x0B, size, count);
-            return QStringLiteral("%1 %2 %3 %4 ").arg(good).arg(size).arg(count).arg(position) +
-                   lines.lines().join(QLatin1Char('\n'));
-        };
-        for (const QStringList& line : dataRows(QStringLiteral("headers.txt")))
-            QCOMPARE(read(line[0].toUInt(), line[1].toLatin1()).trimmed(), line[2]);
+    void defaultsOfAnActivity() {
+        const VehicleInfo::_FeDriverActivities activity;
+        QVERIFY(activity.holderName.isNull());
+        QVERIFY(activity.insertionTime.isNull() && activity.withdrawalTime.isNull());
+        QCOMPARE(activity.odometerAtInsertion, 0U);
+        QCOMPARE(activity.odometerAtWithdrawal, 0U);
+        QCOMPARE(activity.slot, quint16(0));
     }
 
-    void skipsRecords() {
-        for (const QStringList& line : dataRows(QStringLiteral("skips.txt"))) {
-            const auto info = load(filler(line[0].toInt()));
-            unsigned int position = line[1].toUInt();
-            const bool good =
-                info->skipRecordData(position, line[2].toUShort(), line[3].toUShort());
-            QCOMPARE(QStringLiteral("%1 %2").arg(good).arg(position), line[4]);
-        }
+    // In a file of 100 bytes. An array of type 0B is asked for.
+    void readHeader_data() {
+        const auto row = columns<unsigned int, QByteArray, QVector<unsigned int>, QString>(
+            "position", "bytes", "sizeCountEnd", "debugLine");
+        row("at the start", 0, "0B 000E 0001", {14, 1, 5}, "");
+        row("large numbers", 3, "0B FFFE 80FF", {65534, 33023, 8}, "");
+        row("no records", 3, "0B 0000 0000", {0, 0, 8}, "");
+        row("one byte follows", 94, "0B 000E 0001", {14, 1, 99}, "");
+        row("no byte follows", 95, "0B 000E 0001", {}, "");
+        row("at the end", 100, "", {}, "");
+        row("far behind the end", 4294967291, "", {}, "");
+        row("another type", 94, "0C 000E 0001", {},
+            "readHeader(): Invalid tag found. Expected: b Read: c Pos: 94");
+        row("a type above 7F", 10, "FE 000E 0001", {},
+            "readHeader(): Invalid tag found. Expected: b Read: fe Pos: 10");
+    }
+    void readHeader() {
+        QFETCH(unsigned int, position);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QVector<unsigned int>, sizeCountEnd); // empty: refused
+        const auto info =
+            load((QByteArray(int(qMin(position, 100U)), '?') + QByteArray::fromHex(bytes))
+                     .leftJustified(100));
+        DebugLines lines;
+        unsigned int end = position;
+        unsigned short size = 0xABCD;
+        unsigned short count = 0xABCD;
+        QCOMPARE(info->readHeader(end, 0x0B, size, count), !sizeCountEnd.isEmpty());
+        QCOMPARE(QVector<unsigned int>({size, count, end}),
+                 sizeCountEnd.isEmpty() ? QVector<unsigned int>({0, 0, position}) : sizeCountEnd);
+        QTEST(lines.lines().join(""), "debugLine");
     }
 
-    void gen1_data() {
-        fileColumns();
-        const QByteArray day = gen1Day(recordAt(Generation::Gen1, 100));
-        const QByteArray later = gen1Day(recordAt(Generation::Gen1, 300));
-        const auto behind = [](const char* name, const QByteArray& bytes, int taken = 0,
-                               const QByteArray& error = {}) {
-            row(name, gen1Overview() + bytes, error, first(taken));
-        };
-        behind("one byte", "v");
-        behind("a tag alone", "\x76\x02");
-        behind("half a tag", "\x77\x02" + day.mid(2));
-        behind("second generation's day", "\x76\x22" + day.mid(2));
-        behind("a gap", '?' + day);
-        behind("a day, then events", day + "\x76\x03" + day.mid(2), 1);
-        behind("a day, then a gap", day + '?' + later, 1);
-        behind("half a signature, like a day", day.chopped(128) + "\x76\x02--------", 1);
-        behind("largest counts",
-               gen1Day(recordAt(Generation::Gen1, 100), 65535, 255, 65535) + later, 2);
-        const QByteArray tooLittle = "VehicleInfo readGen1() data read error, not enough data";
-        const QByteArray announcing("\x76\x02-------", 9);
-        behind("3 records", announcing + bigEndian(3, 2) + filler(266), 0,
-               tooLittle + " (VuCardIWRecord) p:634 s:900 c:3");
-        behind("65535 conditions", announcing + bigEndian(65535, 7) + filler(261), 0,
-               tooLittle + " (VuSpecificConditionData) p:639 s:900 c:65535");
+    void skipRecordData_data() {
+        const auto row = columns<int, unsigned int, unsigned short, unsigned short, unsigned int>(
+            "fileSize", "position", "recordSize", "count", "end");
+        row("three records", 100, 7, 20, 3, 67);
+        row("no records", 100, 99, 65535, 0, 99);
+        row("records without bytes", 100, 99, 0, 65535, 99);
+        row("one byte follows", 100, 89, 5, 2, 99);
+        row("no byte follows", 100, 90, 5, 2, 0);
+        row("at the end", 100, 100, 1, 0, 0);
+        row("behind the end", 100, 101, 0, 0, 0);
+        row("more than 65535 bytes", 100000, 5, 999, 100, 99905);
+        row("the end is 8929 in 32 bits", 200000, 140000, 65535, 65535, 0);
+    }
+    void skipRecordData() {
+        QFETCH(int, fileSize);
+        QFETCH(unsigned int, position);
+        QFETCH(unsigned short, recordSize);
+        QFETCH(unsigned short, count);
+        QFETCH(unsigned int, end); // 0: refused
+        const auto info = load(QByteArray(fileSize, '?'));
+        unsigned int moved = position;
+        QCOMPARE(info->skipRecordData(moved, recordSize, count), end != 0);
+        QCOMPARE(moved, end != 0 ? end : position);
+    }
 
-        const char tooShort[] = "VehicleInfo readGen1() file not not large enough";
+    void gen1Overviews_data() {
+        const auto row = fileColumns();
         for (const auto& [locks, controls] :
              {std::pair(0, 0), {1, 0}, {0, 1}, {1, 2}, {255, 255}}) {
-            const QByteArray overview = gen1Overview(locks, controls);
-            const QByteArray name = QByteArray::number(locks) + ", " + QByteArray::number(controls);
-            row(name, overview, "");
-            row(name + " and a day", overview + day, "", first(1));
-            row(name + ", a byte missing", overview.chopped(1), tooShort, {}, usualPlate, 1);
+            const QByteArray name = QByteArray::number(locks) + " company locks, " +
+                                    QByteArray::number(controls) + " control activities";
+            const QByteArray overview = overviewBlock(Generation::Gen1, locks, controls);
+            row(name, overview, "", "", plate);
+            row(name + " and a day", overview + dayBlock(Generation::Gen1, {100}), "", "100",
+                plate);
+            row(name + ", a byte missing", overview.chopped(1), shortOverview, "", plate);
         }
-        // The second count is no longer in the file.
-        row("2 locks", gen1Overview(2).left(690), tooShort, {}, usualPlate, 1);
-        row("255 locks", gen1Overview(255).left(621), tooShort, {}, usualPlate, 1);
-
-        // The overview ends at 623, the first day has 11 + 129 + 8 + 57 + 7 + 128 = 340 bytes.
-        const QByteArray bytes = gen1Overview() +
-                                 gen1Day(recordAt(Generation::Gen1, 100), 3, 2, 1) +
-                                 gen1Day(recordAt(Generation::Gen1, 300), 3, 2, 1);
-        for (const QStringList& cut : dataRows(QStringLiteral("gen1cuts.txt")))
-            row(cut[0].toLatin1(), bytes.left(cut[0].toInt()), cut.value(2).toLatin1(),
-                first(cut[1].toInt()));
+        row("no number of control activities", overviewBlock(Generation::Gen1, 2).left(690),
+            shortOverview, "", plate);
     }
-    void gen1() { readFile(); }
+    void gen1Overviews() { readFile(); }
 
-    void gen2Messages_data() {
-        fileColumns();
-        for (const QStringList& line : dataRows(QStringLiteral("messages.txt"))) {
-            const QByteArrayList words = line[0].toLatin1().split(' ');
-            spoil(line[0].toLatin1(),
-                  words[0].startsWith('2') ? Generation::Gen2V1 : Generation::Gen2V2,
-                  words[0].endsWith('2'), static_cast<unsigned char>(words[1].toInt(nullptr, 16)),
-                  words[2], line[1].toLatin1());
-        }
-    }
-    void gen2Messages() { readFile(); }
-
-    void gen2_data() {
-        fileColumns();
-        for (const Generation gen : {Generation::Gen2V1, Generation::Gen2V2}) {
-            const bool v2 = gen == Generation::Gen2V2;
-            const QByteArray overview = bytesOf(gen, 1, gen2Arrays(gen, 1));
-            const auto day = [gen](quint32 time) {
-                return bytesOf(gen, 2, gen2Arrays(gen, 2, recordAt(gen, time)));
-            };
-            const QByteArray tag = v2 ? "\x76\x32" : "\x76\x22";
-            for (const int days : {0, 1, 2}) {
-                const auto ends = [&](const char* how, const QByteArray& behind,
-                                      const char* error = "") {
-                    row((v2 ? "v2 " : "v1 ") + QByteArray::number(days) + " days, " + how,
-                        overview + (day(100) + day(300)).left(days * day(0).size()) + behind, error,
-                        first(days));
-                };
-                const char* const notFound = days > 0 ? ""
-                                             : v2     ? "VehicleInfo readGen2_2() TREP31 not found"
-                                                      : "VehicleInfo readGen2_1() TREP21 not found";
-                ends("one byte", "v", notFound);
-                ends("a tag alone", tag, notFound);
-                ends("three bytes", "???");
-                ends("the other version's day", (v2 ? "\x76\x22" : "\x76\x32") + day(100).mid(2));
-                ends("half a tag", "\x77" + tag.mid(1) + '?');
-                ends("other half of a tag", "\x76\x02?");
-                ends("another overview", overview);
-            }
-        }
-        const auto sizes = [](const char* name, Generation gen, int trep, std::size_t index,
-                              int size, int count, const QByteArray& records,
-                              const char* plate = usualPlate) {
-            Block blocks[] = {gen2Arrays(gen, 1), gen2Arrays(gen, 2, recordAt(gen, 100))};
-            Array& array = blocks[trep - 1][index];
-            array = {array.type, size, count, records};
-            row(name, bytesOf(gen, 1, blocks[0]) + bytesOf(gen, 2, blocks[1]) + '?', "",
-                first(array.type == 0x0D ? 0 : 1), plate);
+    void gen1Days_data() {
+        const auto addRow = fileColumns();
+        const auto row = [&](const char* name, const QByteArray& bytes, const char* insertions) {
+            addRow(name, overviewBlock(Generation::Gen1) + bytes, "", insertions, plate);
         };
-        const Generation v1 = Generation::Gen2V1;
-        const Generation v2 = Generation::Gen2V2;
+        const QByteArray day = dayBlock(Generation::Gen1, {100});
+        const QByteArray later = dayBlock(Generation::Gen1, {300});
+        row("one byte", "v", "");
+        row("a tag alone", "\x76\x02", "");
+        row("another first byte", "\x77\x02" + day.mid(2), "");
+        row("a day of the second generation", "\x76\x22" + day.mid(2), "");
+        row("a gap, then a day", '?' + day, "");
+        row("a day, then events", day + "\x76\x03" + day.mid(2), "100");
+        row("a day, a gap, a day", day + '?' + later, "100");
+        row("a signature that is cut looks like a day", day.chopped(128) + "\x76\x02------", "100");
+        samples::Day full = dayOf({100});
+        full.activityChanges = full.specificConditions = 65535;
+        full.places = 255;
+        row("largest numbers", blockOf(Generation::Gen1, full) + later, "100 300");
+    }
+    void gen1Days() { readFile(); }
+
+    void gen1DaysThatAreCut_data() {
+        const auto addRow = fileColumns();
+        samples::Day days[] = {dayOf({100}), dayOf({300})};
+        QByteArray bytes = overviewBlock(Generation::Gen1);
+        for (samples::Day& day : days) {
+            day.activityChanges = 3;
+            day.places = 2;
+            day.specificConditions = 1;
+            bytes += blockOf(Generation::Gen1, day);
+        }
+        forEachRow("cutdays.txt", [&](const TableRow& row) {
+            addRow(row.place(), bytes.left(row.number("size")), row.text("error"),
+                   row.text("insertions"), plate);
+        });
+    }
+    void gen1DaysThatAreCut() { readFile(); }
+
+    void gen1DaysThatClaimTooMuch_data() {
+        const auto row = fileColumns();
+        const QByteArray begin = overviewBlock(Generation::Gen1) + "\x76\x02-------";
+        row("3 records", (begin + QByteArray("\0\3", 2)).leftJustified(900, '?'),
+            notEnoughData + " (VuCardIWRecord) p:634 s:900 c:3", "", plate);
+        row("65535 conditions", (begin + QByteArray("\0\0\0\0\0\xFF\xFF", 7)).leftJustified(900),
+            notEnoughData + " (VuSpecificConditionData) p:639 s:900 c:65535", "", plate);
+    }
+    void gen1DaysThatClaimTooMuch() { readFile(); }
+
+    void gen2ArraysThatAreSpoilt_data() {
+        const auto addRow = fileColumns();
+        enum Fault { OtherType, OtherSize, TooMany, None, EndOfFile };
+        forEachRow("spoiltarrays.txt", [&](const TableRow& row) {
+            const int trep = row.number("block", 16);
+            const int type = row.number("array", 16);
+            const bool isOverview = trep % 16 == 1;
+            const Generation version = trep < 0x30 ? Generation::Gen2V1 : Generation::Gen2V2;
+            Gen2Block overview(overviewBlock(version));
+            overview[0x04] = {0x04, 700, 1, QByteArray(700, '?')}; // no end comes too early to read
+            Gen2Block day(dayBlock(version, {100}));
+            Gen2Block& block = isOverview ? overview : day;
+            QByteArray trailer = "?";
+            switch (row.choice<Fault>("fault", {{"other type", OtherType},
+                                                {"other size", OtherSize},
+                                                {"too many", TooMany},
+                                                {"none", None},
+                                                {"end of file", EndOfFile}})) {
+            case OtherType:
+                block[type].type ^= 0x80;
+                break;
+            case OtherSize:
+                block[type].recordSize += 1;
+                break;
+            case TooMany:
+                block[type].count = 0xFFFF;
+                break;
+            case None:
+                block[type] = {type, block[type].recordSize, 0, ""};
+                break;
+            case EndOfFile:
+                block.removeAllBehind(type);
+                trailer.clear();
+                break;
+            }
+            const bool isCutOverview = isOverview && trailer.isEmpty();
+            addRow(row.place(), overview.bytes() + (isCutOverview ? "" : day.bytes()) + trailer,
+                   row.text("error"), row.text("insertions"), row.text("plate"));
+        });
+    }
+    void gen2ArraysThatAreSpoilt() { readFile(); }
+
+    // But for the plate and the card records, nothing depends on sizes and numbers.
+    void gen2ArraysOfOtherSizes_data() {
+        const auto addRow = fileColumns();
+        const auto row = [&](const char* name, Generation version, const Gen2Block::Array& array,
+                             const QString& expectedPlate, const QString& insertions) {
+            Gen2Block blocks[] = {Gen2Block(overviewBlock(version)),
+                                  Gen2Block(dayBlock(version, {100}))};
+            blocks[array.type == 0x0B || array.type == 0x24 ? 0 : 1][array.type] = array;
+            addRow(name, blocks[0].bytes() + blocks[1].bytes() + '?', "", insertions,
+                   expectedPlate);
+        };
         const QByteArray plates = "\1ABCDEFGHIJKLM\1NOPQRSTUVWXYZ";
-        sizes("v1, two plates", v1, 1, 3, 14, 2, plates, "ABCDEFGHIJKLM");
-        sizes("v2, two plates", v2, 1, 3, 15, 2, '\xFF' + plates + '\7', "ABCDEFGHIJKLM");
-        sizes("v1, no card records", v1, 2, 2, 131, 0, "");
-        sizes("v2, no card records", v2, 2, 2, 131, 0, "");
-        // Nothing else depends on a size that a later version may change.
-        sizes("v1, empty array of positions", v1, 2, 5, 77, 0, "");
-        sizes("v2, empty border crossings", v2, 2, 7, 0, 65535, "");
-        sizes("v2, long signature", v2, 2, 9, 400, 2, filler(800));
+        row("two plates", Generation::Gen2V1, {0x0B, 14, 2, plates}, "ABCDEFGHIJKLM", "100");
+        row("two plates with nations", Generation::Gen2V2, {0x24, 15, 2, "\7" + plates + "?"},
+            "ABCDEFGHIJKLM", "100");
+        row("no card records", Generation::Gen2V1, {0x0D, 131, 0, ""}, plate, "");
+        row("no positions", Generation::Gen2V1, {0x16, 77, 0, ""}, plate, "100");
+        row("records without bytes", Generation::Gen2V2, {0x22, 0, 65535, ""}, plate, "100");
+        row("signatures", Generation::Gen2V2, {0x08, 400, 2, QByteArray(800, '?')}, plate, "100");
     }
-    void gen2() { readFile(); }
+    void gen2ArraysOfOtherSizes() { readFile(); }
 
-    void fields_data() {
-        fileColumns();
-        const auto bytes = [](const QString& text, int size) {
-            return QByteArray::fromPercentEncoding(text.toUtf8()).leftJustified(size, ' ');
+    void gen2EndsOfTheDays_data() {
+        const auto addRow = fileColumns();
+        const auto rows = [&](Generation version, const QByteArray& tag, const QByteArray& otherTag,
+                              const QString& notFound) {
+            const QByteArray overview = overviewBlock(version);
+            const QByteArray day = dayBlock(version, {100});
+            const auto row = [&](const char* name, const QByteArray& bytes, const QString& error,
+                                 const QString& insertions) {
+                addRow(tag.toHex() + ": " + name, overview + bytes, error, insertions, plate);
+            };
+            row("overview and one byte", "?", notFound, "");
+            row("overview and a tag", tag, notFound, "");
+            row("overview and three bytes", "???", "", "");
+            row("day and one byte", day + "?", "", "100");
+            row("day and a tag", day + tag, "", "100");
+            row("two days", day + day + "?", "", "100 100");
+            row("day and one of the other version", day + otherTag + day.mid(2), "", "100");
+            row("day and another first byte", day + '\x77' + day.mid(1), "", "100");
+            row("day and another overview", day + overview, "", "100");
         };
-        for (const QStringList& line : dataRows(QStringLiteral("fields.txt"))) {
-            for (const Generation gen : generations) {
-                const QByteArray name = line.last().toUtf8() + QByteArray::number(int(gen));
-                if (line.size() == 2) {
-                    row(name, fileOf(gen, {}, bytes(line[0], 14)), "", {},
-                        line[1].toUtf8().constData());
-                    continue;
-                }
-                // The second record shows that the first one's size is right.
-                row(name,
-                    fileOf(gen, {rawRecord(gen, QByteArray::fromHex(line[0].toLatin1()),
-                                           bytes(line[1], 36), bytes(line[2], 36)) +
-                                 recordAt(gen, 100)}),
-                    "", QStringList(line[3]) + first(1));
-            }
+        rows(Generation::Gen2V1, "\x76\x22", "\x76\x32",
+             "VehicleInfo readGen2_1() TREP21 not found");
+        rows(Generation::Gen2V2, "\x76\x32", "\x76\x22",
+             "VehicleInfo readGen2_2() TREP31 not found");
+    }
+    void gen2EndsOfTheDays() { readFile(); }
+
+    void cardRecords_data() {
+        const auto addRow = columns<CardRecord, QString>("record", "activity");
+        const auto names = [&](const char* name, const char* firstNames, const char* surname,
+                               unsigned char codePage, const QString& holderName) {
+            CardRecord record;
+            record.firstNames = firstNames;
+            record.surname = surname;
+            record.codePage = codePage;
+            addRow(name, record, holderName + "; 0; 0; 0; 0; 0");
+        };
+        const auto numbers = [&](const char* name, quint32 insertion, quint32 odometerAtInsertion,
+                                 unsigned char slot, quint32 withdrawal,
+                                 quint32 odometerAtWithdrawal, const QString& expected) {
+            addRow(name,
+                   {"S", "F", "", insertion, odometerAtInsertion, slot, withdrawal,
+                    odometerAtWithdrawal},
+                   "F, S; " + expected);
+        };
+        numbers("big-endian numbers", 0x11223344, 0x010203, 5, 0x21222324, 0x313233,
+                "5; 287454020; 66051; 555885348; 3224115");
+        numbers("zeros", 0, 0, 0, 0, 0, "0; 0; 0; 0; 0");
+        numbers("no values", 0xFFFFFFFF, 0xFFFFFF, 0xFF, 0xFFFFFFFF, 0xFFFFFF,
+                "255; 4294967295; 4294967295; 4294967295; 4294967295");
+        numbers("largest odometer values", 1, 0xFFFFFE, 1, 2, 0x00FFFF, "1; 1; 16777214; 2; 65535");
+        names("no names", "", "", 1, ", ");
+        names("full names", "ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789",
+              "abcdefghijklmnopqrstuvwxyz123456789", 1,
+              "ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789, abcdefghijklmnopqrstuvwxyz123456789");
+        names("white space around the names", "  Ana  Maria", "\t de la Cruz \r\n", 1,
+              "Ana  Maria, de la Cruz");
+        names("Greek names", "\xC1\xE2\xE3", "\xC4\xE5", 7, "Αβγ, Δε");
+    }
+    void cardRecords() {
+        QFETCH(CardRecord, record);
+        for (const Generation generation : generations) {
+            // The second record shows that the first one has the right size.
+            samples::Day day = dayOf({0, 7});
+            day.cardRecords[0] = record;
+            const auto info = load(fileOf(generation, {day}));
+            QCOMPARE(messageOf(info->read()), QString());
+            const auto activity = info->getDriverActivities().at(0);
+            QTEST(QString("%1; %2; %3; %4; %5; %6")
+                      .arg(activity.holderName)
+                      .arg(activity.slot)
+                      .arg(activity.insertionTime.toSecsSinceEpoch())
+                      .arg(activity.odometerAtInsertion)
+                      .arg(activity.withdrawalTime.toSecsSinceEpoch())
+                      .arg(activity.odometerAtWithdrawal),
+                  "activity");
+            QVERIFY(insertionsOf(*info).endsWith(" 7"));
         }
     }
-    void fields() { readFile(); }
 
-    void repeats_data() {
-        fileColumns();
-        for (const QStringList& line : dataRows(QStringLiteral("repeats.txt"))) {
-            for (const Generation gen : generations) {
-                QVector<QByteArray> records;
-                quint32 ordinal = 0;
-                for (const QString& day : line[0].split(QLatin1Char('|'))) {
-                    records << QByteArray();
-                    for (const QString& time : day.split(QLatin1Char(' '), Qt::SkipEmptyParts))
-                        records.last() += recordAt(gen, time.toUInt(), ++ordinal);
-                }
-                const bool other = gen == Generation::Gen1 && line.size() > 2;
-                QStringList taken = line[other ? 2 : 1].split(QLatin1Char(' '));
-                for (QString& one : taken)
-                    one = QStringLiteral("F, S|%1|0|0|0").arg(one);
-                row(line[0].toLatin1() + QByteArray::number(int(gen)), fileOf(gen, records), "",
-                    taken);
-            }
+    void plates_data() {
+        const auto row = columns<QByteArray, unsigned char, QString>("text", "codePage", "plate");
+        row("full", "ABCDEFGHIJKLM", 1, "ABCDEFGHIJKLM");
+        row("blanks around", "   AB 123", 1, "AB 123");
+        row("blank", "", 1, "");
+        row("Greek", "\xC9\xC1\xC2-1234", 7, "ΙΑΒ-1234");
+    }
+    void plates() {
+        samples::VehicleUnit unit;
+        QFETCH(QByteArray, text);
+        QFETCH(unsigned char, codePage);
+        unit.plate = text;
+        unit.plateCodePage = codePage;
+        for (const Generation generation : generations) {
+            unit.generation = generation;
+            const auto info = load(samples::vehicleUnitFile(unit));
+            QCOMPARE(messageOf(info->read()), QString());
+            QTEST(info->getPlateString(), "plate");
         }
     }
-    void repeats() { readFile(); }
 
-    // The last second of winter and the first of summer in Berlin.
+    // Of neighbours with the same insertion time the first is taken. The first generation remembers
+    // the time from day to day.
+    void repeatedInsertions_data() {
+        // The times in the file, and which of its records are taken, from 1 on.
+        const auto row =
+            columns<std::vector<Times>, QString, QString>("days", "taken", "takenOfGen1");
+        row("two alike", {{10, 10, 20}}, "1 3", "1 3");
+        row("three alike", {{10, 10, 10}}, "1", "1");
+        row("alike, but no neighbours", {{10, 20, 10}}, "1 2 3", "1 2 3");
+        row("an earlier time twice", {{20, 10, 10, 15}}, "1 2 4", "1 2 4");
+        row("a day begins as the last one ended", {{10, 20}, {20, 30}}, "1 2 3 4", "1 2 4");
+        row("an empty day between", {{10}, {}, {10}}, "1 2", "1");
+        row("two days alike", {{10, 20}, {10, 20}}, "1 2 3 4", "1 2 3 4");
+        row("1970 is a time like any other", {{0, 0}, {0, 0}}, "1 3", "1");
+        row("2106 is a time like any other", {{4294967295, 4294967295, 0}}, "1 3", "1 3");
+        row("Berlin's clock shows an hour twice", {{1635640200, 1635643800}}, "1 2", "1 2");
+    }
+    void repeatedInsertions() {
+        QFETCH(std::vector<Times>, days);
+        for (const Generation generation : generations) {
+            std::vector<samples::Day> blocks;
+            quint32 ordinal = 0;
+            for (const Times& times : days) {
+                blocks.push_back(dayOf(times));
+                for (CardRecord& record : blocks.back().cardRecords)
+                    record.odometerAtInsertion = ++ordinal;
+            }
+            const auto info = load(fileOf(generation, blocks));
+            QCOMPARE(messageOf(info->read()), QString());
+            QStringList taken;
+            for (const auto& activity : info->getDriverActivities())
+                taken << QString::number(activity.odometerAtInsertion);
+            QTEST(taken.join(' '), generation == Generation::Gen1 ? "takenOfGen1" : "taken");
+        }
+    }
+
+    // From the last second of winter to the first of summer in Berlin. A repeat gets no line.
     void debugLines() {
-        for (const auto& [zone, insertion, withdrawal] :
-             {std::tuple("UTC", "2024-03-31 00:59:59.000 UTC", "2024-03-31 01:00:00.000 UTC"),
-              {"Europe/Berlin", "2024-03-31 01:59:59.000 CET", "2024-03-31 03:00:00.000 CEST"},
-              {"America/New_York", "2024-03-30 20:59:59.000 EDT", "2024-03-30 21:00:00.000 EDT"}}) {
-            setTimeZone(zone);
-            const QString expected =
-                QStringLiteral("VehicleInfo: Vehicle Ident:  \"AB 123 CD\"\n"
-                               "VehicleInfo: Activity: \n"
-                               "  Holder Name:   \"F, S\" @ Slot:  255\n"
-                               "  Insertion:     QDateTime(%1 Qt::LocalTime) @:  66051\n"
-                               "  Withdrawel:    QDateTime(%2 Qt::LocalTime) @:  -1\n"
-                               "VehicleInfo: Activity: \n"
-                               "  Holder Name:   \"F, S\" @ Slot:  0\n"
-                               "  Insertion:     QDateTime(%2 Qt::LocalTime) @:  -1\n"
-                               "  Withdrawel:    QDateTime(%1 Qt::LocalTime) @:  16777214")
-                    .arg(QLatin1String(insertion), QLatin1String(withdrawal));
-            for (const Generation gen : generations) {
-                const QByteArray record =
-                    rawRecord(gen, QByteArray::fromHex("6608B58F 010203 FF 6608B590 FFFFFF"));
-                const QByteArray next =
-                    rawRecord(gen, QByteArray::fromHex("6608B590 FFFFFF 00 6608B58F FFFFFE"));
-                // A repeat is not worth a line.
-                const auto info = load(fileOf(gen, {record + record + next}));
-                DebugLines lines;
-                QCOMPARE(failure(info->read()), QString());
-                QCOMPARE(lines.lines().join(QLatin1Char('\n')), expected);
-                lines.lines().clear();
-                QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
-                QCOMPARE(failure(info->read()), QString());
-                QCOMPARE(lines.lines(), QStringList());
-                QCOMPARE(activities(*info).size(), 4);
-            }
+        const bool isUtc = qgetenv("TZ") == "UTC";
+        const QString expected =
+            QString("VehicleInfo: Vehicle Ident:  \"AB 123 CD\"\n"
+                    "VehicleInfo: Activity: \n"
+                    "  Holder Name:   \"Jo, Sample\" @ Slot:  255\n"
+                    "  Insertion:     QDateTime(%1 Qt::LocalTime) @:  66051\n"
+                    "  Withdrawel:    QDateTime(%2 Qt::LocalTime) @:  -1")
+                .arg(isUtc ? "2024-03-31 00:59:59.000 UTC" : "2024-03-31 01:59:59.000 CET",
+                     isUtc ? "2024-03-31 01:00:00.000 UTC" : "2024-03-31 03:00:00.000 CEST");
+        samples::Day day;
+        day.cardRecords.assign(2,
+                               {"Sample", "Jo", "", 1711846799, 66051, 255, 1711846800, 0xFFFFFF});
+        for (const Generation generation : generations) {
+            const auto info = load(fileOf(generation, {day}));
+            DebugLines lines;
+            QCOMPARE(messageOf(info->read()), QString());
+            QCOMPARE(lines.lines().join('\n'), expected);
         }
+    }
+
+    void noDebugLinesWhenTheyAreTurnedOff() {
+        const auto info = load(fileOf(Generation::Gen1, {dayOf({7})}));
+        const DebugLines lines;
+        QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
+        QCOMPARE(messageOf(info->read()), QString());
+        QCOMPARE(lines.lines(), QStringList());
     }
 };
 
