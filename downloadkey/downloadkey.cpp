@@ -26,30 +26,20 @@ aux::Error makeDownloadKeyError(QString&& text) {
     return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), std::move(text), 0));
 }
 
-const QStringList& nameFilters() {
-    static const QStringList filters = {
-        QStringLiteral("*.DDD"), QStringLiteral("*.TGD"), QStringLiteral("*.V1B"),
-        QStringLiteral("*.C1B"), QStringLiteral("*.A1B"), QStringLiteral("*.V1C"),
-        QStringLiteral("*.C1C"), QStringLiteral("*.A1C"), QStringLiteral("*.ddd"),
-        QStringLiteral("*.tgd"), QStringLiteral("*.v1b"), QStringLiteral("*.c1b"),
-        QStringLiteral("*.a1b"), QStringLiteral("*.v1c"), QStringLiteral("*.c1c"),
-        QStringLiteral("*.a1c"),
-    };
-    return filters;
-}
-
 // A listed name and the time that it carries, read once.
 struct TimedName {
     QString name;
-    qint64 seconds;
+    QDateTime time;
 };
 
 bool compareByFileNameTime(const TimedName& a, const TimedName& b) {
-    return b.seconds < a.seconds;
+    return b.time < a.time;
 }
 
+// Stable, because times need not be in one order: where a zone's clocks were set back, a QDateTime
+// compares with some times by its local time and with others by its instant.
 QStringList newestFirst(std::vector<TimedName> names) {
-    std::sort(names.begin(), names.end(), compareByFileNameTime);
+    std::stable_sort(names.begin(), names.end(), compareByFileNameTime);
     QStringList sorted;
     sorted.reserve(static_cast<int>(names.size()));
     for (const TimedName& entry : names)
@@ -148,20 +138,20 @@ aux::Error DownloadKey::open(QDir& dir) {
     m_downloadDir = downloadDir;
     prepareDownloadedDir(mountPath);
 
-    downloadDir.setNameFilters(nameFilters());
+    downloadDir.setNameFilters(downloadFileFilters());
     downloadDir.setFilter(QDir::Files | QDir::NoSymLinks | QDir::Readable | QDir::NoDotAndDotDot);
     const QStringList names = downloadDir.entryList();
     std::vector<TimedName> drivers;
     std::vector<TimedName> vehicles;
     for (const QString& name : names) {
         const FileName fileName(name);
-        qint64 seconds = 0;
-        if (!fileName.isValid() || !fileName.readTime(seconds))
+        QDateTime time;
+        if (!fileName.isValid() || !fileName.readTime(time))
             qCDebug(diagnostics) << "DownloadKey::open() skip:" << name;
         else if (fileName.isDriver())
-            drivers.push_back({name, seconds});
+            drivers.push_back({name, time});
         else if (fileName.isVehicle())
-            vehicles.push_back({name, seconds});
+            vehicles.push_back({name, time});
     }
 
     m_driverFiles = newestFirst(std::move(drivers));

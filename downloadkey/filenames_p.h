@@ -3,32 +3,35 @@
 #pragma once
 
 #include <QtCore/QByteArray>
-#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+class QDateTime;
 
 namespace downloadkey {
+
+struct NameShape;
 
 class FileName {
 public:
     explicit FileName(const QString& name);
 
-    // The same answers as isValidFileName(), isDriverFileName() and isVehicleFileName().
+    // The same answers as those of the four public functions.
     bool isValid() const;
     bool isDriver() const;
     bool isVehicle() const;
-
-    // The download time in seconds since 1970-01-01 00:00 UTC. False leaves `seconds` as it was.
-    bool readTime(qint64& seconds) const;
+    bool readTime(QDateTime& time) const;
 
 private:
-    enum class Extension { None, Ddd, Tgd, V1b, C1b, V1c, C1c, A1b, A1c };
+    bool hasFirstLetter(const char* letters) const;
+    int stampPosition() const;
+    bool readField(char letter, int& number) const;
 
-    static Extension extensionOf(const QByteArray& name, int dot);
-    unsigned char byteAt(int position) const;
-    bool areDigits(int position, int count) const;
-
-    QByteArray m_name; // without what follows a NUL
+    QByteArray m_name; // UTF-8, without what follows a NUL
     int m_dot;         // where the extension begins; -1 when there is none
-    Extension m_extension;
+    const NameShape* m_shape = nullptr;
 };
+
+// One directory filter for each extension in upper case, and then in lower case.
+QStringList downloadFileFilters();
 
 } // namespace downloadkey

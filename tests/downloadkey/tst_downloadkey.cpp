@@ -321,6 +321,30 @@ private Q_SLOTS:
         QCOMPARE(host.listed(), words(listed));
     }
 
+    // Moscow's clocks went back from 02:00 to 01:00 at 22:00 UTC, with no summer time before or
+    // after. Two such times are in the order in which the clock showed them.
+    void ordersByLocalTimeWhereClocksWentBack() {
+        const QByteArray zone = qgetenv("TZ");
+        const auto restore = qScopeGuard([&zone] { qputenv("TZ", zone); });
+        qputenv("TZ", "Europe/Moscow");
+        Host host;
+        for (const char* name : {"1410252140.C1B", "1410252150.C1B", "1410252210.C1B"})
+            host.key.write("download/"_s + QLatin1String(name), "12345");
+        host.open();
+        QCOMPARE(host.listed(), words("1410252150.C1B 1410252140.C1B 1410252210.C1B"_s));
+    }
+
+    void keepsTheListingsOrderOfEqualTimes() {
+        Host host;
+        QStringList names;
+        for (char letter = 'A'; letter <= 'Z'; ++letter) {
+            names << QLatin1Char(letter) + "_2403150830.C1B"_s;
+            host.key.write("download/"_s + names.back(), "12345");
+        }
+        host.open();
+        QCOMPARE(host.listed(), names);
+    }
+
     // A key with years of downloads: far from the time that comparing every name with every other
     // takes.
     void listsManyFiles() {
