@@ -13,7 +13,6 @@
 #include <QtCore/QFileInfo>
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 namespace downloadkey {
@@ -22,8 +21,27 @@ namespace {
 
 constexpr auto errorLevel = static_cast<logging::Level>(2);
 
-aux::Error makeDownloadKeyError(QString&& text) {
-    return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), std::move(text), 0));
+aux::Error makeDownloadKeyError(QString text, unsigned code = 0) {
+    return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), std::move(text), code));
+}
+
+bool wantsDownloadedDir(aux::Configuration& configuration) {
+    return !configuration.getValue(aux::SettingsCode::DownloadedDirDisabled).toBool() &&
+           configuration.getValue(aux::SettingsCode::DownloadedDirEnabled).toBool();
+}
+
+// The host needs to know where the directory cannot be made, but can read the key all the same.
+// QDir resolves the path against the directory itself, so a relative one can be used but not made.
+QDir makeDownloadedDir(const QString& path) {
+    QDir dir(path);
+    if (!dir.exists() && !dir.mkdir(path)) {
+        const aux::Error error = makeDownloadKeyError(
+            QStringLiteral("Could not create directory path on USB Stick: ") + path,
+            downloadedDirErrorCode);
+        qCDebug(diagnostics) << "open" << error;
+        logging::Logger::log(error, errorLevel);
+    }
+    return dir;
 }
 
 // A listed name and the time that it carries, read once.
@@ -74,35 +92,155 @@ std::shared_ptr<scard::SCardGeneric> ofItsGeneration(const scard::SCardGeneric& 
     return std::make_shared<FirstGeneration>(card);
 }
 
-} // namespace
+// One read(). The lists are copies, but the directory and the flag are the key's own: a slot may
+// close or open a key meanwhile.
+class ReadRun {
+public:
+    ReadRun(DownloadKey& key, const QDir& downloadDir, const bool& mounted, QStringList driverFiles,
+            QStringList vehicleFiles)
+        : m_key(key)
+        , m_downloadDir(downloadDir)
+        , m_mounted(mounted)
+        , m_driverFiles(std::move(driverFiles))
+        , m_vehicleFiles(std::move(vehicleFiles)) {}
 
-// The state of one read(). The lists are copies: a slot may close or open a key meanwhile.
-struct DownloadKey::ReadRun {
-    ReadRun(const QStringList& drivers, const QStringList& vehicles)
-        : driverFiles(drivers)
-        , vehicleFiles(vehicles)
-        , total(qint64(drivers.size()) + vehicles.size() +
-                qMin(drivers.size(), parsedFilesOfEachKind) +
-                qMin(vehicles.size(), parsedFilesOfEachKind)) {}
+    // Works on all files, or up to the file at which the key is closed.
+    void work();
 
-    // Only asked for inside a step, so the total is not 0.
-    int percent() const { return static_cast<int>(step * 100 / total); }
-
-    void fail(QString&& text) { errors.push_back(makeDownloadKeyError(std::move(text))); }
-
-    // Keeps what a component reported, with the library's own entry behind it.
-    void fail(aux::Error&& error, QString&& text) {
-        errors.push_back(error << makeDownloadKeyError(std::move(text)));
-    }
-
-    const QStringList driverFiles;
-    const QStringList vehicleFiles;
-    const qint64 total;
-    qint64 step = 0;
     std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards;
     std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos;
     std::vector<aux::Error> errors;
+
+private:
+    void readDriverFile(const QString& path, const QString& name);
+    void readVehicleFile(const QString& path, const QString& name);
+    void offerDriverFile(const QString& path, const QString& name);
+    void offerVehicleFile(const QString& path, const QString& name);
+
+    std::shared_ptr<scard::SCardGeneric> parseDriverFile(QFile& file, const QString& name);
+    bool hasFailed(aux::Error error, const QString& text, const QString& name);
+    void fail(QString text) { errors.push_back(makeDownloadKeyError(std::move(text))); }
+    void offer(const QString& path, const QString& name);
+    void emitProgress() { Q_EMIT m_key.progress(static_cast<int>(m_step * 100 / m_steps)); }
+
+    DownloadKey& m_key;
+    const QDir& m_downloadDir;
+    const bool& m_mounted;
+    const QStringList m_driverFiles;
+    const QStringList m_vehicleFiles;
+    qint64 m_step = 0;
+    qint64 m_steps = 0;
 };
+
+void ReadRun::work() {
+    const QStringList newestDriverFiles = m_driverFiles.mid(0, parsedFilesOfEachKind);
+    const QStringList newestVehicleFiles = m_vehicleFiles.mid(0, parsedFilesOfEachKind);
+    const struct {
+        const QStringList& names;
+        void (ReadRun::*step)(const QString& path, const QString& name);
+    } phases[] = {
+        {newestDriverFiles, &ReadRun::readDriverFile},
+        {newestVehicleFiles, &ReadRun::readVehicleFile},
+        {m_driverFiles, &ReadRun::offerDriverFile},
+        {m_vehicleFiles, &ReadRun::offerVehicleFile},
+    };
+
+    for (const auto& phase : phases)
+        m_steps += phase.names.size();
+    for (const auto& phase : phases) {
+        for (const QString& name : phase.names) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+            ++m_step;
+            (this->*phase.step)(m_downloadDir.path() + QLatin1Char('/') + name, name);
+            if (!m_mounted)
+                return;
+        }
+    }
+}
+
+void ReadRun::readDriverFile(const QString& path, const QString& name) {
+    if (!isUsable(QFileInfo(path))) {
+        fail(QStringLiteral("read: Driver file does not exist or is too small: ") + path);
+        return;
+    }
+    QFile file(path);
+    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
+    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
+    const std::shared_ptr<scard::SCardGeneric> card = parseDriverFile(file, name);
+    file.close();
+    if (card) {
+        driverCards.push_back(card);
+        emitProgress();
+    }
+}
+
+// Null where a step fails, and for a card of another kind.
+std::shared_ptr<scard::SCardGeneric> ReadRun::parseDriverFile(QFile& file, const QString& name) {
+    scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
+                                scard::FilenameRegion{});
+    if (hasFailed(generic.readCardInfo(),
+                  QStringLiteral("read: Failed reading ddd file information:"), name))
+        return nullptr;
+    if (cardTypeOf(generic) != CardType::DriverCard) {
+        qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
+        return nullptr;
+    }
+    std::shared_ptr<scard::SCardGeneric> card = m_key.generateSpecific(generic);
+    if (hasFailed(card->calcDataSize(), QStringLiteral("read: Failed calc ddd data size:"), name) ||
+        hasFailed(card->readData(), QStringLiteral("read: Failed reading ddd data:"), name))
+        return nullptr;
+    return card;
+}
+
+// Keeps what the card library reported, with the library's own entry behind it.
+bool ReadRun::hasFailed(aux::Error error, const QString& text, const QString& name) {
+    if (error.isEmpty())
+        return false;
+    errors.push_back(error << makeDownloadKeyError(text + name));
+    qCDebug(diagnostics) << qPrintable(text + QLatin1Char(' ')) << name;
+    return true;
+}
+
+void ReadRun::readVehicleFile(const QString& path, const QString& name) {
+    if (!isUsable(QFileInfo(path))) {
+        fail(QStringLiteral("read: Vehicle file does not exist or is too small: ") + path);
+        return;
+    }
+    QFile file(path);
+    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
+    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
+    VehicleInfo vehicleInfo(file);
+    aux::Error error = vehicleInfo.read();
+    file.close();
+    if (!error.isEmpty()) {
+        errors.push_back(error << makeDownloadKeyError(
+                             QStringLiteral("read: Failed reading vehicle info file:") + name));
+        return;
+    }
+    vehicleInfos.push_back(std::make_shared<VehicleInfo>(vehicleInfo));
+    emitProgress();
+}
+
+void ReadRun::offerDriverFile(const QString& path, const QString& name) {
+    if (isPresent(QFileInfo(path)))
+        offer(path, name);
+    else
+        fail(QStringLiteral("download: Driver file does not exist:") + path);
+}
+
+void ReadRun::offerVehicleFile(const QString& path, const QString& name) {
+    if (isUsable(QFileInfo(path)))
+        offer(path, name);
+    else
+        fail(QStringLiteral("download: Vehicle file does not exist:") + path);
+}
+
+void ReadRun::offer(const QString& path, const QString& name) {
+    Q_EMIT m_key.downloadFile(path, downloadTime(name));
+    emitProgress();
+}
+
+} // namespace
 
 DownloadKey::DownloadKey(aux::Configuration& configuration)
     : m_configuration(configuration)
@@ -136,7 +274,8 @@ aux::Error DownloadKey::open(QDir& dir) {
                                     mountPath + QStringLiteral("/download"));
     }
     m_downloadDir = downloadDir;
-    prepareDownloadedDir(mountPath);
+    if (wantsDownloadedDir(m_configuration))
+        m_downloadedDir = makeDownloadedDir(mountPath + QStringLiteral("/downloaded"));
 
     downloadDir.setNameFilters(downloadFileFilters());
     downloadDir.setFilter(QDir::Files | QDir::NoSymLinks | QDir::Readable | QDir::NoDotAndDotDot);
@@ -160,152 +299,20 @@ aux::Error DownloadKey::open(QDir& dir) {
     return aux::Error();
 }
 
-// Makes the key's "/downloaded" directory where the configuration asks for it. The host needs to
-// know where that cannot be done, but can read the key all the same. QDir resolves the path against
-// the directory itself, so a relative one can be used but not made.
-void DownloadKey::prepareDownloadedDir(const QString& mountPath) {
-    if (m_configuration.getValue(aux::SettingsCode::DownloadedDirDisabled).toBool() ||
-        !m_configuration.getValue(aux::SettingsCode::DownloadedDirEnabled).toBool())
-        return;
-
-    const QString path = mountPath + QStringLiteral("/downloaded");
-    const QDir downloadedDir(path);
-    if (!downloadedDir.exists() && !downloadedDir.mkdir(path)) {
-        const aux::Error error(
-            aux::ErrorData(QStringLiteral("libdownloadkey"),
-                           QStringLiteral("Could not create directory path on USB Stick: ") + path,
-                           downloadedDirErrorCode));
-        qCDebug(diagnostics) << "open" << error;
-        logging::Logger::log(error, errorLevel);
-    }
-    m_downloadedDir = downloadedDir;
-}
-
 aux::Error DownloadKey::read() {
-    ReadRun run(m_driverFiles, m_vehicleFiles);
+    ReadRun run(*this, m_downloadDir, m_mounted, m_driverFiles, m_vehicleFiles);
     if (!m_downloadDir.exists())
         return makeDownloadKeyError(QStringLiteral("No DownloadKey mounted"));
 
     Q_EMIT progress(0);
     if (m_mounted)
-        readAllFiles(run);
+        run.work();
 
     aux::SystemHelper::remountReadOnly(m_mountDir.path());
-    if (!run.errors.empty()) {
+    if (!run.errors.empty())
         return makeDownloadKeyError(QStringLiteral("DownloadKey: Error occured during download."));
-    }
     Q_EMIT readDone(std::move(run.driverCards), std::move(run.vehicleInfos), false);
     return aux::Error();
-}
-
-// The four phases of a read; a close() from a slot ends them at the next file.
-void DownloadKey::readAllFiles(ReadRun& run) {
-    const auto readDriver = [&](const QString& path, const QString& name) {
-        readDriverFile(run, path, name);
-    };
-    const auto readVehicle = [&](const QString& path, const QString& name) {
-        readVehicleFile(run, path, name);
-    };
-    const auto handOverDriver = [&](const QString& path, const QString& name) {
-        if (isPresent(QFileInfo(path)))
-            handOver(run, path, name);
-        else
-            run.fail(QStringLiteral("download: Driver file does not exist:") + path);
-    };
-    const auto handOverVehicle = [&](const QString& path, const QString& name) {
-        if (isUsable(QFileInfo(path)))
-            handOver(run, path, name);
-        else
-            run.fail(QStringLiteral("download: Vehicle file does not exist:") + path);
-    };
-
-    constexpr int all = std::numeric_limits<int>::max();
-    static_cast<void>(forEachFile(run, run.driverFiles, parsedFilesOfEachKind, readDriver) &&
-                      forEachFile(run, run.vehicleFiles, parsedFilesOfEachKind, readVehicle) &&
-                      forEachFile(run, run.driverFiles, all, handOverDriver) &&
-                      forEachFile(run, run.vehicleFiles, all, handOverVehicle));
-}
-
-// Works on the first `limit` names, with the event loop run once before each. False when the key
-// was closed meanwhile.
-template <typename Work>
-bool DownloadKey::forEachFile(ReadRun& run, const QStringList& names, int limit, Work work) {
-    const int count = qMin(names.size(), limit);
-    for (int i = 0; i < count; ++i) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        ++run.step;
-        const QString& name = names.at(i);
-        work(m_downloadDir.path() + QLatin1Char('/') + name, name);
-        if (!m_mounted)
-            return false;
-    }
-    return true;
-}
-
-void DownloadKey::readDriverFile(ReadRun& run, const QString& path, const QString& name) {
-    if (!isUsable(QFileInfo(path))) {
-        run.fail(QStringLiteral("read: Driver file does not exist or is too small: ") + path);
-        return;
-    }
-    QFile file(path);
-    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
-    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
-
-    const auto failed = [&](aux::Error&& error, const char* text, const char* debugText) {
-        if (error.isEmpty())
-            return false;
-        run.fail(std::move(error), QLatin1String(text) + name);
-        qCDebug(diagnostics) << debugText << name;
-        file.close();
-        return true;
-    };
-    scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
-                                scard::FilenameRegion{});
-    if (failed(generic.readCardInfo(), "read: Failed reading ddd file information:",
-               "read: Failed reading ddd file information: "))
-        return;
-    if (cardTypeOf(generic) != CardType::DriverCard) {
-        qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
-        file.close();
-        return;
-    }
-    const std::shared_ptr<scard::SCardGeneric> card = generateSpecific(generic);
-    if (failed(card->calcDataSize(),
-               "read: Failed calc ddd data size:", "read: Failed calc ddd data size: ") ||
-        failed(card->readData(),
-               "read: Failed reading ddd data:", "read: Failed reading ddd data: "))
-        return;
-
-    file.close();
-    run.driverCards.push_back(card);
-    Q_EMIT progress(run.percent());
-}
-
-void DownloadKey::readVehicleFile(ReadRun& run, const QString& path, const QString& name) {
-    if (!isUsable(QFileInfo(path))) {
-        run.fail(QStringLiteral("read: Vehicle file does not exist or is too small: ") + path);
-        return;
-    }
-    QFile file(path);
-    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
-    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
-
-    VehicleInfo vehicleInfo(file);
-    aux::Error error = vehicleInfo.read();
-    if (!error.isEmpty()) {
-        run.fail(std::move(error),
-                 QStringLiteral("read: Failed reading vehicle info file:") + name);
-        file.close();
-        return;
-    }
-    file.close();
-    run.vehicleInfos.push_back(std::make_shared<VehicleInfo>(vehicleInfo));
-    Q_EMIT progress(run.percent());
-}
-
-void DownloadKey::handOver(ReadRun& run, const QString& path, const QString& name) {
-    Q_EMIT downloadFile(path, downloadTime(name));
-    Q_EMIT progress(run.percent());
 }
 
 aux::Error DownloadKey::close() {

@@ -109,16 +109,6 @@ Q_SIGNALS:
     void progress(int relative);
 
 private:
-    struct Q_DECL_HIDDEN ReadRun;
-
-    Q_DECL_HIDDEN void prepareDownloadedDir(const QString& mountPath);
-    template <typename Work>
-    Q_DECL_HIDDEN bool forEachFile(ReadRun& run, const QStringList& names, int limit, Work work);
-    Q_DECL_HIDDEN void readAllFiles(ReadRun& run);
-    Q_DECL_HIDDEN void readDriverFile(ReadRun& run, const QString& path, const QString& name);
-    Q_DECL_HIDDEN void readVehicleFile(ReadRun& run, const QString& path, const QString& name);
-    Q_DECL_HIDDEN void handOver(ReadRun& run, const QString& path, const QString& name);
-
     aux::Configuration& m_configuration;
     QDir m_mountDir;
     QDir m_downloadDir;
