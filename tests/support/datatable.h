@@ -46,7 +46,14 @@ public:
         return number;
     }
 
-    // The value of the cell's word.
+    // One of these words.
+    QString word(const char* column, const QStringList& words) const {
+        if (!words.contains(text(column)))
+            refuse(QStringLiteral("unknown word \"%1\"").arg(text(column)));
+        return text(column);
+    }
+
+    // The value that stands for the cell's word.
     template <typename Value>
     Value choice(const char* column,
                  const std::vector<std::pair<const char*, Value>>& words) const {
