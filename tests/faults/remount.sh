@@ -12,7 +12,7 @@ for options in -m -rm; do
     unshare $options sh -euc '
         mount -t tmpfs -o rw,nosuid,nodev key "$1" || exit 77
         cp -r "$2"/. "$1"
-        "$3" --remount --json "$1" >"$4"
+        "$3" --remount --events "$1" >"$4"
         tail -n 1 "$4" | grep -Fx "{\"event\":\"read\",\"errors\":[]}"
         flags=$(grep -F " $1 " /proc/self/mountinfo | cut -d " " -f 6)
         echo "mounted $flags"

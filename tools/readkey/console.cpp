@@ -9,35 +9,39 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace readkey {
 
 namespace {
 
-volatile std::sig_atomic_t interruptRequested = 0;
-bool progressIsShown = false;
+volatile std::sig_atomic_t interruptingSignal = 0;
+int shownProgress = -1; // percent
 
-void requestInterrupt(int /*signal*/) {
-    interruptRequested = 1;
+void requestInterrupt(int number) {
+    interruptingSignal = number;
 }
 
-// Writes all bytes; returns 0 or the errno of the failure.
-int writeAll(int descriptor, const QByteArray& bytes) {
-    int written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count = ::write(descriptor, bytes.constData() + written,
-                                      static_cast<size_t>(bytes.size() - written));
+// Writes all bytes; returns 0 or the errno of the failure, EINTR for an interruption.
+int writeAll(int descriptor, const char* bytes, qint64 size) {
+    while (size > 0) {
+        const ssize_t count = ::write(descriptor, bytes, static_cast<size_t>(size));
         if (count >= 0) {
-            written += static_cast<int>(count);
+            bytes += count;
+            size -= count;
         } else if (errno == EAGAIN) {
             pollfd waiting{descriptor, POLLOUT, 0};
             ::poll(&waiting, 1, -1);
-        } else if (errno != EINTR) {
+        } else if (errno != EINTR || console::interruption() != 0) {
             return errno;
         }
     }
     return 0;
+}
+
+void writeError(const QByteArray& bytes) {
+    writeAll(STDERR_FILENO, bytes.constData(), bytes.size());
 }
 
 void takeStandardDescriptors() {
@@ -78,8 +82,16 @@ void prepareProcess() {
     qInstallMessageHandler(writeQtMessage);
 }
 
-bool isInterrupted() {
-    return interruptRequested != 0;
+int interruption() {
+    return interruptingSignal;
+}
+
+void endBySignal(int number) {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    ::sigaction(number, &action, nullptr);
+    ::raise(number);
+    ::_exit(128 + number); // where the signal is blocked
 }
 
 void setDebugLines(bool wanted) {
@@ -91,44 +103,57 @@ void setDebugLines(bool wanted) {
 
 void line(const QString& text) {
     removeProgress();
-    writeAll(STDERR_FILENO, printable(text).toUtf8() + '\n');
+    writeError(printable(text).toUtf8() + '\n');
 }
 
 void error(const QString& text) {
     line(QStringLiteral("readkey: ") + text);
 }
 
-void showProgress(int percent, bool wanted) {
+void showProgress(int percent) {
     static const bool onTerminal = ::isatty(STDERR_FILENO) == 1;
-    if (!wanted || !onTerminal)
+    if (!onTerminal || percent == shownProgress)
         return;
-    constexpr int width = 40;
+    constexpr int width = 32; // with the percentage it fits 40 columns
+    shownProgress = percent;
     const int filled = qBound(0, percent, 100) * width / 100;
-    writeAll(STDERR_FILENO, "\r[" + QByteArray(filled, '#') + QByteArray(width - filled, ' ') +
-                                "] " + QByteArray::number(percent).rightJustified(3) + '%');
-    progressIsShown = true;
+    writeError("\r[" + QByteArray(filled, '#') + QByteArray(width - filled, ' ') + "] " +
+               QByteArray::number(percent).rightJustified(3) + '%');
 }
 
 void removeProgress() {
-    if (!progressIsShown)
-        return;
-    progressIsShown = false;
-    writeAll(STDERR_FILENO, QByteArrayLiteral("\r\033[K"));
+    if (shownProgress >= 0)
+        writeError(QByteArrayLiteral("\r\033[K"));
+    shownProgress = -1;
 }
 
 } // namespace console
 
-void StandardOutput::write(const QByteArray& bytes) {
-    if (m_error == 0)
-        m_error = writeAll(STDOUT_FILENO, bytes);
+StandardOutput::StandardOutput() {
+    open(QIODevice::WriteOnly | QIODevice::Unbuffered);
 }
 
-QString StandardOutput::reason() const {
-    return qt_error_string(m_error);
+qint64 StandardOutput::readData(char* /*data*/, qint64 /*size*/) {
+    return -1;
+}
+
+qint64 StandardOutput::writeData(const char* data, qint64 size) {
+    if (m_error == 0)
+        m_error = console::interruption() != 0 ? EINTR : writeAll(STDOUT_FILENO, data, size);
+    return size;
 }
 
 bool StandardOutput::isTerminal() {
     return ::isatty(STDOUT_FILENO) == 1;
+}
+
+int StandardOutput::width() {
+    winsize size{};
+    return isTerminal() && ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+bool StandardOutput::isColoured() {
+    return isTerminal() && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
 }
 
 } // namespace readkey

@@ -1,9 +1,10 @@
-// The process's standard streams. Standard error carries lines for people ("readkey: ...") and, on
-// a terminal, a progress bar; standard output carries the results. Everything here belongs to the
-// main thread; the state behind the functions is the process's own, like the streams themselves.
+// The process's standard streams and signals. Standard error carries lines for people ("readkey:
+// ...") and, on a terminal, a progress bar; standard output carries the results. Everything here
+// belongs to the main thread; the state behind the functions is the process's own, like the streams
+// themselves.
 #pragma once
 
-#include <QtCore/QByteArray>
+#include <QtCore/QIODevice>
 #include <QtCore/QString>
 
 namespace readkey {
@@ -16,8 +17,11 @@ namespace console {
 // line().
 void prepareProcess();
 
-// Whether the user asked the process to end. A second request ends it at once.
-bool isInterrupted();
+// The signal by which the user asked the process to end, or 0. A second one ends it at once.
+int interruption();
+
+// Ends the process by the signal's default action, so that a shell's loop ends too.
+[[noreturn]] void endBySignal(int number);
 
 // Debug lines are off unless wanted here or by the environment's QT_LOGGING_RULES.
 void setDebugLines(bool wanted);
@@ -28,24 +32,30 @@ void line(const QString& text);
 // line() with "readkey: " before it.
 void error(const QString& text);
 
-// The bar is drawn only where standard error is a terminal and `wanted`; any line removes it.
-void showProgress(int percent, bool wanted);
+// The bar is drawn where standard error is a terminal, when it changes; any line removes it.
+void showProgress(int percent);
 void removeProgress();
 
 } // namespace console
 
-// Standard output, unbuffered. After the first failure nothing more is written.
-class StandardOutput {
+// Standard output, unbuffered. After the first failure, or an interruption, nothing more is
+// written. It claims to have written everything all the same, so that the work behind it goes on.
+class StandardOutput : public QIODevice {
 public:
-    void write(const QByteArray& bytes);
-    void write(const QString& text) { write(text.toUtf8()); }
+    StandardOutput();
 
-    bool hasFailed() const { return m_error != 0; }
-    QString reason() const; // of the failure
+    int failure() const { return m_error; } // an errno, or 0
+
     static bool isTerminal();
+    static int width(); // columns of the terminal; 0 where it is none
+    static bool isColoured();
+
+protected:
+    qint64 readData(char* data, qint64 size) override;
+    qint64 writeData(const char* data, qint64 size) override;
 
 private:
-    int m_error = 0; // an errno
+    int m_error = 0;
 };
 
 } // namespace readkey

@@ -175,7 +175,7 @@ bool FileCopier::copyBytes(const FileDescriptor& source, const FileDescriptor& t
         return failWithErrno();
     off_t copied = 0;
     for (;;) {
-        if (console::isInterrupted())
+        if ((console::interruption() != 0))
             return fail(QStringLiteral("interrupted"));
         const ssize_t size = readChunk(source.get(), m_buffer);
         if (size < 0 || !writeChunk(target.get(), m_buffer.data(), static_cast<size_t>(size)))

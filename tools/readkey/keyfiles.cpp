@@ -1,146 +1,181 @@
 #include "keyfiles.h"
 
+#include "text.h"
+
 #include "downloadkey/filenames.h"
 #include "scard/scardgeneric.h"
 
-#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QTextCodec>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <tuple>
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace readkey {
 
 namespace {
 
-constexpr qint64 SmallestFile = 5; // bytes
-constexpr int DriverCard = 1;
+// Whether a name with this extension can be that of a download.
+bool hasTachographExtension(const QString& name) {
+    const QString suffix = name.mid(name.lastIndexOf(QLatin1Char('.')));
+    return suffix.startsWith(QLatin1Char('.')) && (isDriverFileName(QLatin1String("C_") + suffix) ||
+                                                   isVehicleFileName(QLatin1String("S_") + suffix));
+}
 
-// Why the file cannot be worked on at all; empty when it can. `smallest` 0 allows any size.
-QString unusableReason(const QString& path, qint64 smallest) {
-    const QFileInfo info(path);
+void fail(LogFile& file, const QString& reason) {
+    file.status = LogFile::Failed;
+    file.reason = reason;
+}
+
+void skip(LogFile& file, const char* reason) {
+    file.status = LogFile::Skipped;
+    file.reason = QLatin1String(reason);
+}
+
+// Decides about one directory entry by what the file system and its name tell.
+LogFile examineEntry(int directory, const char* bytes) {
+    QTextCodec::ConverterState state;
+    const QString name = QTextCodec::codecForName("UTF-8")->toUnicode(
+        bytes, static_cast<int>(qstrlen(bytes)), &state);
+    LogFile file = fileOf(name);
+    struct stat status {};
+    if (::fstatat(directory, bytes, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        fail(file, QStringLiteral("cannot be read: ") + qt_error_string(errno));
+    else if (S_ISDIR(status.st_mode))
+        skip(file, "it is a directory");
+    else if (S_ISLNK(status.st_mode))
+        skip(file, "it is a link");
+    else if (!S_ISREG(status.st_mode))
+        skip(file, "it is no regular file");
+    else if (name.startsWith(QLatin1Char('.')))
+        skip(file, "it is hidden");
+    else if (file.kind == LogFile::Other)
+        skip(file, "it is not named like one");
+    else if (!file.downloaded.isValid())
+        skip(file, "its name has no valid date and time");
+    else if (state.invalidChars > 0 || state.remainingChars > 0)
+        fail(file, QStringLiteral("cannot be read: its name is not valid UTF-8"));
+    else if (::faccessat(directory, bytes, R_OK, 0) != 0)
+        fail(file, QStringLiteral("cannot be read: ") + qt_error_string(errno));
+    return file;
+}
+
+// Why the file cannot be worked on at all; empty when it can.
+QString openReason(QFile& file) {
+    const QFileInfo info(file.fileName());
     if (!info.exists())
         return QStringLiteral("the file is no longer there");
     if (info.isDir())
         return QStringLiteral("it is a directory");
-    if (info.size() < smallest)
+    if (info.size() < downloadkey::smallestUsableFile)
         return QStringLiteral("the file is too small (%1 bytes)").arg(info.size());
-    return {};
+    return file.open(QIODevice::ReadOnly) ? QString()
+                                          : QStringLiteral("cannot be read: ") + file.errorString();
 }
 
-QString openReason(QFile& file, const QString& path) {
-    QString reason = unusableReason(path, SmallestFile);
-    if (!reason.isEmpty() || file.open(QIODevice::ReadOnly))
-        return reason;
-    return file.errorString();
-}
-
-QString readCard(downloadkey::DownloadKey& key, const QString& path, const QDateTime& time,
-                 KeyContents& contents) {
-    QFile file(path);
-    QString reason = openReason(file, path);
-    if (!reason.isEmpty())
-        return reason;
-    scard::SCardGeneric generic(file, time.toUTC(), scard::FilenameRegion::Unknown);
-    aux::Error error = generic.readCardInfo();
-    if (!error.isEmpty() || generic.getCardType() != DriverCard)
-        return errorText(error);
-    const std::shared_ptr<scard::SCardGeneric> card = key.generateSpecific(generic);
-    error = card->calcDataSize();
-    if (error.isEmpty())
-        error = card->readData();
-    if (error.isEmpty())
-        contents.cards.push_back(card);
-    return errorText(error);
-}
-
-QString readVehicle(const QString& path, const QString& name, KeyContents& contents) {
-    QFile file(path);
-    QString reason = openReason(file, path);
-    if (!reason.isEmpty())
-        return reason;
-    const auto vehicle = std::make_shared<downloadkey::VehicleInfo>(file);
-    const aux::Error error = vehicle->read();
-    if (error.isEmpty())
-        contents.vehicles.push_back({name, vehicle});
-    return errorText(error);
-}
-
-// Qt's listings tell neither what they leave out nor that they failed: `error` is set to an errno
-// then.
-QStringList misnamedFiles(const QString& downloadDir, int& error) {
-    QStringList result;
-    const std::unique_ptr<DIR, int (*)(DIR*)> directory(
-        ::opendir(QFile::encodeName(downloadDir).constData()), ::closedir);
-    error = errno;
-    if (!directory)
-        return result;
-    for (;;) {
-        errno = 0;
-        const dirent* const entry = ::readdir(directory.get());
-        error = errno;
-        if (!entry)
-            break;
-        QTextCodec::ConverterState state;
-        const QString name = QTextCodec::codecForName("UTF-8")->toUnicode(
-            entry->d_name, static_cast<int>(std::strlen(entry->d_name)), &state);
-        if ((state.invalidChars > 0 || state.remainingChars > 0) && isValidFileName(name))
-            result.append(name);
-    }
-    result.sort();
-    return result;
+// Why a parser refused the file, as far as a look at its bytes can tell more than the parser did.
+QString parserReason(QFile& file, const aux::Error& error, bool isVehicle) {
+    file.seek(0);
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return QStringLiteral("cannot be read: ") + file.errorString();
+    const QByteArray begin = bytes.left(2);
+    if (isVehicle && begin != "\x76\x01" && begin != "\x76\x21" && begin != "\x76\x31")
+        return QStringLiteral("not a vehicle-unit download (begins with %1)")
+            .arg(QString::fromLatin1(begin.toHex(' ').toUpper()));
+    return QStringLiteral("damaged or cut off (%1)").arg(errorText(error));
 }
 
 } // namespace
 
-KeyFiles listKeyFiles(const QString& downloadDir) {
-    KeyFiles result;
-    result.misnamed = misnamedFiles(downloadDir, result.error);
-    const QFileInfoList entries =
-        QDir(downloadDir)
-            .entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    for (const QFileInfo& entry : entries) {
-        const QString name = entry.fileName();
-        QDateTime time;
-        if (!entry.isFile() || entry.isSymLink() || entry.isHidden() || !isValidFileName(name) ||
-            !getModificationTimeFromFileName(name, time))
-            ++result.others;
-        else if (!entry.isReadable() && entry.exists())
-            result.unreadable.append(name);
-        else
-            (isDriverFileName(name) ? result.cards : result.vehicles).push_back({name, time});
+LogFile fileOf(const QString& name) {
+    LogFile file;
+    file.name = name;
+    if (isValidFileName(name)) {
+        file.kind = isDriverFileName(name) ? LogFile::Card : LogFile::Vehicle;
+        getModificationTimeFromFileName(name, file.downloaded);
     }
-    for (std::vector<KeyFile>* files : {&result.cards, &result.vehicles}) {
-        std::stable_sort(files->begin(), files->end(),
-                         [](const KeyFile& a, const KeyFile& b) { return b.time < a.time; });
+    return file;
+}
+
+Listing listFiles(const QString& downloadDir) {
+    Listing result;
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(
+        ::opendir(QFile::encodeName(downloadDir).constData()), ::closedir);
+    if (!directory || ::access(QFile::encodeName(downloadDir).constData(), X_OK) != 0) {
+        result.error = errno;
+        return result;
     }
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = ::readdir(directory.get());
+        if (!entry)
+            break;
+        if (hasTachographExtension(QString::fromUtf8(entry->d_name)))
+            result.files.push_back(examineEntry(::dirfd(directory.get()), entry->d_name));
+        else if (qstrcmp(entry->d_name, ".") != 0 && qstrcmp(entry->d_name, "..") != 0)
+            ++result.otherEntries;
+    }
+    result.error = errno;
+    std::sort(result.files.begin(), result.files.end(), [](const LogFile& a, const LogFile& b) {
+        const bool aIsOk = a.status == LogFile::Ok;
+        const bool bIsOk = b.status == LogFile::Ok;
+        if (aIsOk != bIsOk)
+            return aIsOk;
+        if (!aIsOk || (a.kind == b.kind && a.downloaded == b.downloaded))
+            return a.name < b.name;
+        return a.kind != b.kind ? a.kind < b.kind : b.downloaded < a.downloaded;
+    });
     return result;
 }
 
-std::vector<FileFailure> examine(downloadkey::DownloadKey& key, const QString& downloadDir,
-                                 const KeyFiles& files, KeyContents& contents) {
-    std::vector<FileFailure> failures;
-    const auto pathOf = [&downloadDir](const KeyFile& file) {
-        return downloadDir + QLatin1Char('/') + file.name;
-    };
-    const auto note = [&failures](const KeyFile& file, const QString& reason) {
-        if (!reason.isEmpty())
-            failures.push_back({file.name, reason});
-    };
-    int count = 0;
-    for (const KeyFile& file : files.cards)
-        note(file, count++ < ParsedFiles ? readCard(key, pathOf(file), file.time, contents)
-                                         : unusableReason(pathOf(file), 0));
-    count = 0;
-    for (const KeyFile& file : files.vehicles)
-        note(file, count++ < ParsedFiles ? readVehicle(pathOf(file), file.name, contents)
-                                         : unusableReason(pathOf(file), SmallestFile));
-    return failures;
+void takeCard(const scard::SCardGeneric& card, LogFile& file) {
+    file.cardType = card.getCardType();
+    file.cardGeneration = card.is2ndGeneneration() ? 2 : 1;
+    file.cardNumber = card.cardNumber();
+    file.holder = card.holderName();
+}
+
+void readCard(downloadkey::DownloadKey& key, const QString& path, LogFile& file) {
+    QFile device(path);
+    const QString reason = openReason(device);
+    if (!reason.isEmpty())
+        return fail(file, reason);
+    scard::SCardGeneric generic(device, file.downloaded.toUTC(), scard::FilenameRegion::Unknown);
+    aux::Error error = generic.readCardInfo();
+    if (error.isEmpty() && !isDriverCard(generic.getCardType()))
+        return takeCard(generic, file);
+    if (error.isEmpty()) {
+        const std::shared_ptr<scard::SCardGeneric> card = key.generateSpecific(generic);
+        error = card->calcDataSize();
+        if (error.isEmpty())
+            error = card->readData();
+        if (error.isEmpty())
+            return takeCard(*card, file);
+    }
+    fail(file, parserReason(device, error, false));
+}
+
+std::unique_ptr<downloadkey::VehicleInfo> readVehicle(const QString& path, LogFile& file) {
+    QFile device(path);
+    const QString reason = openReason(device);
+    if (!reason.isEmpty()) {
+        fail(file, reason);
+        return nullptr;
+    }
+    auto vehicle = std::make_unique<downloadkey::VehicleInfo>(device);
+    const aux::Error error = vehicle->read();
+    if (error.isEmpty())
+        return vehicle;
+    fail(file, parserReason(device, error, true));
+    return nullptr;
 }
 
 QString errorText(const aux::Error& error) {

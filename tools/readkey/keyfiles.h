@@ -1,71 +1,39 @@
-// What is on a key, as readkey keeps it; and a second look at a key's files. The library's read()
-// tells only that some file failed. A person wants to know which and why, and wants to see the
-// others.
+// The files of a key, one by one: what a download directory holds, and what a single file holds.
+// The library's read() tells only that some file failed, and parses only the newest ones. A person
+// wants to know which and why, and wants to see all of them.
 #pragma once
+
+#include "logbook.h"
 
 #include "downloadkey/downloadkey.h"
 
-#include <QtCore/QDateTime>
-#include <QtCore/QString>
-#include <QtCore/QStringList>
-
 #include <memory>
-#include <vector>
 
 namespace readkey {
 
-// Of each kind only this many files, the newest, are parsed.
-constexpr int ParsedFiles = 100;
-
-struct KeyFile {
-    QString name; // without directory
-    QDateTime time;
+// What stands in a download directory.
+struct Listing {
+    // Card files, newest first, then vehicle-unit files, newest first; then those that are skipped
+    // or have failed already, by name. `key` is left to the caller.
+    std::vector<LogFile> files;
+    size_t otherEntries = 0; // that do not look like downloads
+    int error = 0;           // an errno when the directory could not be listed to its end
 };
 
-// The download files of a download directory, newest first.
-struct KeyFiles {
-    std::vector<KeyFile> cards;
-    std::vector<KeyFile> vehicles;
-    QStringList unreadable; // download files that this process may not read
-    QStringList misnamed;   // likewise, whose names are not UTF-8, so that no listing shows them
-    int others = 0;         // entries that are no download files
-    int error = 0;          // an errno when the directory could not be listed to its end
-};
+// Lists the directory by the same rules as the library, but with what the library passes over.
+Listing listFiles(const QString& downloadDir);
 
-struct VehicleFile {
-    QString name;
-    std::shared_ptr<downloadkey::VehicleInfo> info;
-};
+// What the bare name tells of a file that is to be read.
+LogFile fileOf(const QString& name);
 
-struct OfferedFile {
-    enum Copy { NotAsked, Copied, Kept, Failed };
+// Takes what `file` shows of the card.
+void takeCard(const scard::SCardGeneric& card, LogFile& file);
 
-    KeyFile file;
-    bool isCard = false;
-    Copy copy = NotAsked;
-};
+// Reads a card file into `file`; a failure is told there. `key` only lends its generateSpecific().
+void readCard(downloadkey::DownloadKey& key, const QString& path, LogFile& file);
 
-struct KeyContents {
-    std::vector<std::shared_ptr<scard::SCardGeneric>> cards; // driver cards
-    std::vector<VehicleFile> vehicles;
-    std::vector<OfferedFile> offered;
-    int others = 0;
-    bool complete = true; // no file failed
-};
-
-struct FileFailure {
-    QString name;
-    QString reason;
-};
-
-// Lists the directory by the same rules as the library, but unreadable files too.
-KeyFiles listKeyFiles(const QString& downloadDir);
-
-// Reads the files once more, as DownloadKey::read() does, puts those that can be read into
-// `contents`, and returns what is wrong with each of the others. `key` only lends its
-// generateSpecific().
-std::vector<FileFailure> examine(downloadkey::DownloadKey& key, const QString& downloadDir,
-                                 const KeyFiles& files, KeyContents& contents);
+// Reads a vehicle-unit file. Null when it fails, which is told in `file`.
+std::unique_ptr<downloadkey::VehicleInfo> readVehicle(const QString& path, LogFile& file);
 
 // The texts of an error's entries, in their order.
 QString errorText(const aux::Error& error);

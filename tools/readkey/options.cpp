@@ -1,101 +1,241 @@
 #include "options.h"
 
+#include "views.h"
+
 #include <QtCore/QCommandLineOption>
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDate>
+
+#include <algorithm>
 
 namespace readkey {
 
 namespace {
 
-struct Switches {
-    QCommandLineOption json{QStringLiteral("json"),
-                            QStringLiteral("Write JSON Lines: one event a line, as it happens.")};
-    QCommandLineOption csv{
-        QStringLiteral("csv"),
-        QStringLiteral(
-            "Write one line of CSV for each card insertion, with a header line. Times are "
-            "UTC. Control characters are written as \\x1B or \\u202E; nothing else is "
-            "changed, so let a spreadsheet import the columns as text: a name may look "
-            "like a formula.")};
-    QCommandLineOption copyTo{
-        QStringLiteral("copy-to"),
-        QStringLiteral("Copy every download file to <DIR>, which is made if it is missing. A copy "
-                       "that is there already is kept, never overwritten."),
-        QStringLiteral("DIR")};
-    QCommandLineOption downloadedDir{
-        QStringLiteral("downloaded-dir"),
-        QStringLiteral("Make sure that the key has a \"/downloaded\" "
-                       "directory. Give MOUNT_DIR as an absolute path: "
-                       "below a relative one it cannot be made.")};
-    QCommandLineOption remount{
-        QStringLiteral("remount"),
-        QStringLiteral("Remount MOUNT_DIR read-only at the end. Without it nothing is remounted.")};
-    QCommandLineOption verbose{
-        QStringLiteral("verbose"),
-        QStringLiteral("Write the library's debug lines to standard error.")};
+const char helpText[] = R"(Usage: readkey [options] PATH...
+Shows what is on download keys. PATH: where a key is mounted, or a folder of
+download files. Without a view: tables of drivers, vehicles and files.
+
+  --summary             totals by vehicle and driver instead of every insertion
+  --json                JSON Lines, one object for each file
+  --csv[=WHAT]          CSV of "insertions" (default), "cards" or "files"
+  --events              the library's own signals as JSON Lines, of one key
+  --vehicle PLATE       only insertions in vehicles with this in their plate
+  --driver TEXT         only those of drivers with this in name or card number
+  --from DATE           only those that end on or after 2024-03-15, for example
+  --to DATE             only those that begin on or before that day
+  --utc                 times in UTC (default: local time; JSON and CSV: UTC)
+  --copy-to DIR         copy every download file to DIR (default: copy nothing)
+  --downloaded-dir      make the key's "downloaded" directory (default: do not)
+  --remount             remount the key read-only at the end (default: do not)
+  --verbose             the library's debug lines on standard error
+  -h, --help            this text
+  -v, --version         the version
+
+Exit status: 0 success, 1 a key could not be opened or a file failed, 2 wrong
+usage. "man readkey" has formats and examples.
+)";
+
+struct Row {
+    const char* name;
+    const char* value; // what its value is called; null: it has none
+    char letter = 0;
 };
 
-CommandLine refuse(const QString& text) {
+constexpr Row otherOptions[] = {
+    {"events", nullptr},  {"vehicle", "PLATE"}, {"driver", "TEXT"},     {"from", "DATE"},
+    {"to", "DATE"},       {"utc", nullptr},     {"copy-to", "DIR"},     {"downloaded-dir", nullptr},
+    {"remount", nullptr}, {"verbose", nullptr}, {"help", nullptr, 'h'}, {"version", nullptr, 'v'},
+};
+
+std::vector<Row> allOptions() {
+    std::vector<Row> result(std::begin(otherOptions), std::end(otherOptions));
+    for (const View& view : views) {
+        if (view.option)
+            result.push_back({view.option, view.value});
+    }
+    return result;
+}
+
+CommandLine finished(CommandLine::Action action, const QString& text) {
     CommandLine result;
-    result.action = CommandLine::RefuseUsage;
+    result.action = action;
     result.text = text;
     return result;
 }
 
-CommandLine show(const QString& text) {
-    CommandLine result;
-    result.action = CommandLine::ShowText;
-    result.text = text;
+// How many letters must be changed, added or taken away to make one word of the other.
+int editDistance(const QString& a, const QString& b) {
+    std::vector<int> row(static_cast<size_t>(b.size()) + 1);
+    for (size_t j = 0; j < row.size(); ++j)
+        row[j] = static_cast<int>(j);
+    for (int i = 0; i < a.size(); ++i) {
+        int diagonal = i;
+        row[0] = i + 1;
+        for (size_t j = 1; j < row.size(); ++j) {
+            const int changed = diagonal + (a[i] == b[static_cast<int>(j) - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+// What the parser says, with the option that is most like an unknown one.
+QString withSuggestion(const QCommandLineParser& parser) {
+    QString text = parser.errorText();
+    const QStringList unknown = parser.unknownOptionNames();
+    if (unknown.isEmpty())
+        return text;
+    const QString name = unknown.first();
+    const auto likeness = [&name](const Row& row) {
+        const QString option = QLatin1String(row.name);
+        return name.size() > 1 && option.startsWith(name) ? 0 : editDistance(name, option);
+    };
+    const std::vector<Row> known = allOptions();
+    const auto best = std::min_element(known.begin(), known.end(), [&](const Row& a, const Row& b) {
+        return likeness(a) < likeness(b);
+    });
+    text = QStringLiteral("unknown option \"%1\"").arg(name);
+    if (likeness(*best) <= 2)
+        text += QStringLiteral("; did you mean \"--%1\"?").arg(QLatin1String(best->name));
+    return text;
+}
+
+// The values that the parser cannot check; returns what is wrong.
+class Values {
+public:
+    explicit Values(const QCommandLineParser& parser)
+        : m_parser(parser) {}
+
+    QString problem() const { return m_problem; }
+    bool isSet(const char* name) const { return m_parser.isSet(QLatin1String(name)); }
+
+    // Empty when the option was not given.
+    QString value(const char* name) {
+        const QStringList all = m_parser.values(QLatin1String(name));
+        if (all.isEmpty())
+            return {};
+        if (all.count(all.first()) != all.size())
+            refuse(QStringLiteral("--%1 was given twice, with different values"), name);
+        else if (all.first().isEmpty())
+            refuse(QStringLiteral("the value of --%1 is empty"), name);
+        return all.first();
+    }
+
+    QDate date(const char* name) {
+        const QString text = value(name);
+        const QDate date = QDate::fromString(text, Qt::ISODate);
+        if (isSet(name) && !date.isValid())
+            refuse(QStringLiteral("--%1 needs a date such as 2024-03-15, not \"") + text +
+                       QLatin1Char('"'),
+                   name);
+        return date;
+    }
+
+    void refuse(const QString& text, const char* name = "") {
+        if (m_problem.isEmpty())
+            m_problem = text.contains(QLatin1String("%1")) ? text.arg(QLatin1String(name)) : text;
+    }
+
+private:
+    const QCommandLineParser& m_parser;
+    QString m_problem;
+};
+
+Filter filterOf(Values& values, bool utc) {
+    Filter result;
+    result.plate = values.value("vehicle");
+    result.driver = values.value("driver");
+    const QDate from = values.date("from");
+    const QDate to = values.date("to");
+    const auto start = [utc](const QDate& date) {
+        return date.startOfDay(utc ? Qt::UTC : Qt::LocalTime).toSecsSinceEpoch();
+    };
+    if (from.isValid())
+        result.from = start(from);
+    if (to.isValid())
+        result.to = start(to.addDays(1));
+    if (from.isValid() && to.isValid() && to < from)
+        values.refuse(QStringLiteral("--from is later than --to"));
     return result;
+}
+
+void chooseView(Values& values, Options& options) {
+    QStringList given;
+    options.view = &views[0];
+    for (const View& view : views) {
+        if (!view.option || !values.isSet(view.option))
+            continue;
+        given.append(QLatin1String("--") + QLatin1String(view.option));
+        options.view = &view;
+        if (view.value)
+            options.viewArgument = values.value(view.option);
+    }
+    if (values.isSet("events")) {
+        given.append(QStringLiteral("--events"));
+        options.view = nullptr;
+        if (options.filter.isActive())
+            values.refuse(QStringLiteral("--events shows everything: it cannot be filtered"));
+        if (options.paths.size() > 1)
+            values.refuse(QStringLiteral("--events shows one key only"));
+    }
+    if (given.size() > 1)
+        values.refuse(given.join(QStringLiteral(" and ")) + QStringLiteral(" exclude each other"));
+    static const QStringList kinds = {QStringLiteral("insertions"), QStringLiteral("cards"),
+                                      QStringLiteral("files")};
+    if (values.isSet("csv") && !kinds.contains(options.viewArgument))
+        values.refuse(
+            QStringLiteral("--csv can be followed by \"=insertions\", \"=cards\" or \"=files\""));
+}
+
+CommandLine optionsOf(const QCommandLineParser& parser) {
+    CommandLine result;
+    Options& options = result.options;
+    Values values(parser);
+    options.paths = parser.positionalArguments();
+    if (options.paths.isEmpty())
+        values.refuse(QStringLiteral("PATH is missing: where is the key mounted?"));
+    if (options.paths.contains(QString()))
+        values.refuse(QStringLiteral("PATH is empty"));
+    options.utc = values.isSet("utc");
+    options.filter = filterOf(values, options.utc);
+    chooseView(values, options);
+    options.copyTo = values.value("copy-to");
+    options.makeDownloadedDir = values.isSet("downloaded-dir");
+    options.remount = values.isSet("remount");
+    options.verbose = values.isSet("verbose");
+    return values.problem().isEmpty() ? result
+                                      : finished(CommandLine::RefuseUsage, values.problem());
 }
 
 } // namespace
 
-CommandLine parseCommandLine(const QStringList& arguments) {
-    const Switches switches;
+CommandLine parseCommandLine(QStringList arguments) {
+    // The parser knows no option whose value may be left out.
+    const int end = arguments.indexOf(QStringLiteral("--"));
+    for (int i = 1; i < (end < 0 ? arguments.size() : end); ++i) {
+        if (arguments.at(i) == QLatin1String("--csv"))
+            arguments[i] = QStringLiteral("--csv=insertions");
+    }
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Shows the driver cards and vehicles on a mounted download key.\n\n"
-        "Exit status: 0 success; 1 the key could not be opened or a file failed; 2 wrong usage."));
-    const QCommandLineOption help = parser.addHelpOption();
-    const QCommandLineOption version = parser.addVersionOption();
-    parser.addOptions({switches.json, switches.csv, switches.copyTo, switches.downloadedDir,
-                       switches.remount, switches.verbose});
-    parser.addPositionalArgument(QStringLiteral("MOUNT_DIR"),
-                                 QStringLiteral("Where the key is mounted."));
-
+    for (const Row& row : allOptions()) {
+        QStringList names(QLatin1String(row.name));
+        if (row.letter != 0)
+            names.append(QString(QLatin1Char(row.letter)));
+        parser.addOption(QCommandLineOption(names, {}, QLatin1String(row.value)));
+    }
     const bool understood = parser.parse(arguments);
-    if (parser.isSet(help) || parser.isSet(QStringLiteral("help-all")))
-        return show(parser.helpText());
-    if (parser.isSet(version))
-        return show(QCoreApplication::applicationName() + QLatin1Char(' ') +
-                    QCoreApplication::applicationVersion() + QLatin1Char('\n'));
+    if (parser.isSet(QStringLiteral("help")))
+        return finished(CommandLine::ShowText, QLatin1String(helpText));
+    if (parser.isSet(QStringLiteral("version")))
+        return finished(CommandLine::ShowText,
+                        QCoreApplication::applicationName() + QLatin1Char(' ') +
+                            QCoreApplication::applicationVersion() + QLatin1Char('\n'));
     if (!understood)
-        return refuse(parser.errorText());
-
-    const QStringList directories = parser.positionalArguments();
-    if (directories.size() != 1)
-        return refuse(directories.isEmpty() ? QStringLiteral("MOUNT_DIR is missing")
-                                            : QStringLiteral("more than one MOUNT_DIR"));
-    if (directories.first().isEmpty())
-        return refuse(QStringLiteral("MOUNT_DIR is empty"));
-    if (parser.isSet(switches.json) && parser.isSet(switches.csv))
-        return refuse(QStringLiteral("--json and --csv exclude each other"));
-    if (parser.isSet(switches.copyTo) && parser.value(switches.copyTo).isEmpty())
-        return refuse(QStringLiteral("the directory of --copy-to is empty"));
-
-    CommandLine result;
-    result.options.mountDir = directories.first();
-    if (parser.isSet(switches.json))
-        result.options.format = Format::JsonLines;
-    else if (parser.isSet(switches.csv))
-        result.options.format = Format::Csv;
-    result.options.copyTo = parser.value(switches.copyTo);
-    result.options.makeDownloadedDir = parser.isSet(switches.downloadedDir);
-    result.options.remount = parser.isSet(switches.remount);
-    result.options.verbose = parser.isSet(switches.verbose);
-    return result;
+        return finished(CommandLine::RefuseUsage, withSuggestion(parser));
+    return optionsOf(parser);
 }
 
 } // namespace readkey

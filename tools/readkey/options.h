@@ -1,6 +1,8 @@
 // The command line of readkey, as plain values.
 #pragma once
 
+#include "logbook.h"
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
@@ -8,15 +10,18 @@ namespace readkey {
 
 enum ExitStatus {
     ExitSuccess = 0,
-    ExitFailure = 1, // the key could not be opened, or something that was asked for failed
+    ExitFailure = 1, // a key could not be opened, or something that was asked for failed
     ExitUsage = 2,
 };
 
-enum class Format { Table, JsonLines, Csv };
+struct View;
 
 struct Options {
-    QString mountDir; // as it was given
-    Format format = Format::Table;
+    QStringList paths;          // as they were given
+    const View* view = nullptr; // none: the library's own events
+    QString viewArgument;       // of --csv: what; of --html: the file
+    Filter filter;
+    bool utc = false;
     QString copyTo; // empty: nothing is copied
     bool makeDownloadedDir = false;
     bool remount = false;
@@ -24,14 +29,14 @@ struct Options {
 };
 
 struct CommandLine {
-    enum Action { ReadKey, ShowText, RefuseUsage };
+    enum Action { ReadKeys, ShowText, RefuseUsage };
 
-    Action action = ReadKey;
-    Options options; // for ReadKey
+    Action action = ReadKeys;
+    Options options; // for ReadKeys
     QString text;    // for the others: help, version, or what is wrong
 };
 
 // `arguments` begins with the program's name.
-CommandLine parseCommandLine(const QStringList& arguments);
+CommandLine parseCommandLine(QStringList arguments);
 
 } // namespace readkey

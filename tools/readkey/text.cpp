@@ -1,6 +1,9 @@
 #include "text.h"
 
-#include <QtCore/QVector>
+#include "downloadkey/downloadkey.h"
+
+#include <QtCore/QDate>
+#include <QtCore/QTimeZone>
 
 #include <algorithm>
 
@@ -57,6 +60,9 @@ QString validUtf16(const QString& text) {
 }
 
 QString printable(const QString& text) {
+    const auto isPlain = [](QChar c) { return c.unicode() >= 0x20 && c.unicode() < 0x7F; };
+    if (std::all_of(text.begin(), text.end(), isPlain))
+        return text;
     QString result;
     result.reserve(text.size());
     for (const QChar character : validUtf16(text)) {
@@ -78,22 +84,65 @@ int displayWidth(const QString& text) {
     return width;
 }
 
-QString localTime(const QDateTime& time) {
-    if (!time.isValid() || isOpenEnd(time))
-        return QStringLiteral("-");
-    return time.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm"));
+QString counted(size_t count, const char* noun) {
+    return QString::number(count) + QLatin1Char(' ') + QLatin1String(noun) +
+           QLatin1String(count == 1 ? "" : "s");
 }
 
-QString utcTime(const QDateTime& time) {
-    return time.isValid() ? time.toUTC().toString(Qt::ISODate) : QString();
+bool isDriverCard(int cardType) {
+    return cardType == static_cast<int>(downloadkey::CardType::DriverCard);
 }
 
-bool isOpenEnd(const QDateTime& time) {
-    return time.isValid() && time.toSecsSinceEpoch() == qint64{0xFFFFFFFF};
+QString cardTypeName(int type) {
+    static const char* const names[] = {"driver", "workshop", "control", "company"};
+    return type >= 1 && type <= 4 ? QString::fromLatin1(names[type - 1]) : QString::number(type);
 }
 
-QString odometer(quint32 value, const QString& none) {
-    return value == NoOdometer ? none : QString::number(value);
+QByteArray utcTime(qint64 seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    char text[32];
+    ::gmtime_r(&time, &parts);
+    const size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return QByteArray(text, static_cast<int>(size));
+}
+
+QString Clock::zone() const {
+    if (m_utc)
+        return QStringLiteral("UTC");
+    const QByteArray id = QTimeZone::systemTimeZoneId();
+    return QStringLiteral("local: ") +
+           (id.isEmpty() ? QStringLiteral("an unnamed zone") : printable(QString::fromUtf8(id)));
+}
+
+std::tm Clock::parts(qint64 seconds) const {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm result{};
+    if (m_utc)
+        ::gmtime_r(&time, &result);
+    else
+        ::localtime_r(&time, &result);
+    return result;
+}
+
+QString Clock::minute(qint64 seconds) const {
+    const std::tm time = parts(seconds);
+    char text[32];
+    const size_t size = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &time);
+    return QString::fromLatin1(text, static_cast<int>(size));
+}
+
+QString Clock::end(qint64 from, qint64 seconds) const {
+    const std::tm first = parts(from);
+    const std::tm last = parts(seconds);
+    const auto date = [](const std::tm& time) {
+        return QDate(time.tm_year + 1900, time.tm_mon + 1, time.tm_mday);
+    };
+    const QString text = minute(seconds).mid(11);
+    if (first.tm_yday == last.tm_yday && first.tm_year == last.tm_year)
+        return text;
+    return text +
+           QString::asprintf(" %+lldd", static_cast<long long>(date(first).daysTo(date(last))));
 }
 
 } // namespace readkey

@@ -1,15 +1,13 @@
-// Text that comes from a key, made fit for people and terminals. Whoever wrote the key chose its
-// file names and the names inside its files, so none of them may reach a terminal unexamined. Pure
-// functions.
+// Text and times for people and programs. Whoever wrote a key chose its file names and the names
+// inside its files, so none of them may reach a terminal unexamined. Pure functions, but for the
+// process's time zone.
 #pragma once
 
-#include <QtCore/QDateTime>
 #include <QtCore/QString>
 
-namespace readkey {
+#include <ctime>
 
-// An odometer field without a value.
-constexpr quint32 NoOdometer = 0xFFFFFFFF;
+namespace readkey {
 
 // Whether a terminal may act on the character rather than show it: control characters, line and
 // paragraph separators, and what changes the direction of writing.
@@ -24,17 +22,33 @@ QString printable(const QString& text);
 // Columns that the text takes on a terminal: none for combining marks, two for wide characters.
 int displayWidth(const QString& text);
 
-// "2024-03-15 09:30" in local time; "-" where there is no time, and for the time 0xFFFFFFFF, with
-// which vehicle units mark a card that has not been withdrawn.
-QString localTime(const QDateTime& time);
+// "1 file", "2 files".
+QString counted(size_t count, const char* noun);
 
-// "2024-03-15T08:30:00Z"; empty where there is no time (or none that this form can express).
-QString utcTime(const QDateTime& time);
+// As the card library numbers the kinds of cards.
+bool isDriverCard(int cardType);
 
-// Whether it is the time 0xFFFFFFFF: not yet.
-bool isOpenEnd(const QDateTime& time);
+// "driver", "workshop", "control", "company" or the number.
+QString cardTypeName(int type);
 
-// The number, or `none` for an odometer without a value.
-QString odometer(quint32 value, const QString& none);
+// "2024-03-15T08:30:00Z" of seconds since 1970.
+QByteArray utcTime(qint64 seconds);
+
+// Presents times in one zone: UTC or the process's own.
+class Clock {
+public:
+    explicit Clock(bool utc)
+        : m_utc(utc) {}
+
+    QString zone() const;                 // "UTC", or "local: Europe/Berlin"
+    QString minute(qint64 seconds) const; // "2024-03-15 08:30"
+    // The end of what began at `from`: "08:30", with "+1d" behind it where it is another day.
+    QString end(qint64 from, qint64 seconds) const;
+
+private:
+    std::tm parts(qint64 seconds) const;
+
+    bool m_utc;
+};
 
 } // namespace readkey

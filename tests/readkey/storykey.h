@@ -1,0 +1,77 @@
+// A key with a story that every view tells: who drove which vehicle when, in March 2024.
+//
+//   AB 123 CD  Jo Sample drives on the 13th; twelve kilometres later, and past midnight, Käthe
+//   O"Neil
+//              drives with Jo as co-driver; on the 15th someone without a name has a card in it
+//              still. A download of the evening of the 13th has the same, as far as it had come.
+//   XY 9       was downloaded in November, and never since. Its odometer was lost.
+#pragma once
+
+#include "samples/samples.h"
+#include "tests/support/samplefiles.h"
+#include "tests/support/testkey.h"
+
+#include <QtCore/QDateTime>
+
+// Seconds since 1970 of a UTC time such as "2024-03-13 06:00".
+inline quint32 at(const char* time) {
+    const QDateTime result = QDateTime::fromString(QLatin1String(time), "yyyy-MM-dd hh:mm");
+    if (!result.isValid())
+        qFatal("%s is no time", time);
+    return static_cast<quint32>(
+        QDateTime(result.date(), result.time(), Qt::UTC).toSecsSinceEpoch());
+}
+
+constexpr quint32 stillInserted = 0xFFFFFFFF;
+constexpr quint32 noKilometres = 0xFFFFFF;
+
+inline samples::CardRecord insertion(const char* firstNames, const char* surname, quint32 from,
+                                     quint32 kmFrom, quint32 to, quint32 kmTo,
+                                     unsigned char slot = 0) {
+    return {surname, firstNames, "DF00000000000100", from, kmFrom, slot, to, kmTo};
+}
+
+inline QByteArray vehicleFile(const char* plate,
+                              const std::vector<std::vector<samples::CardRecord>>& days) {
+    samples::VehicleUnit unit;
+    unit.plate = plate;
+    unit.days.resize(days.size());
+    for (size_t i = 0; i < days.size(); ++i) {
+        unit.days[i].date = at("2024-03-13 00:00") + static_cast<quint32>(i) * 86400;
+        unit.days[i].cardRecords = days[i];
+    }
+    return samples::vehicleUnitFile(unit);
+}
+
+inline void tellStory(const TestKey& key) {
+    const auto jo =
+        insertion("Jo", "Sample", at("2024-03-13 06:00"), 1000, at("2024-03-13 14:00"), 1200);
+    const auto overMidnight = insertion("K\xE4the", "O\"Neil", at("2024-03-13 22:00"), 1212,
+                                        at("2024-03-14 04:00"), 1400);
+    const auto beside =
+        insertion("Jo", "Sample", at("2024-03-13 22:01"), 1212, at("2024-03-14 04:00"), 1400, 1);
+    const auto open = insertion("", "", at("2024-03-15 06:00"), 1400, stillInserted, noKilometres);
+    auto notYet = overMidnight;
+    notYet.withdrawalTime = stillInserted;
+    notYet.odometerAtWithdrawal = noKilometres;
+    key.write("download/M_20240315_0830_AB123CD.DDD",
+              vehicleFile("AB 123 CD", {{jo, overMidnight, beside}, {overMidnight}, {open}}));
+    key.write("download/M_20240313_2330_AB123CD.DDD", vehicleFile("AB 123 CD", {{jo, notYet}}));
+    key.write("download/V_XY9_20231101_0830.TGD",
+              vehicleFile("XY 9", {{insertion("Jo", "Sample", at("2023-10-31 06:00"), noKilometres,
+                                              0, noKilometres)}}));
+    key.write("download/C_20240215_0815_J_SAMPLE.DDD", smallCard("DF00000000000100", 1, 2));
+    key.write("download/C_20240314_0815_W.DDD", smallCard("DW00000000000500", 2));
+}
+
+// What is no download, and one download that fails.
+inline void addOddities(const TestKey& key) {
+    key.write("download/M_20240310_0830_BAD.DDD", QByteArray(700, '\xD2'));
+    key.makeDir("download/M_20240309_0830_DIR.DDD");
+    key.makeLink("download/M_20240308_0830_LINK.DDD", "/dev/null");
+    key.makePipe("download/M_20240308_0830_PIPE.DDD");
+    key.write("download/.M_20240307_0830_HIDDEN.DDD", "x");
+    key.write("download/M_20241307_0830_NEVER.DDD", "x");
+    key.write("download/notes.ddd", "x");
+    key.write("download/readme.txt", "x");
+}

@@ -1,0 +1,31 @@
+#include "json.h"
+
+#include "text.h"
+
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+
+namespace readkey {
+
+QByteArray jsonString(const QString& text) {
+    const QJsonArray array{validUtf16(text)};
+    const QString json = QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
+    QString result;
+    for (const QChar character : json.mid(1, json.size() - 2)) {
+        if (isUnsafe(character))
+            result += QString::asprintf("\\u%04x", unsigned{character.unicode()});
+        else
+            result += character;
+    }
+    return result.toUtf8();
+}
+
+QByteArray jsonStringOrNull(const QString& text) {
+    return text.isEmpty() ? QByteArrayLiteral("null") : jsonString(text);
+}
+
+QByteArray jsonTime(qint64 seconds) {
+    return '"' + utcTime(seconds) + '"';
+}
+
+} // namespace readkey

@@ -1,0 +1,75 @@
+// One key from open to close: drives the library the way any host does, listens to its signals,
+// puts what it hears into the logbook, and turns what went wrong into plain words. It also reads a
+// folder of download files, which is no key to the library. A reader is used once, on the main
+// thread.
+#pragma once
+
+#include "events.h"
+#include "filecopier.h"
+#include "keyfiles.h"
+#include "options.h"
+
+#include "downloadkey/downloadkey.h"
+
+#include "auxiliary/configuration.h"
+
+#include <QtCore/QMap>
+
+#include <functional>
+#include <memory>
+
+namespace readkey {
+
+class KeyReader {
+public:
+    // Everything must outlive the reader. `copier` is null where nothing is to be copied or nothing
+    // can be; `events` is null unless the library's own signals are to be shown.
+    KeyReader(const Options& options, const QString& path, LogbookBuilder& book, FileCopier* copier,
+              EventWriter* events);
+    ~KeyReader();
+    KeyReader(const KeyReader&) = delete;
+    KeyReader& operator=(const KeyReader&) = delete;
+
+    // Returns whether everything that was asked for was done. `progress` hears percents.
+    bool read(const std::function<void(int)>& progress);
+
+    // The directory of a key's download files below its mount directory; empty where there is none.
+    static QString downloadDirOf(const QString& mountDir);
+
+private:
+    using DriverCards = std::vector<std::shared_ptr<scard::SCardGeneric>>;
+    using VehicleInfos = std::vector<std::shared_ptr<downloadkey::VehicleInfo>>;
+
+    void setUpHost();
+    void connectSignals();
+    void findDirectories();
+    void listDirectory();
+    bool openKey();
+    void readKey();
+    void takeResults(const DriverCards& cards, const VehicleInfos& vehicles);
+    void addFiles(bool listedOnly);
+    void addFile(LogFile file);
+    LogFile::Copy copyFile(const QString& path, const QDateTime& time);
+    void remount(const QString& mountDir);
+    QString reasonNotOpened() const;
+    void fail(const QString& file, const QString& reason);
+
+    const Options& m_options;
+    const QString m_path;
+    LogbookBuilder& m_book;
+    FileCopier* m_copier;
+    EventWriter* m_events;
+    aux::Configuration m_configuration;
+    downloadkey::DownloadKey m_key;
+    std::function<void(int)> m_progress;
+    QString m_mountDir; // empty for a folder
+    QString m_downloadDir;
+    Listing m_listing;                     // as it was when the key was opened
+    QStringList m_offered;                 // names, in the library's order
+    QMap<QString, LogFile::Copy> m_copies; // by name, like these
+    QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles; // that the library parsed
+    QMap<QString, std::shared_ptr<scard::SCardGeneric>> m_cards;
+    bool m_failed = false;
+};
+
+} // namespace readkey

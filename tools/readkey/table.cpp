@@ -1,0 +1,110 @@
+#include "table.h"
+
+#include "console.h"
+#include "text.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace readkey {
+
+namespace {
+
+constexpr int shortestName = 8;
+
+// The text cut to so many columns, with an ellipsis at its end.
+QString shortened(const QString& text, int width) {
+    QString result = text;
+    while (!result.isEmpty() && displayWidth(result) > width - 1)
+        result.chop(result.size() > 1 && result.at(result.size() - 1).isLowSurrogate() ? 2 : 1);
+    return result + QChar(0x2026);
+}
+
+} // namespace
+
+Paper Paper::ofStandardOutput() {
+    return {StandardOutput::width(), StandardOutput::isColoured()};
+}
+
+QString Paper::heading(const QString& text) const {
+    return isColoured ? QLatin1String("\033[1m") + text + QLatin1String("\033[0m") : text;
+}
+
+QString Paper::alarm(const QString& text) const {
+    return isColoured ? QLatin1String("\033[31m") + text + QLatin1String("\033[0m") : text;
+}
+
+Table::Table(const std::vector<Column>& columns)
+    : m_columns(columns) {
+    std::vector<QString> titles;
+    for (const Column& column : columns)
+        titles.push_back(QLatin1String(column.title));
+    addRow(titles);
+}
+
+void Table::addRow(const std::vector<QString>& cells, bool isAlarm) {
+    for (const QString& cell : cells) {
+        const QString text = printable(cell);
+        m_cells.push_back({text, displayWidth(text)});
+    }
+    m_alarms.push_back(isAlarm);
+}
+
+std::vector<int> Table::columnWidths(const Paper& paper) const {
+    std::vector<int> widths(m_columns.size());
+    for (size_t i = 0; i < m_cells.size(); ++i) {
+        const size_t column = i % widths.size();
+        const int limit = paper.width == 0 ? m_columns[column].limit : 0;
+        if (limit == 0 || m_cells[i].width <= limit)
+            widths[column] = std::max(widths[column], m_cells[i].width);
+    }
+    const int gaps = 2 * static_cast<int>(widths.size());
+    int tooMuch =
+        paper.width == 0 ? 0 : std::accumulate(widths.begin(), widths.end(), gaps) - paper.width;
+    for (size_t i = widths.size(); i-- > 0;) {
+        const int cut = std::min(tooMuch, widths[i] - shortestName);
+        if (cut <= 0 || m_columns[i].kind != Column::Name)
+            continue;
+        widths[i] -= cut;
+        tooMuch -= cut;
+    }
+    return widths;
+}
+
+QString Table::line(size_t row, const std::vector<int>& widths, bool onTerminal) const {
+    QString result;
+    int position = 0;
+    for (size_t i = 0; i < widths.size(); ++i) {
+        Cell cell = m_cells[row * widths.size() + i];
+        if (cell.width > widths[i] && onTerminal) {
+            cell.text = shortened(cell.text, widths[i]);
+            cell.width = displayWidth(cell.text);
+        } else if (cell.width > widths[i]) {
+            result += QLatin1String("  ") + cell.text + QLatin1Char('\n') +
+                      QString(position, QLatin1Char(' '));
+            cell = {{}, 0};
+        }
+        const QString blanks(widths[i] - cell.width, QLatin1Char(' '));
+        result += QLatin1String("  ");
+        result += m_columns[i].kind == Column::Right ? blanks + cell.text : cell.text + blanks;
+        position += 2 + widths[i];
+    }
+    while (result.endsWith(QLatin1Char(' ')))
+        result.chop(1);
+    return result;
+}
+
+QString Table::text(const Paper& paper) const {
+    const std::vector<int> widths = columnWidths(paper);
+    QString result;
+    for (size_t row = 0; row < m_alarms.size(); ++row) {
+        QString text = line(row, widths, paper.width > 0);
+        if (paper.width > 0 && displayWidth(text) > paper.width)
+            text = shortened(text, paper.width);
+        result += m_alarms[row] ? paper.alarm(text) : row == 0 ? paper.heading(text) : text;
+        result += QLatin1Char('\n');
+    }
+    return result;
+}
+
+} // namespace readkey

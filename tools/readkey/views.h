@@ -1,0 +1,31 @@
+// The ways to show a logbook. A view is a function in a file of its own and one line in the table.
+#pragma once
+
+#include "logbook.h"
+#include "options.h"
+
+#include <QtCore/QIODevice>
+
+namespace readkey {
+
+struct View {
+    const char* option; // without dashes; null: the default
+    const char* value;  // what the option's value is called; null: it has none
+    bool intoFile;      // the value names the file to write; "-" is standard output
+    // Writes the whole view. An error of the device is for the caller to see.
+    void (*write)(const Logbook& book, const Options& options, QIODevice& out);
+};
+
+void writeTables(const Logbook& book, const Options& options, QIODevice& out);
+void writeSummary(const Logbook& book, const Options& options, QIODevice& out);
+void writeJson(const Logbook& book, const Options& options, QIODevice& out);
+void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
+
+constexpr View views[] = {
+    {nullptr, nullptr, false, writeTables},
+    {"summary", nullptr, false, writeSummary},
+    {"json", nullptr, false, writeJson},
+    {"csv", "WHAT", false, writeCsv},
+};
+
+} // namespace readkey
