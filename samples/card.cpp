@@ -1,12 +1,58 @@
 #include "samples/writer.h"
 
+#include <algorithm>
+
 namespace samples {
 
 namespace {
 
-enum CardType : unsigned char { Driver = 1, Workshop = 2, Control = 3, Company = 4 };
-
 constexpr std::uint32_t cardLifetime = 5 * 365 * secondsPerDay;
+
+// EF identifiers of a card.
+enum FileId : unsigned {
+    Icc = 0x0002,
+    Ic = 0x0005,
+    ApplicationIdentification = 0x0501,
+    EventsData = 0x0502,
+    FaultsData = 0x0503,
+    DriverActivityData = 0x0504,
+    VehiclesUsed = 0x0505,
+    Places = 0x0506,
+    CurrentUsage = 0x0507,
+    ControlActivityData = 0x0508,
+    CardDownloadWorkshop = 0x0509,
+    Calibration = 0x050A,
+    SensorInstallationData = 0x050B,
+    ControllerActivityData = 0x050C,
+    CompanyActivityData = 0x050D,
+    CardDownloadDriver = 0x050E,
+    Identification = 0x0520,
+    DrivingLicenceInfo = 0x0521,
+    SpecificConditions = 0x0522,
+    VehicleUnitsUsed = 0x0523,
+    GnssPlaces = 0x0524,
+    CardCertificate = 0xC100,
+    CardSignCertificate = 0xC101,
+    CaCertificate = 0xC108,
+    LinkCertificate = 0xC109,
+};
+
+// How many records of each kind a card holds, and the bytes of its daily activities.
+struct Capacity {
+    std::uint32_t eventsPerType, faultsPerType, activityBytes, vehicles, places;
+    std::uint32_t specificConditions, calibrations, gnssPlaces, vehicleUnits;
+};
+
+constexpr Capacity driverGen1 = {12, 24, 13776, 200, 112, 56, 0, 0, 0};
+constexpr Capacity driverGen2 = {12, 24, 13776, 200, 112, 112, 0, 336, 200};
+constexpr Capacity workshopGen1 = {3, 6, 198, 4, 6, 2, 88, 0, 0};
+constexpr Capacity workshopGen2 = {3, 6, 492, 8, 8, 4, 255, 24, 8};
+
+const Capacity& capacityOf(unsigned char cardType, bool isSecond) {
+    if (cardType == Workshop)
+        return isSecond ? workshopGen2 : workshopGen1;
+    return isSecond ? driverGen2 : driverGen1;
+}
 
 // Builds the files of one card for one of its two applications, each followed by its signature.
 class Application {
@@ -14,55 +60,73 @@ public:
     Application(const Card& card, int generation, QByteArray& out)
         : m_card(card)
         , m_gen2(generation == 2)
+        , m_capacity(capacityOf(card.type, m_gen2))
         , m_noise(card.noise * 2 + static_cast<std::uint32_t>(generation))
         , m_out(out) {}
 
     void write() {
-        signedFile(0x0501, applicationIdentification());
+        signedFile(ApplicationIdentification, applicationIdentification());
         certificates();
-        signedFile(0x0520, identification());
-        if (m_card.type == Driver || m_card.type == Workshop)
+        signedFile(Identification, identification());
+        if (m_card.type == Driver)
             driverFiles();
+        if (m_card.type == Workshop)
+            workshopFiles();
+        if (hasActivities())
+            activityFiles();
         else
-            signedFile(m_card.type == Control ? 0x050C : 0x050D, Writer().fill(10582, 0).bytes);
+            signedFile(m_card.type == Control ? ControllerActivityData : CompanyActivityData,
+                       zeros(2, activityRecords, 46));
     }
 
 private:
+    static constexpr std::uint32_t activityRecords = 230; // of control and company cards
+
+    bool hasActivities() const { return m_card.type == Driver || m_card.type == Workshop; }
+
+    // A pointer or counter of so many bytes, and records that are not in use yet.
+    static QByteArray zeros(std::uint32_t pointer, std::uint32_t count, std::uint32_t size) {
+        return QByteArray(static_cast<int>(pointer + count * size), '\0');
+    }
     void plainFile(unsigned id, const QByteArray& value) {
         m_out.append(cardBlock(static_cast<unsigned short>(id), m_gen2 ? 2 : 0, value));
     }
+    // The cards of control bodies and companies do not sign.
     void signedFile(unsigned id, const QByteArray& value) {
         plainFile(id, value);
-        m_out.append(cardBlock(static_cast<unsigned short>(id), m_gen2 ? 3 : 1,
-                               m_noise.bytes(m_gen2 ? signatureSizeGen2 : signatureSizeGen1)));
+        if (hasActivities())
+            m_out.append(cardBlock(static_cast<unsigned short>(id), m_gen2 ? 3 : 1,
+                                   m_noise.bytes(m_gen2 ? signatureSizeGen2 : signatureSizeGen1)));
     }
     void certificates() {
-        if (!m_gen2) {
-            plainFile(0xC100, m_noise.bytes(certificateSizeGen1));
-            plainFile(0xC108, m_noise.bytes(certificateSizeGen1));
-            return;
-        }
-        for (const unsigned id : {0xC100U, 0xC101U, 0xC108U, 0xC109U})
-            plainFile(id, m_noise.bytes(certificateSizeGen2));
+        const int size = m_gen2 ? certificateSizeGen2 : certificateSizeGen1;
+        plainFile(CardCertificate, m_noise.bytes(size));
+        if (m_gen2 && hasActivities())
+            plainFile(CardSignCertificate, m_noise.bytes(size));
+        plainFile(CaCertificate, m_noise.bytes(size));
+        if (m_gen2)
+            plainFile(LinkCertificate, m_noise.bytes(size));
     }
 
     QByteArray applicationIdentification() const {
         Writer writer;
         writer.u8(m_card.type).u16(m_gen2 ? 0x0100 : 0x0000);
-        if (m_card.type == Control || m_card.type == Company)
-            return writer.u16(230).bytes;
-        writer.u8(12).u8(24).u16(13776).u16(200);
-        if (m_gen2)
-            writer.u16(112).u16(336).u16(112).u16(200);
-        else
-            writer.u8(112);
+        if (!hasActivities())
+            return writer.u16(activityRecords).bytes;
+        writer.u8(m_capacity.eventsPerType).u8(m_capacity.faultsPerType);
+        writer.u16(m_capacity.activityBytes).u16(m_capacity.vehicles);
+        m_gen2 ? writer.u16(m_capacity.places) : writer.u8(m_capacity.places);
         if (m_card.type == Workshop)
-            m_gen2 ? writer.u16(88) : writer.u8(88);
+            m_gen2 ? writer.u16(m_capacity.calibrations) : writer.u8(m_capacity.calibrations);
+        if (m_gen2)
+            writer.u16(m_capacity.gnssPlaces)
+                .u16(m_capacity.specificConditions)
+                .u16(m_capacity.vehicleUnits);
         return writer.bytes;
     }
 
     // Of the card (65 bytes) and of its holder. The cards of workshops, control bodies and
-    // companies name their organisation and its address first, in the same two fields.
+    // companies name their organisation and its address first.
     QByteArray identification() const {
         const QByteArray names = textField(m_card.surname, 36, m_card.codePage) +
                                  textField(m_card.firstNames, 36, m_card.codePage);
@@ -72,78 +136,100 @@ private:
             .raw(textField("Sample Authority", 36))
             .u32(m_card.issueTime)
             .u32(m_card.issueTime)
-            .u32(m_card.issueTime + cardLifetime)
-            .raw(names);
-        if (m_card.type == Driver)
-            writer.u32(0x19800229); // binary-coded decimal
-        else if (m_card.type != Company)
+            .u32(m_card.issueTime + cardLifetime);
+        if (m_card.type != Driver)
+            writer.raw(textField("Sample Organisation", 36))
+                .raw(textField("4 Example Road, Sampleton", 36));
+        if (m_card.type != Company)
             writer.raw(names);
+        if (m_card.type == Driver)
+            writer.u32(bcd(19800229)); // the date of birth
         return writer.ascii("en", 2).bytes;
     }
 
     void driverFiles() {
-        if (m_card.type == Driver) {
-            plainFile(0x050E, Writer().u32(m_card.issueTime).bytes);
-            signedFile(0x0521, Writer()
-                                   .raw(textField("Sample Authority", 36))
-                                   .u8(nation)
-                                   .ascii("L0000000", 16)
-                                   .bytes);
-        } else {
-            plainFile(0x0509, Writer().u16(1).bytes);
-            signedFile(0x050A, Writer().fill(m_gen2 ? 9244 : 9243, 0).bytes);
-            signedFile(0x050B, Writer().fill(16, 0).bytes);
-        }
-        signedFile(0x0502, Writer().fill((m_gen2 ? 11 : 6) * 12 * 24, 0).bytes);
-        signedFile(0x0503, Writer().fill(2 * 24 * 24, 0).bytes);
-        signedFile(0x0504, dailyActivities());
-        signedFile(0x0505, vehiclesUsed());
-        signedFile(0x0506, Writer().fill(m_gen2 ? 2 + 112 * 21 : 1 + 112 * 10, 0).bytes);
-        signedFile(0x0507, Writer().u32(m_card.issueTime).raw(registration("AB 123 CD", 1)).bytes);
-        signedFile(0x0508, Writer().fill(46, 0).bytes);
-        signedFile(0x0522, Writer().fill(m_gen2 ? 2 + 112 * 5 : 56 * 5, 0).bytes);
+        plainFile(CardDownloadDriver, Writer().u32(m_card.issueTime).bytes);
+        signedFile(
+            DrivingLicenceInfo,
+            Writer().raw(textField("Sample Authority", 36)).u8(nation).ascii("L0000000", 16).bytes);
+    }
+    void workshopFiles() {
+        plainFile(CardDownloadWorkshop, Writer().u16(1).bytes);
+        signedFile(Calibration, m_gen2 ? zeros(4, m_capacity.calibrations, 178)
+                                       : zeros(3, m_capacity.calibrations, 105));
+        signedFile(SensorInstallationData, zeros(m_gen2 ? 18 : 16, 0, 0));
+    }
+    // What the cards have whose holders drive.
+    void activityFiles() {
+        const std::uint32_t eventTypes = m_gen2 ? 11 : 6, faultTypes = 2, incidentSize = 24;
+        signedFile(EventsData, zeros(0, eventTypes * m_capacity.eventsPerType, incidentSize));
+        signedFile(FaultsData, zeros(0, faultTypes * m_capacity.faultsPerType, incidentSize));
+        signedFile(DriverActivityData, dailyActivities());
+        signedFile(VehiclesUsed, vehiclesUsed());
+        signedFile(Places,
+                   m_gen2 ? zeros(2, m_capacity.places, 21) : zeros(1, m_capacity.places, 10));
+        signedFile(CurrentUsage,
+                   Writer().u32(m_card.issueTime).raw(registration("AB 123 CD", 1)).bytes);
+        signedFile(ControlActivityData, zeros(0, 1, 46));
+        signedFile(SpecificConditions, zeros(m_gen2 ? 2 : 0, m_capacity.specificConditions, 5));
         if (m_gen2) {
-            signedFile(0x0523, Writer().fill(2 + 200 * 10, 0).bytes);
-            signedFile(0x0524, Writer().fill(2 + 336 * 18, 0).bytes);
+            signedFile(VehicleUnitsUsed, zeros(2, m_capacity.vehicleUnits, 10));
+            signedFile(GnssPlaces, zeros(2, m_capacity.gnssPlaces, 18));
         }
     }
 
-    // CardDriverActivity: two pointers and a ring of daily records, here the first four weeks.
+    // CardDriverActivity: pointers to the oldest and the newest day, and a ring of daily records,
+    // here of the first four weeks or as many days as there is room for.
     QByteArray dailyActivities() const {
-        constexpr int days = 28, changes = 16, recordSize = 12 + 2 * changes;
-        Writer ring;
-        for (int day = 0; day < days; ++day) {
-            ring.u16(day == 0 ? 0 : recordSize).u16(recordSize);
-            ring.u32(m_card.issueTime + static_cast<std::uint32_t>(day) * secondsPerDay);
-            ring.u16(static_cast<std::uint32_t>(day / 10 * 16 + day % 10)); // binary-coded decimal
-            ring.u16(static_cast<std::uint32_t>(300 + day * 7));
-            for (int change = 0; change < changes; ++change)
-                ring.u16(activityChange(change, changes));
-        }
+        constexpr std::uint32_t changes = 16, recordSize = 12 + 2 * changes;
+        const std::uint32_t days = std::min(28U, m_capacity.activityBytes / recordSize);
         Writer writer;
-        writer.u16(0).u16(static_cast<std::uint32_t>((days - 1) * recordSize)).raw(ring.bytes);
-        return writer.fill(13780 - writer.bytes.size(), 0).bytes;
+        writer.u16(0).u16((days - 1) * recordSize);
+        for (std::uint32_t day = 0; day < days; ++day) {
+            writer.u16(day == 0 ? 0 : recordSize).u16(recordSize);
+            writer.u32(m_card.issueTime + day * secondsPerDay).u16(bcd(day + 1)).u16(300 + day * 7);
+            for (std::uint32_t change = 0; change < changes; ++change)
+                writer.u16(activityChange(static_cast<int>(change), changes));
+        }
+        return writer.fill(4 + static_cast<int>(m_capacity.activityBytes) - writer.bytes.size(), 0)
+            .bytes;
     }
 
     QByteArray vehiclesUsed() const {
-        constexpr std::uint32_t used = 28;
+        const std::uint32_t used = std::min(28U, m_capacity.vehicles);
         Writer writer;
         writer.u16(used - 1);
         for (std::uint32_t i = 0; i < used; ++i) {
             const std::uint32_t begin = m_card.issueTime + i * secondsPerDay + 6 * 3600;
             writer.u24(100000 + i * 400).u24(100390 + i * 400).u32(begin).u32(begin + 36000);
-            writer.raw(registration("AB 123 CD", 1)).u16(i);
+            writer.raw(registration("AB 123 CD", 1)).u16(bcd(i + 1));
             if (m_gen2)
                 writer.ascii("ZZZZZZ00000000001", 17);
         }
-        return writer.fill(2 + 200 * (m_gen2 ? 48 : 31) - writer.bytes.size(), 0).bytes;
+        return writer.bytes + zeros(0, m_capacity.vehicles - used, m_gen2 ? 48 : 31);
     }
 
     const Card& m_card;
     bool m_gen2;
+    const Capacity& m_capacity;
     Noise m_noise;
     QByteArray& m_out;
 };
+
+// What the chip says of itself, outside both applications.
+QByteArray chipFiles(const Card& card) {
+    Noise noise(card.noise);
+    Writer icc;
+    icc.u8(0)
+        .raw(extendedSerialNumber(noise.next(), static_cast<EquipmentType>(card.type)))
+        .ascii("e1-0001", 8)
+        .u8(manufacturer)
+        .ascii("EX", 2) // who embedded the chip: country, module (binary-coded decimal) and more
+        .u16(bcd(1))
+        .u8(0)
+        .u16(0x0102);
+    return cardBlock(Icc, 0, icc.bytes) + cardBlock(Ic, 0, noise.bytes(8));
+}
 
 } // namespace
 
@@ -157,14 +243,10 @@ QByteArray cardBlock(unsigned short fileId, unsigned char kind, const QByteArray
 }
 
 QByteArray cardFile(const Card& card) {
-    Noise noise(card.noise);
-    Writer chip;
-    chip.u8(0).raw(noise.bytes(8)).ascii("e1-0001", 8).u8(0x5A).ascii("EX001", 5).u16(0x0102);
     QByteArray bytes;
     if (card.throughVehicleUnit)
         bytes = Writer().u16(0x7606).bytes;
-    bytes.append(cardBlock(0x0002, 0, chip.bytes));
-    bytes.append(cardBlock(0x0005, 0, noise.bytes(8)));
+    bytes.append(chipFiles(card));
     Application(card, 1, bytes).write();
     if (card.generation == 2)
         Application(card, 2, bytes).write();

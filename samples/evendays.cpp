@@ -1,3 +1,4 @@
+#include "samples/fleet.h"
 #include "samples/writer.h"
 
 #include <algorithm>
@@ -38,15 +39,7 @@ std::vector<Day> evenDays(Generation generation, int days, int recordsPerDay, st
         day.odometerMidnight = odometer;
         day.cardRecords = insertions(
             day, static_cast<std::uint32_t>(std::clamp(recordsPerDay, 0, 0xFFFF)), kilometres);
-        day.activityChanges = static_cast<int>(60 + noise.below(31));
-        day.places = static_cast<int>(2 + noise.below(3));
-        day.specificConditions = static_cast<int>(noise.below(3));
-        if (generation != Generation::Gen1)
-            day.gnssPositions = static_cast<int>(4 + noise.below(5));
-        if (generation == Generation::Gen2V2) {
-            day.borderCrossings = static_cast<int>(noise.below(3));
-            day.loadOperations = static_cast<int>(noise.below(4));
-        }
+        addDetails(day, generation, noise);
         odometer += kilometres;
         result.push_back(day);
     }

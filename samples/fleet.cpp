@@ -220,28 +220,6 @@ std::vector<CardRecord> recordsOf(const KeyOptions& options, std::uint32_t vehic
     return records;
 }
 
-// How much else a day's block holds, by the insertions.
-void addDetails(Day& day, Generation generation, Noise& noise) {
-    if (day.cardRecords.empty()) {
-        day.activityChanges = 1;
-        return;
-    }
-    day.activityChanges = static_cast<int>(20 + noise.below(50));
-    day.places = static_cast<int>(2 * day.cardRecords.size());
-    day.specificConditions = static_cast<int>(noise.below(3));
-    switch (generation) {
-    case Generation::Gen2V2:
-        day.borderCrossings = static_cast<int>(noise.below(3));
-        day.loadOperations = static_cast<int>(noise.below(4));
-        [[fallthrough]];
-    case Generation::Gen2V1:
-        day.gnssPositions = static_cast<int>(4 + noise.below(5));
-        break;
-    case Generation::Gen1:
-        break;
-    }
-}
-
 // The driver's card stays in over night: both days record it.
 void keepCardOverNight(Day& evening, Day& morning) {
     auto& records = evening.cardRecords;
@@ -255,6 +233,27 @@ void keepCardOverNight(Day& evening, Day& morning) {
 }
 
 } // namespace
+
+void addDetails(Day& day, Generation generation, Noise& noise) {
+    if (day.cardRecords.empty()) {
+        day.activityChanges = 1;
+        return;
+    }
+    day.activityChanges = static_cast<int>(60 + noise.below(31));
+    day.places = static_cast<int>(2 + noise.below(3));
+    day.specificConditions = static_cast<int>(noise.below(3));
+    switch (generation) {
+    case Generation::Gen2V2:
+        day.borderCrossings = static_cast<int>(noise.below(3));
+        day.loadOperations = static_cast<int>(noise.below(4));
+        [[fallthrough]];
+    case Generation::Gen2V1:
+        day.gnssPositions = static_cast<int>(4 + noise.below(5));
+        break;
+    case Generation::Gen1:
+        break;
+    }
+}
 
 Person driverOf(std::uint32_t team, std::uint32_t number) {
     const std::uint32_t index = team * driversPerTeam + number;
@@ -283,7 +282,7 @@ std::vector<Day> vehicleDays(const KeyOptions& options, Generation generation,
         addDetails(day, generation, noise);
         for (const CardRecord& record : day.cardRecords)
             odometer = std::max(odometer, record.odometerAtWithdrawal);
-        if (options.oddities && vehicle % vehiclesPerTeam == 1 && left == 3)
+        if (options.oddities && vehicle % vehiclesPerTeam == 1 && left == 2)
             odometer += kilometresWithoutCard;
         days.push_back(std::move(day));
     }

@@ -7,6 +7,8 @@
 
 namespace samples {
 
+class Noise;
+
 constexpr std::uint32_t vehiclesPerTeam = 6;
 
 struct Person {
@@ -23,5 +25,8 @@ Person driverOf(std::uint32_t team, std::uint32_t number);
 // The last `options.days` whole days of a vehicle before the day of `downloadTime`.
 std::vector<Day> vehicleDays(const KeyOptions& options, Generation generation,
                              std::uint32_t vehicle, std::uint32_t downloadTime);
+
+// Says how many other records a day has beside its card insertions.
+void addDetails(Day& day, Generation generation, Noise& noise);
 
 } // namespace samples

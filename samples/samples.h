@@ -75,7 +75,7 @@ struct Card {
     unsigned char type = 1; // 1 driver, 2 workshop, 3 control, 4 company
     int generation = 1;     // 1 or 2; 2 also carries the first generation's blocks
     QByteArray cardNumber = "DF00000000000100";
-    QByteArray surname = "Sample";
+    QByteArray surname = "Sample"; // a company's card names no person
     QByteArray firstNames = "Jo";
     unsigned char codePage = 1;
     bool throughVehicleUnit = false;      // begins with 76 06

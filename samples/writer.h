@@ -66,15 +66,52 @@ private:
 };
 
 constexpr std::uint32_t secondsPerDay = 86400;
+constexpr std::uint32_t startOf2020 = 1577836800;
+constexpr std::uint32_t startOf2022 = 1640995200;
+constexpr std::uint32_t startOf2030 = 1893456000;
 
 constexpr unsigned nation = 13;                  // NationNumeric of the samples' cards and plates
 constexpr std::uint32_t absentTime = 0xFFFFFFFF; // how the regulation writes a time without value
 constexpr std::uint32_t absentOdometer = 0xFFFFFF;
 
+enum CardType : unsigned char { Driver = 1, Workshop = 2, Control = 3, Company = 4 };
+
 constexpr int certificateSizeGen1 = 194;
 constexpr int signatureSizeGen1 = 128;
 constexpr int certificateSizeGen2 = 205; // of 204 to 341, by the curve and the subject
 constexpr int signatureSizeGen2 = 64;
+
+constexpr unsigned manufacturer = 0xA1;
+
+enum class EquipmentType : unsigned char {
+    DriverCard = 1,
+    WorkshopCard = 2,
+    ControlCard = 3,
+    CompanyCard = 4,
+    VehicleUnit = 6,
+    MotionSensor = 7,
+    ExternalGnss = 8,
+    RemoteCommunication = 9,
+};
+
+// Digits as binary-coded decimal, two to a byte: 2024 becomes 0x2024.
+inline std::uint32_t bcd(std::uint32_t value) {
+    std::uint32_t digits = 0;
+    for (int shift = 0; shift < 32 && value > 0; shift += 4, value /= 10)
+        digits |= value % 10 << shift;
+    return digits;
+}
+
+// ExtendedSerialNumber: number, month and year of making (March 2020), type and manufacturer, 8
+// bytes.
+inline QByteArray extendedSerialNumber(std::uint32_t number, EquipmentType type) {
+    return Writer()
+        .u32(number)
+        .u16(bcd(320))
+        .u8(static_cast<unsigned>(type))
+        .u8(manufacturer)
+        .bytes;
+}
 
 // VehicleRegistrationIdentification: the nation and the plate, 15 bytes.
 inline QByteArray registration(const QByteArray& plate, unsigned char codePage) {

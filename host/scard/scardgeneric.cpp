@@ -157,12 +157,18 @@ const CodePage* codePage(unsigned char number) {
 
 template <typename Field>
 QString decode(const Field& field) {
+    constexpr unsigned char padding = 0xFF; // and a letter in some code pages
     const CodePage* page = codePage(field.codePage);
+    int end = sizeof(field.text);
+    while (end > 0 && field.text[end - 1] == padding)
+        --end;
     QChar text[sizeof(field.text)];
     int size = 0;
-    for (const unsigned char byte : field.text) {
-        if (byte != 0x00 && byte != 0xFF)
-            text[size++] = page ? (*page)[byte] : char16_t{byte};
+    for (int i = 0; i < end; ++i) {
+        const unsigned char byte = field.text[i];
+        const QChar character = page ? (*page)[byte] : char16_t{byte};
+        if (byte != 0x00 && (byte != padding || character.isLetter()))
+            text[size++] = character;
     }
     return QString(text, size);
 }
@@ -175,9 +181,10 @@ Name nameAt(const unsigned char* bytes) {
 
 } // namespace
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): callers were built for a time by value
-SCardGeneric::SCardGeneric(QFile& file, QDateTime, FilenameRegion)
-    : m_file(&file) {}
+SCardGeneric::SCardGeneric(QFile& file, QDateTime downloadTime, FilenameRegion region)
+    : m_file(&file)
+    , m_downloadTime(std::move(downloadTime))
+    , m_region(region) {}
 
 SCardGeneric::SCardGeneric(const SCardGeneric& other) = default;
 SCardGeneric::~SCardGeneric() = default;
@@ -187,7 +194,7 @@ aux::Error SCardGeneric::readCardInfo() {
     m_secondGeneration = false;
     BlockReader reader(m_file);
     auto step = reader.next();
-    for (; step == BlockReader::Step::Block && !m_secondGeneration; step = reader.next()) {
+    for (; step == BlockReader::Step::Block; step = reader.next()) {
         const Block& block = reader.block();
         const bool second = block.kind == SecondGenerationData;
         if (block.id != applicationIdentification || block.size == 0 ||
@@ -201,6 +208,8 @@ aux::Error SCardGeneric::readCardInfo() {
                 QStringLiteral("The card file is of no known card type: %1").arg(type));
         m_cardType = type;
         m_secondGeneration = second;
+        if (second)
+            break;
     }
     if (reader.cannotRead() || (step == BlockReader::Step::Failed && m_cardType == 0))
         return reader.error();
@@ -257,6 +266,14 @@ aux::Error SCardGeneric::readData() {
                    textfieldToString(nameAt(bytes + surnameAt)).trimmed();
     m_holderName = m_holderName.trimmed();
     return {};
+}
+
+QDateTime SCardGeneric::downloadTime() const {
+    return m_downloadTime;
+}
+
+FilenameRegion SCardGeneric::region() const {
+    return m_region;
 }
 
 QString SCardGeneric::cardNumber() const {

@@ -24,7 +24,7 @@ enum class FilenameRegion : int {
 class SCardGeneric {
 public:
     // `file` is open for reading and is not owned; it is read from its beginning. `downloadTime` is
-    // UTC. The stand-in has no use for the time and the region.
+    // UTC.
     SCardGeneric(QFile& file, QDateTime downloadTime, FilenameRegion region);
     SCardGeneric(const SCardGeneric& other);
     SCardGeneric& operator=(const SCardGeneric&) = delete;
@@ -49,6 +49,10 @@ public:
     // second-generation application where that has them.
     virtual aux::Error readData();
 
+    // What the constructor was given.
+    QDateTime downloadTime() const;
+    FilenameRegion region() const;
+
     // 16 characters, without padding; empty before readData().
     QString cardNumber() const;
 
@@ -56,13 +60,15 @@ public:
     QString holderName() const;
 
     // The text of a field: its first byte names the code page (1 to 16: ISO 8859-1 to -16, 80:
-    // KOI8-R, 85: KOI8-U, anything else is read as ISO 8859-1); NUL and 0xFF bytes are no text.
-    // Padding blanks are kept.
+    // KOI8-R, 85: KOI8-U, anything else is read as ISO 8859-1). NUL bytes are no text, nor are 0xFF
+    // bytes at the end, or where 0xFF is no letter of the code page. Padding blanks are kept.
     static QString textfieldToString(Name field);
     static QString textfieldToString(VehicleRegistrationNumber field);
 
 private:
     QFile* m_file; // null once the file has been let go
+    QDateTime m_downloadTime;
+    FilenameRegion m_region;
     int m_cardType = 0;
     bool m_secondGeneration = false;
     QString m_cardNumber;

@@ -1,27 +1,31 @@
-// The stand-in host: its card library over well-formed and damaged files, its error records; and
-// the samples' sizes against the regulation's.
+// The stand-in host: its card library over sound and damaged files, its error records, its log.
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
 #include "samples/samples.h"
 #include "scard/scardcards.h"
-#include "tests/support/table.h"
+#include "tests/support/datatable.h"
+#include "tests/support/errortext.h"
+#include "tests/support/memoryfile.h"
 
+#include <QtCore/QDateTime>
 #include <QtCore/QTemporaryFile>
 #include <QtTest/QtTest>
 
+#include <cstdio>
 #include <cstring>
+
+#include <unistd.h>
 
 using samples::cardBlock;
 
 namespace {
 
-// A block's value as cards.txt has it: Identification with nothing in it but "number,surname,first
-// names", so many bytes as "25x", or else the bytes themselves.
+// What cards.txt has as the value of a block.
 QByteArray valueOf(const QString& text) {
     const QByteArrayList fields = text.toLatin1().split(',');
     if (fields.size() == 3)
-        return '\x0D' + fields[0].leftJustified(16, ' ') + QByteArray(48, '\0') + '\1' +
-               fields[1].leftJustified(35, ' ') + '\1' + fields[2].leftJustified(35, ' ');
+        return '\x0D' + fields[0].leftJustified(16, ' ') + QByteArray(48, '\0') +
+               samples::textField(fields[1], 36) + samples::textField(fields[2], 36);
     return text.endsWith(QLatin1Char('x')) ? QByteArray(text.chopped(1).toInt(), 'x')
                                            : QByteArray::fromHex(fields[0]);
 }
@@ -33,45 +37,90 @@ QByteArray bytesOf(const QString& blocks) {
         if (parts.size() == 3)
             bytes += cardBlock(parts[0].toUShort(nullptr, 16),
                                static_cast<unsigned char>(parts[1].toUInt()), valueOf(parts[2]));
-        else if (word.startsWith(QLatin1Char('-')))
-            bytes.chop(word.mid(1).toInt());
+        else if (parts[0] == QLatin1String("cut"))
+            bytes.chop(parts[1].toInt());
         else
-            bytes += QByteArray::fromHex(word.toLatin1());
+            bytes += QByteArray::fromHex(parts[1].toLatin1());
     }
     return bytes;
 }
 
-class CardFile : public QTemporaryFile {
+// A file on a stick that is pulled out: it keeps its size, and what lies at `end` or behind it
+// cannot be read.
+class PulledFile : public MemoryFile {
 public:
-    explicit CardFile(const QByteArray& bytes) {
-        if (!open() || write(bytes) != bytes.size() || !seek(0))
-            qFatal("cannot write a temporary file");
-    }
-};
-
-// A file whose stick has been pulled out: it is open and has a size, and no byte can be read.
-class PulledOut : public CardFile {
-public:
-    using CardFile::CardFile;
+    PulledFile(const QByteArray& bytes, qint64 end)
+        : MemoryFile(bytes)
+        , m_end(end) {}
 
 protected:
-    qint64 readData(char*, qint64) override { return -1; }
+    qint64 readData(char* data, qint64 maxSize) override {
+        return pos() < m_end ? MemoryFile::readData(data, qMin(maxSize, m_end - pos())) : -1;
+    }
+
+private:
+    qint64 m_end;
 };
 
-// How the library reads a card, as one line: type, generation, number, holder and error.
-QString readCard(QFile& file) {
-    scard::SCardGeneric generic(file, QDateTime(), scard::FilenameRegion::Unknown);
-    aux::Error error = generic.readCardInfo();
-    scard::SCardDriverG2 card(generic);
-    if (error.isEmpty())
-        error = card.calcDataSize();
-    if (error.isEmpty())
-        error = card.readData();
-    return QStringLiteral("%1 %2 [%3] [%4] %5")
-        .arg(generic.getCardType())
-        .arg(generic.is2ndGeneneration() ? 2 : 1)
-        .arg(card.cardNumber(), card.holderName(), textOf(error))
-        .trimmed();
+scard::SCardGeneric generic(QFile& file) {
+    return scard::SCardGeneric(file, QDateTime(), scard::FilenameRegion::Unknown);
+}
+
+// The text of an error, which must be the card library's.
+QString textOfCardError(const aux::Error& error) {
+    const QString text = textOf(error);
+    if (text.isEmpty())
+        return text;
+    return text.startsWith(QLatin1String("libscard|")) && text.endsWith(QLatin1String("|0"))
+               ? text.section(QLatin1Char('|'), 1, 1)
+               : QStringLiteral("of another kind: ") + text;
+}
+
+// A driver card, read in the three steps in which the library reads it, up to the one that fails.
+struct ReadCard {
+    explicit ReadCard(scard::SCardGeneric unread)
+        : failure(unread.readCardInfo())
+        , card(unread) {
+        step = failure.isEmpty() ? "calcDataSize" : "readCardInfo";
+        if (failure.isEmpty())
+            failure = card.calcDataSize();
+        if (failure.isEmpty()) {
+            step = "readData";
+            failure = card.readData();
+        }
+    }
+    QString error() const { return textOfCardError(failure); }
+
+    aux::Error failure;
+    scard::SCardDriverG2 card;
+    QByteArray step; // the last one
+};
+
+// What a process writes to stderr while this lives.
+class StandardError {
+public:
+    StandardError()
+        : m_saved(::dup(STDERR_FILENO)) {
+        if (m_saved < 0 || !m_file.open() || ::dup2(m_file.handle(), STDERR_FILENO) < 0)
+            qFatal("cannot redirect stderr");
+    }
+    ~StandardError() { ::close(m_saved); }
+    Q_DISABLE_COPY(StandardError)
+
+    QByteArray end() {
+        std::fflush(stderr);
+        ::dup2(m_saved, STDERR_FILENO);
+        m_file.seek(0);
+        return m_file.readAll();
+    }
+
+private:
+    QTemporaryFile m_file;
+    int m_saved;
+};
+
+aux::Error errorOf(const char* text, unsigned code) {
+    return aux::Error(aux::ErrorData(QStringLiteral("component"), QString::fromLatin1(text), code));
 }
 
 } // namespace
@@ -80,66 +129,108 @@ class TestHost : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void cards_data() {
-        const auto row = columns<QByteArray, QString>("bytes", "result");
+    void cardsAreReadBlockByBlock() {
+        forEachRow("cards.txt", [](const TableRow& row) {
+            MemoryFile file(bytesOf(row.text("blocks")));
+            const ReadCard read(generic(file));
+            const auto compare = [&](const char* column, const QString& actual) {
+                QVERIFY2(actual == row.text(column),
+                         qPrintable(row.text("blocks") + QLatin1String(": ") + actual));
+            };
+            compare("type", QString::number(read.card.getCardType()));
+            compare("generation", QString::fromLatin1(read.card.is2ndGeneneration() ? "2" : "1"));
+            compare("number", read.card.cardNumber());
+            compare("holder", read.card.holderName());
+            compare("error", read.error());
+        });
+    }
+
+    void sampleCardsAreRead() {
         samples::Card card;
-        row("sample G1", cardFile(card), QStringLiteral("1 1 [DF00000000000100] [Jo Sample]"));
-        card.throughVehicleUnit = true;
-        card.type = 2;
-        row("through a VU", cardFile(card), QStringLiteral("2 1 [DF00000000000100] [Jo Sample]"));
         card.generation = 2;
+        card.throughVehicleUnit = true;
         card.codePage = 2;
         card.surname = "Vzorov\xE1";
-        card.type = 4;
-        row("code page", cardFile(card), QStringLiteral(u"4 2 [DF00000000000100] [Jo Vzorová]"));
-        for (const QStringList& fields : dataRows(QStringLiteral("cards.txt")))
-            row(fields[0].toUtf8(), bytesOf(fields[0]), fields[1]);
-    }
-    void cards() {
-        QFETCH(QByteArray, bytes);
-        CardFile file(bytes);
-        QTEST(readCard(file), "result");
+        MemoryFile file(cardFile(card));
+        const ReadCard read(generic(file));
+        QCOMPARE(read.error(), QString());
+        QVERIFY(read.card.is2ndGeneneration());
+        QCOMPARE(read.card.cardNumber(), QStringLiteral("DF00000000000100"));
+        QCOMPARE(read.card.holderName(), QStringLiteral(u"Jo Vzorová"));
     }
 
-    void cardsOutOfReach() {
-        CardFile file(cardFile(samples::Card()));
-        scard::SCardGeneric card(file, QDateTime(), scard::FilenameRegion::Unknown);
-        QVERIFY(card.readData().isEmpty());
-        QVERIFY2(!card.readData().isEmpty(), "the file has been let go");
-        QCOMPARE(card.holderName(), QStringLiteral("Jo Sample"));
+    void timeAndRegionAreKept() {
+        MemoryFile file(cardFile(samples::Card()));
+        const QDateTime time(QDate(2024, 3, 15), QTime(8, 30), Qt::UTC);
+        const scard::SCardDriverG1 card(
+            scard::SCardGeneric(file, time, static_cast<scard::FilenameRegion>(7)));
+        QCOMPARE(card.downloadTime(), time);
+        QCOMPARE(static_cast<int>(card.region()), 7);
+    }
+
+    // The file has two blocks of 6 bytes with the types, and 142 with the names.
+    void readErrorsAreReported_data() {
+        QTest::addColumn<int>("end");
+        QTest::addColumn<QByteArray>("failingStep");
+        QTest::newRow("nothing can be read") << 0 << QByteArray("readCardInfo");
+        QTest::newRow("within the first header") << 3 << QByteArray("readCardInfo");
+        QTest::newRow("before the type") << 5 << QByteArray("readCardInfo");
+        QTest::newRow("before the second application") << 6 << QByteArray("readCardInfo");
+        QTest::newRow("within a later header") << 14 << QByteArray("calcDataSize");
+        QTest::newRow("before the names") << 17 << QByteArray("readData");
+        QTest::newRow("within the names") << 153 << QByteArray("readData");
+    }
+    void readErrorsAreReported() {
+        QFETCH(int, end);
+        PulledFile file(bytesOf(QStringLiteral("0501:0:01 0501:2:01 0520:2:N,Old,Ann")), end);
+        const ReadCard read(generic(file));
+        QVERIFY(read.error().startsWith(QStringLiteral("The card file cannot be read: ")));
+        QTEST(read.step, "failingStep");
+    }
+
+    void secondReadCardInfoStartsAnew() {
+        MemoryFile file(bytesOf(QStringLiteral("0501:0:01 0501:2:02")));
+        scard::SCardGeneric card = generic(file);
+        QVERIFY(card.readCardInfo().isEmpty());
+        QVERIFY(card.readCardInfo().isEmpty());
+        QCOMPARE(card.getCardType(), 2);
+        QVERIFY(card.is2ndGeneneration());
         file.close();
-        QCOMPARE(readCard(file), QStringLiteral("0 1 [] [] libscard|The card file is not open|0"));
-        PulledOut lost(cardFile(samples::Card()));
-        QVERIFY(readCard(lost).contains(QStringLiteral("The card file cannot be read: ")));
-        CardFile sparse(cardBlock(0x0501, 0, "\x01"));
-        QVERIFY(sparse.resize(qint64(1) << 30));
-        QVERIFY(readCard(sparse).endsWith(
-            QStringLiteral("|The card file has more than 4096 blocks|0")));
+        QCOMPARE(textOfCardError(card.readCardInfo()), QStringLiteral("The card file is not open"));
+        QCOMPARE(card.getCardType(), 0);
+        QVERIFY(!card.is2ndGeneneration());
     }
 
-    void text_data() {
-        const auto row = columns<int, QByteArray, QString>("codePage", "bytes", "text");
-        for (const QStringList& fields : dataRows(QStringLiteral("texts.txt")))
-            row(fields.join(QLatin1Char(' ')).toUtf8(), fields[0].toInt(),
-                QByteArray::fromHex(fields[1].toLatin1()), fields[2]);
+    void readDataLetsGoOfTheFile() {
+        MemoryFile file(cardFile(samples::Card()));
+        scard::SCardGeneric card = generic(file);
+        QVERIFY(card.readData().isEmpty());
+        QCOMPARE(textOfCardError(card.readData()), QStringLiteral("The card file is not open"));
+        QCOMPARE(card.holderName(), QStringLiteral("Jo Sample"));
     }
-    void text() {
-        QFETCH(int, codePage);
-        QFETCH(QByteArray, bytes);
-        Name name{static_cast<unsigned char>(codePage), {}};
-        std::memcpy(name.text, bytes.constData(), static_cast<std::size_t>(bytes.size()));
-        QTEST(scard::SCardGeneric::textfieldToString(name), "text");
+
+    void endlessBlocksAreRefused() {
+        MemoryFile file(cardBlock(0x0501, 0, "\x01") + QByteArray(4096 * 5, '\0'));
+        QCOMPARE(ReadCard(generic(file)).error(),
+                 QStringLiteral("The card file has more than 4096 blocks"));
+    }
+
+    void textFieldsAreDecoded() {
+        forEachRow("texts.txt", [](const TableRow& row) {
+            const QByteArray bytes = QByteArray::fromHex(row.text("bytes").toLatin1());
+            Name name{static_cast<unsigned char>(row.number("code page")), {}};
+            std::memcpy(name.text, bytes.constData(), static_cast<std::size_t>(bytes.size()));
+            const QString text = scard::SCardGeneric::textfieldToString(name);
+            QVERIFY2(text == row.text("text"),
+                     qPrintable(row.text("code page") + QLatin1String(": ") + text));
+        });
         const VehicleRegistrationNumber plate{5, {0xB0, ' ', '1', ' '}};
         QCOMPARE(scard::SCardGeneric::textfieldToString(plate), QStringLiteral(u"А 1 "));
     }
 
-    void errors() {
-        const auto one = [](const char* text, unsigned code) {
-            return aux::Error(
-                aux::ErrorData(QStringLiteral("component"), QString::fromLatin1(text), code));
-        };
-        aux::Error merged = one("first", 7);
-        QCOMPARE(&(merged << one("second\nline", 0)), &merged);
+    void errorsAreMergedInOrder() {
+        aux::Error merged = errorOf("first", 7);
+        QCOMPARE(&(merged << errorOf("second\nline", 0)), &merged);
         merged << aux::Error();
         const aux::Error copy = merged;
         merged = aux::Error();
@@ -151,72 +242,34 @@ private Q_SLOTS:
         QVERIFY(merged.isEmpty());
     }
 
-    void services() {
-        QStringList calls;
+    void logGoesToItsSinkOrOneLineOnStderr() {
+        QStringList logged;
+        logging::Logger::setSink([&](const aux::Error& error, logging::Level level) {
+            logged << textOf(error) << QString::number(static_cast<int>(level));
+        });
+        logging::Logger::log(errorOf("oops", 1), logging::Level::Error);
+        logging::Logger::setSink({});
+        QCOMPARE(logged, QStringList({QStringLiteral("component|oops|1"), QStringLiteral("2")}));
+
+        StandardError output;
+        logging::Logger::log(errorOf("two\nlines", 1), logging::Level::Error);
+        logging::Logger::log(errorOf("oops", 2), logging::Level::Info);
+        logging::Logger::log(errorOf("oops", 3), logging::Level::Debug);
+        QCOMPARE(output.end(), QByteArray("error: component: two lines (1)\n"
+                                          "info: component: oops (2)\n"
+                                          "debug: component: oops (3)\n"));
+    }
+
+    void remountingIsTheHandlers() {
+        QString remounted;
         aux::SystemHelper::setRemountHandler([&](const QString& path) {
-            calls << path;
+            remounted = path;
             return true;
         });
         QVERIFY(aux::SystemHelper::remountReadOnly(QStringLiteral("a/key")));
         aux::SystemHelper::setRemountHandler({});
         QVERIFY(!aux::SystemHelper::remountReadOnly(QStringLiteral("another")));
-        const aux::Error error(aux::ErrorData(QStringLiteral("c"), QStringLiteral("oops"), 1));
-        logging::Logger::setSink([&](const aux::Error& logged, logging::Level level) {
-            calls << textOf(logged) << QString::number(static_cast<int>(level));
-        });
-        logging::Logger::log(error, logging::Level::Error);
-        logging::Logger::setSink({});
-        logging::Logger::log(error, logging::Level::Debug); // to stderr
-        QCOMPARE(calls.join(QLatin1Char(' ')), QStringLiteral("a/key c|oops|1 2"));
-    }
-
-    // The sums are those of the published layouts: header and record sizes, written out by hand.
-    void sampleSizes_data() {
-        // The overview has two company locks and one control, the activity the test's day.
-        const auto row = columns<int, int, int, int, int>("generation", "overview", "activity",
-                                                          "plateAt", "insertionAt");
-        row("Gen1", 0, 2 + 194 + 194 + 17 + 15 + 4 + 8 + 1 + 58 + 1 + 2 * 98 + 1 + 31 + 128,
-            2 + 4 + 3 + 2 + 3 * 129 + 2 + 4 * 2 + 1 + 5 * 28 + 2 + 2 * 5 + 128, 408, 94);
-        row("Gen2 v1", 1, 2 + 11 * 5 + 205 + 205 + 17 + 14 + 4 + 8 + 1 + 59 + 2 * 99 + 32 + 64,
-            2 + 8 * 5 + 4 + 3 + 3 * 131 + 4 * 2 + 5 * 40 + 6 * 56 + 2 * 5 + 64,
-            2 + 4 * 5 + 205 + 205 + 17, 95);
-        row("Gen2 v2", 2, 2 + 11 * 5 + 205 + 205 + 17 + 15 + 4 + 8 + 1 + 59 + 2 * 99 + 32 + 64,
-            2 + 10 * 5 + 4 + 3 + 3 * 131 + 4 * 2 + 5 * 41 + 6 * 57 + 2 * 5 + 7 * 55 + 8 * 58 + 64,
-            2 + 4 * 5 + 205 + 205 + 17 + 1, 95);
-    }
-    void sampleSizes() {
-        QFETCH(int, generation);
-        QFETCH(int, plateAt);
-        QFETCH(int, insertionAt);
-        samples::VehicleUnit unit;
-        unit.generation = static_cast<samples::Generation>(generation);
-        unit.companyLocks = 2;
-        unit.controlActivities = 1;
-        // Activity changes, places, GNSS positions, specific conditions, border crossings, loads.
-        const samples::Day day{0, 0, std::vector<samples::CardRecord>(3), 4, 5, 6, 2, 7, 8};
-        QTEST(activityBlock(unit, day).size(), "activity");
-        const QByteArray overview = overviewBlock(unit);
-        QTEST(overview.size(), "overview");
-        QCOMPARE(overview.mid(plateAt, 10), QByteArray("\1AB 123 CD"));
-        const QByteArray record = cardRecord(unit.generation, {"S", "F", "", 0x01020304});
-        QCOMPARE(record.mid(insertionAt, 4), QByteArray("\1\2\3\4"));
-    }
-
-    void sampleKey() {
-        samples::KeyOptions options;
-        options.days = 1;
-        options.files = 8;
-        QStringList names;
-        QByteArray starts;
-        for (const samples::KeyFile& file : samples::sampleKey(options)) {
-            names << file.name;
-            starts += file.bytes.left(2).toHex() + ' ';
-            QVERIFY(file.bytes == samples::sampleKeyFile(options, names.size() - 1).bytes);
-        }
-        QCOMPARE(starts.left(39), QByteArray("7601 0002 7621 0002 7631 0002 7601 7606"));
-        for (const char* extension : {".V1B", ".C1B", ".V1C", ".C1C", ".A1B", ".A1C", ".TGD"})
-            QVERIFY2(!names.filter(QLatin1String(extension)).isEmpty(), extension);
-        QCOMPARE(names.removeDuplicates(), 0);
+        QCOMPARE(remounted, QStringLiteral("a/key"));
     }
 };
 
