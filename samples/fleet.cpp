@@ -120,10 +120,9 @@ DayPlan planOf(const KeyOptions& options, std::uint32_t vehicle, std::uint32_t d
     const std::uint32_t begin = 4 * hour + 40 * minute + own.below(4 * hour);
     const std::uint32_t length = weekday < 5 ? 6 * hour + own.below(6 * hour) : 4 * hour;
     plan.shifts.push_back({driver, begin, begin + length});
-    const bool hasCoDriver =
-        absent >= vehiclesPerTeam &&
-        choices(options.seed, ~team, day).below(2 * vehiclesPerTeam) == place &&
-        options.records > 1;
+    const bool hasCoDriver = absent >= vehiclesPerTeam &&
+                             choices(options.seed, ~team, day).below(8) == place &&
+                             options.records > 1;
     if (hasCoDriver)
         plan.coDriver = Shift{relief, begin + 40 + own.below(200), begin + length - 20};
     return plan;
