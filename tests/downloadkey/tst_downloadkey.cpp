@@ -1,324 +1,177 @@
 // A key from open() to readDone(): what is listed and in what order, what the host hears and when,
 // and that neither a damaged key nor a host that acts in the middle of a read upsets it.
 #include "downloadkey/downloadkey.h"
-#include "samples/samples.h"
 #include "tests/support/debuglines.h"
-#include "tests/support/table.h"
-#include "tests/support/testkey.h"
+#include "tests/support/recordinghost.h"
+#include "tests/support/rows.h"
+#include "tests/support/samplefiles.h"
 
-#include "auxiliary/configuration.h"
-#include "auxiliary/systemhelper.h"
-#include "logging/logger.h"
 #include "scard/scardcards.h"
 
 #include <QtTest/QtTest>
 
-#include <functional>
-#include <optional>
-#include <sys/stat.h>
 #include <typeinfo>
 
 using downloadkey::DownloadKey;
-using downloadkey::VehicleInfo;
+using samples::Generation;
 
 namespace {
 
-QString operator""_s(const char* text, std::size_t size) {
-    return QString::fromUtf8(text, static_cast<int>(size));
+using Files = QMap<QString, QByteArray>; // contents by name
+
+// Newest first, which is the order of the lists.
+const QString card1 = "download/card1_2403160900.C1B";
+const QString card2 = "download/card2_2403150830.C1B";
+const QString unit1 = "download/unit1_2403140700.V1B";
+const QString unit2 = "download/unit2_2403130600.V1B";
+
+const QByteArray noDownload(999, 'x');
+const Files usualFiles = {
+    {card1, smallCard("card1")}, {card2, smallCard("card2")}, {unit1, smallVehicleUnit("unit1")}};
+
+void writeFiles(const TestKey& key, const Files& files) {
+    for (auto file = files.begin(); file != files.end(); ++file)
+        key.write(file.key(), file.value());
 }
 
-QStringList words(const QString& text) {
-    return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
-QByteArray card(const QByteArray& number, unsigned char type = 1, int generation = 1) {
-    samples::Card sample;
-    sample.type = type;
-    sample.generation = generation;
-    sample.cardNumber = number;
-    return samples::cardFile(sample);
-}
-
-QByteArray vehicleUnit(const QByteArray& plate,
-                       samples::Generation generation = samples::Generation::Gen1) {
-    samples::VehicleUnit unit;
-    unit.generation = generation;
-    unit.plate = plate;
-    unit.furtherBlocks = false;
-    unit.trailer = "x";
-    unit.days.resize(1);
-    unit.days[0].date = 1710374400; // 2024-03-14
-    unit.days[0].cardRecords.resize(1);
-    return samples::vehicleUnitFile(unit);
-}
-
-// The contents of a file by a word: a kind of card or vehicle unit, a way to fail, or a size.
-QByteArray contents(const QString& word, const QByteArray& name) {
-    const QByteArray whole = card(name);
-    const QHash<QString, QByteArray> known = {
-        {"card"_s, whole},
-        {"card2"_s, card(name, 1, 2)},
-        {"workshop"_s, card(name, 2)},
-        {"control"_s, card(name, 3)},
-        {"company"_s, card(name, 4, 2)},
-        {"cut"_s, whole.left(whole.size() - 1)},           // calcDataSize() fails
-        {"nodata"_s, samples::cardBlock(0x0501, 0, "\1")}, // readData() fails
-        {"unit"_s, vehicleUnit(name)},
-        {"unit21"_s, vehicleUnit(name, samples::Generation::Gen2V1)},
-        {"unit22"_s, vehicleUnit(name, samples::Generation::Gen2V2)},
-    };
-    return known.value(word, QByteArray(word.toInt(), 'x'));
-}
-
-// Four files by their first letters. Newest first, which is the order of the lists.
-QString fileOf(const QString& letter) {
-    const QStringList names =
-        words("A_2403160900.C1B B_2403150830.C1B V_2403140700.V1B W_2403130600.V1B"_s);
-    const QString name = names.filter(letter + "_"_s).value(0);
-    return name.isEmpty() ? letter : "download/"_s + name;
-}
-
-// A DownloadKey with a key to read, another key to change to, and the story of all that the host
-// hears, in its order: "16%" is progress, a file is what stands before the '_' of its name, the
-// objects of "done" are told by their card number or plate, and "FAILED" is the result of a read.
-struct Host {
-    Host() {
-        const auto connect = [this](auto signal, auto slot) {
-            QObject::connect(&library, signal, &library, slot);
-        };
-        connect(&DownloadKey::error, [this](const auto& err) { hear("error:"_s + textOf(err)); });
-        connect(&DownloadKey::progress, [this](int i) { hear(QString::number(i) + "%"_s); });
-        connect(&DownloadKey::downloadFile, [this](const QString& path, const QDateTime& time) {
-            times << time;
-            paths << path;
-            hear(shortened(path).section(QLatin1Char('_'), 0, 0).remove("KEY/download/"_s));
-        });
-        connect(&DownloadKey::readDone, [this](auto parsedCards, auto parsedUnits, bool error) {
-            cards = parsedCards;
-            vehicles = parsedUnits;
-            hear(error ? "parsing error"_s : done());
-        });
-        aux::SystemHelper::setRemountHandler([this](const QString& path) {
-            hear(path == key.mountPath() ? "remount"_s : "remount:"_s + shortened(path));
-            return false;
-        });
-        logging::Logger::setSink([this](const aux::Error& error, logging::Level level) {
-            hear("log:%1:"_s.arg(static_cast<int>(level)) + shortened(textOf(error)));
-        });
+// A host with the usual files on a key, and another key with one card.
+struct Scene {
+    Scene() {
+        writeFiles(key, usualFiles);
+        other.write(card1, smallCard("other"));
     }
-    ~Host() {
-        aux::SystemHelper::setRemountHandler(nullptr);
-        logging::Logger::setSink(nullptr);
-    }
-    Host(const Host&) = delete;
-    Host& operator=(const Host&) = delete;
-
-    void hear(const QString& event) {
-        heard << event;
-        if (!deeds.isEmpty() && event == trigger)
-            act(std::exchange(deeds, QString()));
-    }
-    QString shortened(QString text) const {
-        return text.replace(key.mountPath(), "KEY"_s).replace(other.mountPath(), "OTHER"_s);
-    }
-    QString done() const {
-        QStringList numbers, plates;
-        for (const auto& parsed : cards)
-            numbers << parsed->cardNumber();
-        for (const auto& parsed : vehicles)
-            plates << parsed->getPlateString();
-        return "done["_s + numbers.join(","_s) + "]["_s + plates.join(","_s) + "]"_s;
-    }
-    QString story() const { return heard.join(QLatin1Char(' ')); }
-
-    void tell(const aux::Error& error) {
-        if (!error.isEmpty())
-            heard << shortened(textOf(error));
-    }
-    void open(const QString& mountPath) {
-        QDir dir(mountPath);
-        tell(library.open(dir));
-        if (dir != QDir(mountPath))
-            heard << "changes its argument"_s;
-    }
-    void open() { open(key.mountPath()); }
-    void read() {
-        const QString result = textOf(library.read());
-        if (result == "libdownloadkey|DownloadKey: Error occured during download.|0"_s)
-            heard << "FAILED"_s;
-        else if (!result.isEmpty())
-            heard << result;
-    }
-    // The names that are on the lists, drivers before vehicles: no file that holds five bytes is
-    // refused when it is handed over.
-    QStringList listed() {
-        paths.clear();
-        library.read();
-        return paths.replaceInStrings(QRegularExpression("^.*/"_s), QString());
-    }
-
-    // Does what it is told, as "write A=card V=unit, at 16% remove A; close, open, read". Files of
-    // one letter are those of fileOf(). "at" waits for what the host hears, or for the event loop.
-    void act(const QString& orders) {
-        for (const QString& order : orders.split(", "_s)) {
-            const QString what = order.section(QLatin1Char(' '), 1);
-            const QString first = words(what).value(0);
-            const QString later = what.section(QLatin1Char(' '), 1);
-            const QHash<QString, std::function<void()>> verbs = {
-                {"write"_s, [&] { write(what); }},
-                {"remove"_s, [&] { key.remove(fileOf(what)); }},
-                {"makedir"_s, [&] { key.makeDir(fileOf(what)); }},
-                {"link"_s, [&] { QFile::link(later, key.path(fileOf(first))); }},
-                {"fifo"_s, [&] { mkfifo(qPrintable(key.path(fileOf(what))), 0600); }},
-                {"flag"_s, [&] { set(first, later == "true"_s); }},
-                {"number"_s, [&] { set(first, later.toInt()); }},
-                {"text"_s, [&] { set(first, later); }},
-                {"init"_s, [&] { tell(library.init()); }},
-                {"open"_s, [&] { open(); }},
-                {"switch"_s, [&] { open(other.mountPath()); }},         // to the other key
-                {"mistake"_s, [&] { open(other.path("download"_s)); }}, // opens what is no key
-                {"read"_s, [&] { read(); }},
-                {"close"_s, [&] { tell(library.close()); }},
-                {"uninit"_s, [&] { tell(library.uninit()); }},
-                {"dir"_s, [&] { tellDir(library.getDownloadedDir()); }},
-                {"isdir"_s, [&] { heard << QString::number(QDir(key.path(what)).exists()); }},
-                {"debug"_s, [&] { collector.emplace(); }},
-                {"quiet"_s,
-                 [&] { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }},
-                {"lines"_s, [&] { tellLines(); }},
-                {"error"_s, [&] { raise(what); }},
-                {"events"_s, [] { QCoreApplication::processEvents(); }},
-                {"at"_s, [&] { schedule(first, later); }},
-            };
-            verbs[order.section(QLatin1Char(' '), 0, 0)]();
-        }
-    }
-    void write(const QString& files) const {
-        for (const QString& file : words(files)) {
-            const QString name = file.section(QLatin1Char('='), 0, 0);
-            key.write(fileOf(name), contents(file.section(QLatin1Char('='), 1), name.toUtf8()));
-        }
-    }
-    void raise(const QString& text) {
-        const aux::Error error(aux::ErrorData("host"_s, QString(text), 7));
-        QMetaObject::invokeMethod(&library, "error", Qt::QueuedConnection,
-                                  Q_ARG(aux::Error, error));
-    }
-    void set(const QString& code, const QVariant& value) {
-        configuration.setValue(static_cast<aux::SettingsCode>(code.toInt()), value);
-    }
-    void tellDir(const QString& path) {
-        heard << (path == QDir::currentPath() ? "CURRENT"_s : shortened(path)) + "."_s;
-    }
-    // The lines of the front object. A vehicle unit's own begin with "VehicleInfo" or a blank.
-    void tellLines() {
-        const QRegularExpression own("^(?!VehicleInfo| )"_s);
-        heard << shortened(DebugLines::lines().filter(own).join("; "_s)) + "."_s;
-        collector.reset();
-    }
-    void schedule(const QString& event, const QString& orders) {
-        deeds = QString(orders).replace(";"_s, ","_s);
-        trigger = event;
-        if (event == "event-loop"_s)
-            QTimer::singleShot(0, &library, [this] { hear("event-loop"_s); });
+    QString openAndRead() {
+        const QString error = host.open(key);
+        return error.isEmpty() ? host.read() : error;
     }
 
     TestKey key;
     TestKey other;
-    aux::Configuration configuration;
-    DownloadKey library{configuration};
-    QStringList heard;
-    QStringList paths;
-    QList<QDateTime> times;
-    std::vector<std::shared_ptr<scard::SCardGeneric>> cards;
-    std::vector<std::shared_ptr<VehicleInfo>> vehicles;
-    QString trigger; // on hearing this, do the deeds
-    QString deeds;
-    std::optional<DebugLines> collector;
+    RecordingHost host;
 };
+using Action = std::function<void(Scene&)>;
+
+Action writeFile(const QString& name, const QByteArray& bytes) {
+    return [=](Scene& scene) { scene.key.write(name, bytes); };
+}
+Action removeFile(const QString& name) {
+    return [=](Scene& scene) { scene.key.remove(name); };
+}
+Action replaceByDirectory(const QString& name) {
+    return [=](Scene& scene) {
+        scene.key.remove(name);
+        scene.key.makeDir(name);
+    };
+}
+void closeKey(Scene& scene) {
+    scene.host.library.close();
+}
+void openKey(Scene& scene) {
+    scene.host.open(scene.key);
+}
+
+const char noDownloadDir[] =
+    "libdownloadkey|open: Download directory does not exist: %1/download|0";
 
 } // namespace
+
+Q_DECLARE_METATYPE(Action)
 
 class DownloadKeyTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     // A collector of debug lines turns them on; without one they would only slow the tests down.
-    void initTestCase() { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }
+    void init() { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }
 
-    void metaObjectOfTheClass() {
+    void signalsAsTheMetaObjectHasThem() {
         const QMetaObject& meta = DownloadKey::staticMetaObject;
-        aux::Configuration configuration;
-        DownloadKey key(configuration);
-        QCOMPARE(QByteArray(meta.className()), QByteArray("downloadkey::DownloadKey"));
-        QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
-        QCOMPARE(meta.propertyCount(), meta.propertyOffset());
-        QCOMPARE(meta.enumeratorCount(), meta.enumeratorOffset());
-        QCOMPARE(meta.classInfoCount(), meta.classInfoOffset());
-        QCOMPARE(meta.constructorCount(), 0);
-        QVERIFY(!key.parent());
-        QCOMPARE(key.metaObject(), &meta);
-        QCOMPARE(key.qt_metacast("downloadkey::DownloadKey"), static_cast<void*>(&key));
-        QCOMPARE(key.qt_metacast("QObject"), static_cast<void*>(static_cast<QObject*>(&key)));
-        for (const char* name :
-             {"DownloadKey", "downloadkey::VehicleInfo", static_cast<const char*>(nullptr)})
-            QVERIFY(!key.qt_metacast(name));
+        QCOMPARE(meta.className(), "downloadkey::DownloadKey");
+        QStringList signatures;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            signatures << meta.method(i).methodSignature() + ": " +
+                              meta.method(i).parameterNames().join(", ");
+        QCOMPARE(signatures,
+                 QStringList({"error(aux::Error): err",
+                              "readDone(std::vector<std::shared_ptr<scard::SCardGeneric> >,"
+                              "std::vector<std::shared_ptr<VehicleInfo> >,bool): "
+                              "driverCards, vehicleInfos, parsingError",
+                              "downloadFile(QString,QDateTime): filename, downloadTimestamp",
+                              "progress(int): relative"}));
+        const QMetaMethod error = meta.method(meta.methodOffset());
+        QCOMPARE(error.parameterType(0), qMetaTypeId<aux::Error>());
+        const QMetaMethod readDone = meta.method(meta.methodOffset() + 1);
+        QCOMPARE(readDone.parameterType(0), int(QMetaType::UnknownType));
+    }
 
-        int index = meta.methodOffset();
-        const auto check = [&](const char* signature, const QByteArrayList& names) {
-            const QMetaMethod method = meta.method(index++);
-            QCOMPARE(method.methodSignature(), QByteArray(signature));
-            QCOMPARE(method.parameterNames(), names);
-            QCOMPARE(method.methodType(), QMetaMethod::Signal);
-            QCOMPARE(method.access(), QMetaMethod::Public);
-            QCOMPARE(method.returnType(), int(QMetaType::Void));
-            // Only the error's type is offered to Qt; the second answer is a remembered one.
-            for (int argument = 0; argument < 2 * names.size(); ++argument) {
-                int position = argument % names.size();
-                int answer = -2;
-                void* arguments[] = {&answer, &position};
-                QMetaObject::metacall(&key, QMetaObject::RegisterMethodArgumentMetaType,
-                                      method.methodIndex(), arguments);
-                QCOMPARE(answer, names[0] == "err" ? qMetaTypeId<aux::Error>() : -1);
-            }
-        };
-        check("error(aux::Error)", {"err"});
-        check("readDone(std::vector<std::shared_ptr<scard::SCardGeneric> >,"
-              "std::vector<std::shared_ptr<VehicleInfo> >,bool)",
-              {"driverCards", "vehicleInfos", "parsingError"});
-        check("downloadFile(QString,QDateTime)", {"filename", "downloadTimestamp"});
-        check("progress(int)", {"relative"});
-        QCOMPARE(index, meta.methodCount());
-        const int type = QMetaType::type("aux::Error");
-        QCOMPARE(type, qMetaTypeId<aux::Error>());
-        QCOMPARE(int(QMetaType::typeFlags(type)), 0x103);
-        QVERIFY(!QMetaType::metaObjectForType(type));
+    void errorSignalIsTheHostsOwn() {
+        RecordingHost host;
+        const aux::Error error(aux::ErrorData("host", "text", 7));
+        QMetaObject::invokeMethod(&host.library, "error", Qt::QueuedConnection,
+                                  Q_ARG(aux::Error, error));
+        QCoreApplication::processEvents();
+        QCOMPARE(host.heard, QStringList("host|text|7"));
+    }
+
+    void initUninitAndCloseOnlyWriteALine() {
+        RecordingHost host;
+        const DebugLines lines;
+        QVERIFY(host.library.init().isEmpty());
+        QVERIFY(host.library.close().isEmpty());
+        QVERIFY(host.library.close().isEmpty());
+        QVERIFY(host.library.uninit().isEmpty());
+        QCOMPARE(lines.lines(), QStringList({"Downloadkey init", "Downloadkey close",
+                                             "Downloadkey close", "Downloadkey uninit"}));
+        QCOMPARE(host.heard, QStringList());
     }
 
     // Names in the order in which they are listed, those that a debug line says are skipped, and
     // those that are not even looked at.
     void lists_data() {
         const auto row = columns<QString, QString, QString>("listed", "skipped", "ignored");
-        for (const QStringList& fields : dataRows("lists.txt"_s))
-            row(fields[0].toUtf8(), fields[0], fields.value(1), fields.value(2));
+        row("driver cards, newest first",
+            "b_2401140000.C1B c_2401120000.c1C a_2401100000.c1b "
+            "C__20240108_0000.TGD C_20240106_0000_.DDD c__20240104_0000.tgd c_20240102_0000_.ddd",
+            "a.tgd c.C1B C_20240315_0830.DDD", "a_2403150830.C1B.BAK 2403150830");
+        row("vehicle units, newest first",
+            "b_A123_FLEET_DEPOT_2401200000.A1C a_A123_FLEET_DEPOT_2401180000.a1c "
+            "b_A123_FLEETDEPOT_202401160000.A1B a_A123_FLEETDEPOT_202401140000.a1b "
+            "b_2401120000.V1C a_2401110000.v1c b_2401100000.v1B a_2401090000.V1B "
+            "V__20240108_0000.TGD s__20240106_0000.TgD m_20240104_0000_.ddd S_20240102_0000_.DDD",
+            "a_2403150830.A1C B.V1B ü.A1B", "README.txt .a_2403150830.V1B 2403150830.DDDD");
+        row("cards before vehicle units", "a_2401010000.C1B b_2402010000.V1B", "", "");
+        row("the time counts, not its digits",
+            "b_2402310000.C1B c_2402292401.C1B a_2403010000.C1B d_2402292359.C1B", "", "");
+        row("two digits of a year are 1970 to 2069",
+            "b_6912312359.V1B d_0001010000.V1B a_9912312359.V1B c_7001010000.V1B", "", "");
+        row("times that are none", "C_20240315_9999_.DDD d_2412310830.V1B",
+            "a_2413150830.C1B b_2400150830.V1B c_2412320830.V1C M_19691231_2359_A.DDD", "");
+        row("equal times in the order of their names",
+            "A_2403150830.C1B b_2403150830.C1B C_2403150830.C1B d_2403150830.C1B", "", "");
     }
-
     void lists() {
         QFETCH(QString, listed);
         QFETCH(QString, skipped);
         QFETCH(QString, ignored);
-        Host host;
-        for (const QString& file : words(listed + " "_s + skipped + " "_s + ignored))
-            host.key.write("download/"_s + file, "12345");
+        const auto namesOf = [](const QString& text) {
+            return text.split(' ', Qt::SkipEmptyParts);
+        };
+        const TestKey key;
+        for (const QString& name : namesOf(listed + ' ' + skipped + ' ' + ignored))
+            key.write("download/" + name, "12345");
+        RecordingHost host;
+        QStringList lines{"Downloadkey open"};
+        for (const QString& name : namesOf(skipped))
+            lines << QString("DownloadKey::open() skip: \"%1\"").arg(name);
         {
             const DebugLines collector;
-            host.open();
+            QCOMPARE(host.open(key), QString());
+            QCOMPARE(collector.lines(), lines);
         }
-        QStringList lines{"Downloadkey open"_s};
-        for (const QString& name : words(skipped))
-            lines << "DownloadKey::open() skip: \"%1\""_s.arg(name);
-        QCOMPARE(DebugLines::lines(), lines);
-        QCOMPARE(host.listed(), words(listed));
+        // Every listed file of five bytes is offered, although none of them can be parsed.
+        host.read();
+        QCOMPARE(host.offeredPaths.replaceInStrings(QRegularExpression("^.*/"), ""),
+                 namesOf(listed));
     }
 
     // Moscow's clocks went back from 02:00 to 01:00 at 22:00 UTC, with no summer time before or
@@ -327,191 +180,457 @@ private Q_SLOTS:
         const QByteArray zone = qgetenv("TZ");
         const auto restore = qScopeGuard([&zone] { qputenv("TZ", zone); });
         qputenv("TZ", "Europe/Moscow");
-        Host host;
+        const TestKey key;
         for (const char* name : {"1410252140.C1B", "1410252150.C1B", "1410252210.C1B"})
-            host.key.write("download/"_s + QLatin1String(name), "12345");
-        host.open();
-        QCOMPARE(host.listed(), words("1410252150.C1B 1410252140.C1B 1410252210.C1B"_s));
+            key.write(QString("download/") + name, "12345");
+        RecordingHost host;
+        QCOMPARE(host.open(key), QString());
+        QCOMPARE(host.read(), QString("0% 1410252150.C1B 66% 1410252140.C1B 83% 1410252210.C1B "
+                                      "100% remount failed"));
     }
 
-    void keepsTheListingsOrderOfEqualTimes() {
-        Host host;
-        QStringList names;
-        for (char letter = 'A'; letter <= 'Z'; ++letter) {
-            names << QLatin1Char(letter) + "_2403150830.C1B"_s;
-            host.key.write("download/"_s + names.back(), "12345");
-        }
-        host.open();
-        QCOMPARE(host.listed(), names);
+    void listsOnlyReadableFiles() {
+        const TestKey key;
+        key.write(card1, smallCard("card1"));
+        key.makeDir(card2);
+        key.makeLink("download/link_2403150830.C1B", key.path(card1));
+        key.makeLink("download/dead_2403150830.C1B", "nowhere");
+        key.makePipe(unit1);
+        RecordingHost host;
+        QCOMPARE(host.open(key), QString());
+        QCOMPARE(host.read(), QString("0% 50% card1 100% remount done(card1|)"));
     }
 
-    // A key with years of downloads: far from the time that comparing every name with every other
-    // takes.
-    void listsManyFiles() {
-        if (!qgetenv("TZ").isEmpty() && qgetenv("TZ") != "UTC")
-            QSKIP("takes long, and once is enough");
-        Host host;
-        for (int i = 0; i < 10000; ++i)
-            host.key.write(QString::asprintf("download/%d_%02d%02d010000.%s", i, i % 100, i % 14,
-                                             i % 2 ? "V1B" : "C1B"),
-                           QByteArray());
-        QElapsedTimer timer;
-        timer.start();
-        host.open();
-        QVERIFY2(timer.elapsed() < 5000, QByteArray::number(timer.elapsed()).constData());
-        // The 5000 cards but for 715 of month 0; the empty vehicle units are not handed over.
-        QCOMPARE(host.listed().size(), 4285);
+    void findsTheDownloadDirectory_data() {
+        const auto row = columns<QStringList, QString>("entries", "dir"); // a '/' makes a directory
+        row("lower case", {"download/"}, "download");
+        row("upper case", {"DOWNLOAD/"}, "DOWNLOAD");
+        row("lower case comes first", {"DOWNLOAD/", "download/"}, "download");
+        row("a file is no directory", {"download", "DOWNLOAD/"}, "DOWNLOAD");
+        row("only a file", {"download"}, "");
+        row("mixed case", {"Download/"}, "");
+        row("nothing", {}, "");
     }
-
-    // Each line: what is done, " -> ", and what comes of it.
-    void stories_data() {
-        const auto row = columns<QString, QString>("orders", "story");
-        for (const QStringList& fields : dataRows("stories.txt"_s))
-            row(fields[0].toUtf8(), fields[0], fields[1]);
-    }
-
-    void stories() {
-        QFETCH(QString, orders);
-        Host host;
-        host.other.write(fileOf("A"_s), card("1"));
-        host.other.write(fileOf("B"_s), card("2"));
-        host.other.write(fileOf("V"_s), vehicleUnit("2"));
-        host.act(orders);
-        QTEST(host.story(), "story");
-        QVERIFY(!host.other.exists("downloaded"_s));
-        QVERIFY(!host.other.exists("download/downloaded"_s));
-    }
-
-    // The payloads in full: paths below the mount directory as it was given, absolute or relative,
-    // local times, objects that outlive the key, and no file of the key open while the host has its
-    // turn.
-    void handsOverWhatItRead_data() {
-        const auto row = columns<bool>("relative");
-        row("absolute", false);
-        row("relative", true);
-    }
-
-    void handsOverWhatItRead() {
+    void findsTheDownloadDirectory() {
+        QFETCH(QStringList, entries);
+        QFETCH(QString, dir);
         const TestKey key{QString()};
-        const QString name = "my k\u00e9y"_s;
-        key.makeDir(name + "/download"_s);
-        key.write(name + "/"_s + fileOf("A"_s), card("DF00000000000017", 1, 2));
-        key.write(name + "/"_s + fileOf("B"_s), card("DF00000000000018", 1, 1));
-        key.write(name + "/"_s + fileOf("V"_s), vehicleUnit("AB 123 CD"));
+        for (const QString& entry : entries) {
+            if (entry.endsWith('/'))
+                key.write((key.makeDir(entry), entry + "C_2403150830.C1B"), "12345");
+            else
+                key.write(entry, "12345");
+        }
+        RecordingHost host;
+        QCOMPARE(host.open(key),
+                 dir.isEmpty() ? QString(noDownloadDir).arg(key.mountPath()) : QString());
+        host.read();
+        QCOMPARE(host.offeredPaths,
+                 dir.isEmpty() ? QStringList() : QStringList(key.path(dir + "/C_2403150830.C1B")));
+    }
+
+    void makesTheDownloadedDirectory_data() {
+        const auto row = columns<QVariant, QVariant, bool>("disabled", "enabled", "isMade");
+        row("neither is set", {}, {}, false);
+        row("not enabled", {}, false, false);
+        row("enabled", {}, true, true);
+        row("not disabled", false, {}, false);
+        row("neither", false, false, false);
+        row("not disabled, enabled", false, true, true);
+        row("disabled", true, {}, false);
+        row("disabled, not enabled", true, false, false);
+        row("disabled and enabled", true, true, false);
+        row("numbers", 0, 1, true);
+        row("texts", "false", "true", true);
+    }
+    void makesTheDownloadedDirectory() {
+        QFETCH(QVariant, disabled);
+        QFETCH(QVariant, enabled);
+        QFETCH(bool, isMade);
+        const TestKey key;
+        RecordingHost host;
+        host.configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, disabled);
+        host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, enabled);
+        for (int i = 0; i < 2; ++i) { // the second open() finds what the first one made
+            QCOMPARE(host.open(key), QString());
+            QCOMPARE(QFileInfo(key.path("downloaded")).isDir(), isMade);
+            QCOMPARE(host.library.getDownloadedDir(),
+                     isMade ? key.path("downloaded") : QDir::currentPath());
+            QCOMPARE(host.logged, QStringList());
+        }
+    }
+
+    // The key is opened all the same. What the host does when it hears of it is done before the
+    // files are listed.
+    void logsThatTheDownloadedDirectoryCannotBeMade() {
+        const TestKey key;
+        key.write("downloaded", "a file");
+        RecordingHost host;
+        host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
+        host.when("log", [&] { key.write(card1, smallCard("card1")); });
+        const QString text =
+            "Could not create directory path on USB Stick: " + key.path("downloaded");
+        {
+            const DebugLines lines;
+            QCOMPARE(host.open(key), QString());
+            QCOMPARE(lines.lines(), QStringList({"Downloadkey open",
+                                                 "open libdownloadkey: " + text + " (10304)"}));
+        }
+        QCOMPARE(host.logged, QStringList("2|libdownloadkey|" + text + "|10304"));
+        QCOMPARE(host.library.getDownloadedDir(), key.path("downloaded"));
+        QCOMPARE(host.read(), QString("0% 50% card1 100% remount done(card1|)"));
+    }
+
+    void cannotMakeTheDownloadedDirectoryBelowARelativePath() {
+        const TestKey key;
         const QString before = QDir::currentPath();
         const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
-        QFETCH(bool, relative);
-        QVERIFY(!relative || QDir::setCurrent(key.mountPath()));
-        const QString mount = relative ? name : key.path(name);
+        QVERIFY(QDir::setCurrent(key.path("..")));
+        RecordingHost host;
+        host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
+        QCOMPARE(host.open(QFileInfo(key.mountPath()).fileName()), QString());
+        QCOMPARE(host.logged.size(), 1);
+        QCOMPARE(QDir(key.mountPath()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+                 QStringList("download"));
+    }
 
-        Host host;
+    void downloadedDirIsThatOfTheLastOpenThatMadeOne() {
+        Scene scene;
+        scene.host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
+        QCOMPARE(scene.host.open(scene.key), QString());
+        scene.host.configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, true);
+        QCOMPARE(scene.host.open(scene.other), QString());
+        QCOMPARE(scene.host.library.getDownloadedDir(), scene.key.path("downloaded"));
+    }
+
+    void downloadedDirIsEmptyWithoutAKey() {
+        Scene scene;
+        QCOMPARE(scene.host.library.getDownloadedDir(), QString());
+        QCOMPARE(scene.host.open(scene.key), QString());
+        scene.key.remove("download");
+        QCOMPARE(scene.host.library.getDownloadedDir(), QString());
+        scene.key.makeDir("download");
+        QCOMPARE(scene.host.library.getDownloadedDir(), QDir::currentPath());
+        scene.host.library.close();
+        QCOMPARE(scene.host.library.getDownloadedDir(), QString());
+    }
+
+    void readsEachFile_data() {
+        const auto row = columns<Files, QString>("files", "heard");
+        const QByteArray card = smallCard("card1");
+        const QByteArray unit = smallVehicleUnit("unit1");
+        row("none", {}, "0% remount done(|)");
+        row("cards, then vehicle units, then all are offered", usualFiles,
+            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)");
+        row("second generation",
+            {{card1, smallCard("card1", 1, 2)},
+             {unit1, smallVehicleUnit("unit1", Generation::Gen2V1)},
+             {unit2, smallVehicleUnit("unit2", Generation::Gen2V2)}},
+            "0% 16% 33% 50% card1 66% unit1 83% unit2 100% remount done(card1|unit1,unit2)");
+        // They are skipped without a word.
+        row("workshop card", {{card1, smallCard("x", 2)}}, "0% card1 100% remount done(|)");
+        row("control card", {{card1, smallCard("x", 3)}}, "0% card1 100% remount done(|)");
+        row("company card", {{card1, smallCard("x", 4, 2)}}, "0% card1 100% remount done(|)");
+        // A card is offered whatever its size, a vehicle unit is not.
+        row("empty card", {{card1, ""}}, "0% card1 100% remount failed");
+        row("card of 4 bytes", {{card1, "1234"}}, "0% card1 100% remount failed");
+        row("card of 5 bytes", {{card1, "12345"}}, "0% card1 100% remount failed");
+        row("empty vehicle unit", {{unit1, ""}}, "0% remount failed");
+        row("vehicle unit of 4 bytes", {{unit1, "1234"}}, "0% remount failed");
+        row("vehicle unit of 5 bytes", {{unit1, "12345"}}, "0% unit1 100% remount failed");
+        row("no card", {{card1, noDownload}, {card2, smallCard("card2")}, {unit1, unit}},
+            "0% 33% 50% card1 66% card2 83% unit1 100% remount failed");
+        row("card that is cut", {{card1, card.chopped(1)}}, "0% card1 100% remount failed");
+        row("card without data", {{card1, samples::cardBlock(0x0501, 0, "\1")}},
+            "0% card1 100% remount failed");
+        row("no vehicle unit", {{card1, card}, {unit1, noDownload}, {unit2, unit}},
+            "0% 16% 50% card1 66% unit1 83% unit2 100% remount failed");
+    }
+    void readsEachFile() {
+        QFETCH(Files, files);
+        const TestKey key;
+        writeFiles(key, files);
+        RecordingHost host;
+        QCOMPARE(host.open(key), QString());
+        QTEST(host.read(), "heard");
+    }
+
+    void readsAKeyThatHasChanged_data() {
+        const auto row = columns<Action, QString>("change", "heard");
+        row("card removed", removeFile(card1), "0% 33% 50% card2 83% unit1 100% remount failed");
+        row("vehicle unit removed", removeFile(unit1),
+            "0% 16% 33% card1 66% card2 83% remount failed");
+        row("card too small", writeFile(card1, "123"),
+            "0% 33% 50% card1 66% card2 83% unit1 100% remount failed");
+        row("vehicle unit too small", writeFile(unit1, "123"),
+            "0% 16% 33% card1 66% card2 83% remount failed");
+        row("card is a directory", replaceByDirectory(card1),
+            "0% 33% 50% card2 83% unit1 100% remount failed");
+        row("vehicle unit is a directory", replaceByDirectory(unit1),
+            "0% 16% 33% card1 66% card2 83% remount failed");
+        row("another file", writeFile(unit2, smallVehicleUnit("unit2")),
+            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)");
+        row("no download directory", removeFile("download"),
+            "libdownloadkey|No DownloadKey mounted|0");
+        row("closed", closeKey, "0% remount done(|)");
+        row("opened again", openKey,
+            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)");
+    }
+    void readsAKeyThatHasChanged() {
+        QFETCH(Action, change);
+        Scene scene;
+        QCOMPARE(scene.host.open(scene.key), QString());
+        change(scene);
+        QTEST(scene.host.read(), "heard");
+    }
+
+    void actsInTheMiddleOfARead_data() {
+        const auto row = columns<QString, Action, QString>("event", "action", "heard");
+        const char all[] =
+            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)";
+        // The file at hand is finished.
+        row("close at the start", "0%", closeKey, "0% remount done(|)");
+        row("close after a card", "16%", closeKey, "0% 16% remount done(card1|)");
+        row("close after the cards", "33%", closeKey, "0% 16% 33% remount done(card1,card2|)");
+        row("close when all are parsed", "50%", closeKey,
+            "0% 16% 33% 50% remount done(card1,card2|unit1)");
+        row("close at an offer", "card1", closeKey,
+            "0% 16% 33% 50% card1 66% remount done(card1,card2|unit1)");
+        row("close at the last offer", "unit1", closeKey, all);
+        row("close at the remount", "remount", closeKey, all);
+        row(
+            "close and open", "16%", [](Scene& scene) { closeKey(scene), openKey(scene); }, all);
+        // The lists are those of the start.
+        row(
+            "open with more files", "16%",
+            [](Scene& scene) {
+                scene.key.write(unit2, smallVehicleUnit("unit2"));
+                openKey(scene);
+            },
+            all);
+        row(
+            "open what is no key", "16%",
+            [](Scene& scene) { scene.host.open(scene.key.path("download")); }, all);
+        row(
+            "read", "33%", [](Scene& scene) { scene.host.library.read(); },
+            "0% 16% 33% 0% 16% 33% 50% card1 66% card2 83% unit1 100% remount "
+            "done(card1,card2|unit1) 50% card1 66% card2 83% unit1 100% remount "
+            "done(card1,card2|unit1)");
+        // What has gone fails, once.
+        row("remove a file to be parsed", "16%", removeFile(card2),
+            "0% 16% 50% card1 66% unit1 100% remount failed");
+        row("remove a file to be offered", "50%", removeFile(card1),
+            "0% 16% 33% 50% card2 83% unit1 100% remount failed");
+        row("remove the file that was offered", "card1", removeFile(card1), all);
+        row("remove all", "33%", removeFile("download"), "0% 16% 33% remount failed");
+        row("replace a card by a directory", "50%", replaceByDirectory(card2),
+            "0% 16% 33% 50% card1 66% unit1 100% remount failed");
+        row("empty a card", "50%", writeFile(card2, ""), all);
+        row("leave 4 bytes of a vehicle unit", "card1", writeFile(unit1, "1234"),
+            "0% 16% 33% 50% card1 66% card2 83% remount failed");
+        row("leave 5 bytes of a vehicle unit", "card1", writeFile(unit1, "12345"), all);
+    }
+    void actsInTheMiddleOfARead() {
+        QFETCH(QString, event);
+        QFETCH(Action, action);
+        Scene scene;
+        scene.host.when(event, [&] { action(scene); });
+        QTEST(scene.openAndRead(), "heard");
+        QVERIFY(!scene.key.exists("downloaded"));
+    }
+
+    void readsOnFromAKeyThatIsOpenedMeanwhile() {
+        Scene scene;
+        scene.host.when("33%", [&] { scene.host.open(scene.other); });
+        QCOMPARE(scene.openAndRead(), QString("0% 16% 33% card1 66% remount failed"));
+        QCOMPARE(scene.host.offeredPaths, QStringList(scene.other.path(card1)));
+        QCOMPARE(scene.host.remounted, QStringList(scene.other.mountPath()));
+    }
+
+    void keyStaysOpenWhenTheNextCannotBeOpened() {
+        Scene scene;
+        QCOMPARE(scene.host.open(scene.other), QString());
+        const QString noKey = scene.key.path("download");
+        QCOMPARE(scene.host.open(noKey), QString(noDownloadDir).arg(noKey));
+        QCOMPARE(scene.host.read(), QString("0% 50% card1 100% remount done(other|)"));
+        QCOMPARE(scene.host.remounted, QStringList(noKey));
+    }
+
+    void readWithoutAKeyFindsNothing() {
+        RecordingHost host;
+        QCOMPARE(host.read(), QString("0% remount done(|)"));
+        QCOMPARE(host.remounted, QStringList("."));
+    }
+
+    void oneKeyAfterAnother() {
+        Scene scene;
+        const QString first = scene.openAndRead();
+        QCOMPARE(scene.host.read(), first);
+        QCOMPARE(scene.host.open(scene.other), QString());
+        QCOMPARE(scene.host.read(), QString("0% 50% card1 100% remount done(other|)"));
+        QCOMPARE(scene.openAndRead(), first);
+    }
+
+    // "queued" is what the host had queued at the signal before.
+    void runsTheEventLoopBeforeEachFile() {
+        Scene scene;
+        RecordingHost& host = scene.host;
+        const auto queue = [&host] {
+            QMetaObject::invokeMethod(
+                &host.library, [&host] { host.hear("queued"); }, Qt::QueuedConnection);
+        };
+        QObject::connect(&host.library, &DownloadKey::progress, &host.library, queue);
+        QCOMPARE(scene.openAndRead(),
+                 QString("0% queued 16% queued 33% queued 50% queued card1 66% queued card2 83% "
+                         "queued unit1 100% remount done(card1,card2|unit1)"));
+    }
+
+    void writesDebugLines_data() {
+        const auto row = columns<QByteArray, QStringList>("card", "lines");
+        const QString load = "read(): Load to RAM: \"card1_2403160900.C1B\"";
+        row("too small", "1234", {});
+        row("driver card", smallCard("card1"), {load});
+        row("workshop card", smallCard("card1", 2),
+            {load, "File is not a driver card file, skip:  \"card1_2403160900.C1B\""});
+        row("no card", noDownload,
+            {load, "read: Failed reading ddd file information:  \"card1_2403160900.C1B\""});
+        row("cut", smallCard("card1").chopped(1),
+            {load, "read: Failed calc ddd data size:  \"card1_2403160900.C1B\""});
+        row("no data", samples::cardBlock(0x0501, 0, "\1"),
+            {load, "read: Failed reading ddd data:  \"card1_2403160900.C1B\""});
+    }
+    void writesDebugLines() {
+        QFETCH(QByteArray, card);
+        QFETCH(QStringList, lines);
+        const TestKey key;
+        key.write(card1, card);
+        key.write(unit1, noDownload);
+        RecordingHost host;
+        QCOMPARE(host.open(key), QString());
+        const DebugLines collector;
+        host.read();
+        lines << "read(): Load to RAM: \"unit1_2403140700.V1B\"";
+        QCOMPARE(collector.lines().filter(QRegularExpression("^(?!VehicleInfo: )")), lines);
+        collector.lines().clear();
+        QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
+        host.read();
+        QCOMPARE(collector.lines(), QStringList());
+    }
+
+    // Paths below the mount directory as it was given, local times, objects that outlive the key,
+    // and no file of the key open while the host has its turn.
+    void handsOverWhatItRead_data() {
+        const auto row = columns<QString>("mount"); // "%1" is an absolute path
+        row("absolute", "%1/my k\u00e9y");
+        row("relative", "my k\u00e9y");
+        row("in the current directory", "./my k\u00e9y");
+    }
+    void handsOverWhatItRead() {
+        QFETCH(QString, mount);
+        const TestKey key{QString()};
+        key.makeDir("my k\u00e9y/download");
+        key.write("my k\u00e9y/" + card1, smallCard("card1", 1, 2));
+        key.write("my k\u00e9y/" + unit1, smallVehicleUnit("unit1"));
+        const QString before = QDir::currentPath();
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+        QVERIFY(QDir::setCurrent(key.mountPath()));
+        if (mount.contains("%1"))
+            mount = mount.arg(key.mountPath());
+
+        RecordingHost host;
         QStringList openFiles;
         const auto look = [&] {
-            for (const auto& descriptor : QDir("/proc/self/fd"_s).entryInfoList(QDir::Files))
+            for (const auto& descriptor : QDir("/proc/self/fd").entryInfoList(QDir::Files))
                 openFiles << descriptor.symLinkTarget();
         };
         QObject::connect(&host.library, &DownloadKey::progress, &host.library, look);
         QObject::connect(&host.library, &DownloadKey::downloadFile, &host.library, look);
-        host.open(mount);
+        QCOMPARE(host.open(mount), QString());
         host.read();
-        QVERIFY(host.heard.contains("remount:"_s + mount));
-        QString shown;
-        for (int i = 0; i < host.paths.size(); ++i) {
-            QCOMPARE(host.times.at(i).timeSpec(), Qt::LocalTime);
-            shown += host.paths[i] + host.times[i].toUTC().toString(" yyyy-MM-dd hh:mm:ss;"_s);
-        }
-        QCOMPARE(shown, "%1/download/A_2403160900.C1B 2024-03-16 09:00:00;"
-                        "%1/download/B_2403150830.C1B 2024-03-15 08:30:00;"
-                        "%1/download/V_2403140700.V1B 2024-03-14 07:00:00;"_s.arg(mount));
-        QCOMPARE(openFiles.filter("/download/"_s), QStringList());
+        QCOMPARE(host.remounted, QStringList(mount));
+        QCOMPARE(host.offeredPaths, QStringList({mount + '/' + card1, mount + '/' + unit1}));
+        const QDateTime cardTime(QDate(2024, 3, 16), QTime(9, 0), Qt::UTC);
+        const QDateTime unitTime(QDate(2024, 3, 14), QTime(7, 0), Qt::UTC);
+        QCOMPARE(host.offeredTimes, QList<QDateTime>({cardTime, unitTime}));
+        QCOMPARE(host.offeredTimes.at(0).timeSpec(), Qt::LocalTime);
+        QCOMPARE(openFiles.filter("/download/"), QStringList());
 
         host.library.close();
-        QCOMPARE(host.done(), "done[DF00000000000017,DF00000000000018][AB 123 CD]"_s);
-        const scard::SCardGeneric& first = *host.cards.at(0);
-        const scard::SCardGeneric& second = *host.cards.at(1);
-        QVERIFY(typeid(first) == typeid(scard::SCardDriverG2));
-        QVERIFY(typeid(second) == typeid(scard::SCardDriverG1));
-        QCOMPARE(first.holderName(), "Jo Sample"_s);
-        QCOMPARE(host.vehicles.at(0)->getDriverActivities().size(), std::size_t(1));
+        QCOMPARE(host.cards.at(0)->holderName(), QString("Jo Sample"));
         QCOMPARE(host.cards.at(0).use_count(), 1L);
-        QCOMPARE(host.vehicles.at(0).use_count(), 1L);
+        QCOMPARE(host.units.at(0)->getDriverActivities().size(), std::size_t(1));
+        QCOMPARE(host.units.at(0).use_count(), 1L);
     }
 
     void parsesTheNewestHundred_data() {
         // "lastParsed" is the progress when the last file has been parsed.
         const auto row = columns<int, int, QString>("cardCount", "unitCount", "lastParsed");
-        row("150 cards", 150, 0, "40%"_s);
-        row("150 vehicle units", 0, 150, "40%"_s);
-        row("100 cards", 100, 0, "50%"_s);
-        row("101 cards, 1 vehicle unit", 101, 1, "49%"_s); // 101 of 203
+        row("150 cards", 150, 0, "40%");
+        row("150 vehicle units", 0, 150, "40%");
+        row("100 cards", 100, 0, "50%");
+        row("101 cards, 1 vehicle unit", 101, 1, "49%"); // 101 of 203
     }
-
     void parsesTheNewestHundred() {
         QFETCH(int, cardCount);
         QFETCH(int, unitCount);
-        Host host;
-        // One a minute: the last is the newest. The cards have only what the parser needs.
-        const auto write = [&](char kind, int i, const QByteArray& bytes) {
-            host.key.write(
-                QString::asprintf("download/%d_240315%02d%02d.%c1B", i, i / 60, i % 60, kind),
-                bytes);
+        const TestKey key;
+        const auto nameOf = [](char kind, int i) { // one a minute: the last is the newest
+            return QString::asprintf("download/%d_240315%02d%02d.%c1B", i, i / 60, i % 60, kind);
         };
-        for (int i = 0; i < cardCount; ++i) {
-            const QByteArray data = '\0' + QByteArray::number(i).leftJustified(136);
-            write('C', i,
-                  samples::cardBlock(0x0501, 0, "\1") + samples::cardBlock(0x0520, 0, data));
-        }
+        for (int i = 0; i < cardCount; ++i)
+            key.write(nameOf('C', i), smallCard(QByteArray::number(i)));
         for (int i = 0; i < unitCount; ++i)
-            write('V', i, vehicleUnit(QByteArray::number(i)));
-        host.open();
+            key.write(nameOf('V', i), smallVehicleUnit(QByteArray::number(i)));
+        RecordingHost host;
+        QCOMPARE(host.open(key), QString());
         host.read();
 
         const int parsed = qMin(cardCount, 100) + qMin(unitCount, 100);
         QTEST(host.heard.at(parsed), "lastParsed");
-        QVERIFY(!host.heard.at(parsed + 1).endsWith("%"_s));
-        QCOMPARE(host.paths.size(), cardCount + unitCount);
-        QCOMPARE(host.heard.at(host.heard.size() - 3), "100%"_s);
+        QVERIFY(!host.heard.at(parsed + 1).endsWith('%'));
+        QCOMPARE(host.offeredPaths.size(), cardCount + unitCount);
+        QCOMPARE(host.heard.at(host.heard.size() - 3), QString("100%"));
         const auto newest = [](int count) {
             QStringList numbers;
             for (int i = count - 1; i >= qMax(0, count - 100); --i)
                 numbers << QString::number(i);
-            return "["_s + numbers.join(","_s) + "]"_s;
+            return numbers.join(',');
         };
-        QCOMPARE(host.heard.last(), "done"_s + newest(cardCount) + newest(unitCount));
+        QCOMPARE(host.heard.last(),
+                 QString("done(%1|%2)").arg(newest(cardCount), newest(unitCount)));
     }
 
+    void generateSpecific_data() {
+        const auto row = columns<int, int, QByteArray>("type", "generation", "object");
+        row("driver card, first generation", 1, 1, typeid(scard::SCardDriverG1).name());
+        row("driver card, second generation", 1, 2, typeid(scard::SCardDriverG2).name());
+        row("workshop card, first generation", 2, 1, typeid(scard::SCardWorkshopG1).name());
+        row("workshop card, second generation", 2, 2, typeid(scard::SCardWorkshopG2).name());
+        row("control card, first generation", 3, 1, typeid(scard::SCardGeneric).name());
+        row("control card, second generation", 3, 2, typeid(scard::SCardGeneric).name());
+        row("company card, first generation", 4, 1, typeid(scard::SCardCompanyG1).name());
+        row("company card, second generation", 4, 2, typeid(scard::SCardCompanyG2).name());
+    }
     void generateSpecific() {
-        const auto check = [](int type, int generation, const std::type_info& expected) {
-            Host host;
-            host.key.write("A"_s,
-                           card("DF00000000000017", static_cast<unsigned char>(type), generation));
-            QFile file(host.key.path("A"_s));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            scard::SCardGeneric generic(file, QDateTime(), scard::FilenameRegion{});
-            if (type != 0)
-                QVERIFY(generic.readCardInfo().isEmpty());
+        QFETCH(int, type);
+        QFETCH(int, generation);
+        const TestKey key;
+        key.write(card1, smallCard("card1", static_cast<unsigned char>(type), generation));
+        QFile file(key.path(card1));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        scard::SCardGeneric generic(file, QDateTime(), scard::FilenameRegion{});
+        QVERIFY(generic.readCardInfo().isEmpty());
 
-            const auto specific = host.library.generateSpecific(generic);
-            QVERIFY(specific && specific.get() != &generic);
-            const scard::SCardGeneric& object = *specific;
-            QCOMPARE(QByteArray(typeid(object).name()), QByteArray(expected.name()));
-            QCOMPARE(object.getCardType(), type);
-            QCOMPARE(object.is2ndGeneneration(), generation == 2);
-            QCOMPARE(specific.use_count(), 1L);
-            QVERIFY(specific->calcDataSize().isEmpty());
-            QVERIFY(specific->readData().isEmpty());
-            QCOMPARE(object.cardNumber(), "DF00000000000017"_s);
-            QCOMPARE(generic.cardNumber(), QString()); // the given card is left as it was
-        };
-        check(1, 1, typeid(scard::SCardDriverG1));
-        check(1, 2, typeid(scard::SCardDriverG2));
-        check(2, 1, typeid(scard::SCardWorkshopG1));
-        check(2, 2, typeid(scard::SCardWorkshopG2));
-        check(3, 1, typeid(scard::SCardGeneric));
-        check(3, 2, typeid(scard::SCardGeneric));
-        check(4, 1, typeid(scard::SCardCompanyG1));
-        check(4, 2, typeid(scard::SCardCompanyG2));
-        check(0, 0, typeid(scard::SCardGeneric)); // not asked for its information yet
+        RecordingHost host;
+        const std::shared_ptr<scard::SCardGeneric> specific =
+            host.library.generateSpecific(generic);
+        const scard::SCardGeneric& object = *specific;
+        QTEST(QByteArray(typeid(object).name()), "object");
+        QVERIFY(&object != &generic);
+        QCOMPARE(specific.use_count(), 1L);
+        QVERIFY(specific->calcDataSize().isEmpty() && specific->readData().isEmpty());
+        QCOMPARE(specific->cardNumber(), QString("card1"));
+        QCOMPARE(generic.cardNumber(), QString()); // the given card is left as it was
     }
 };
 

@@ -13,7 +13,6 @@
 #include <QtCore/QStringList>
 
 #include <utility>
-#include <vector>
 
 class TableRow {
 public:
@@ -51,17 +50,6 @@ public:
         if (!words.contains(text(column)))
             refuse(QStringLiteral("unknown word \"%1\"").arg(text(column)));
         return text(column);
-    }
-
-    // The value that stands for the cell's word.
-    template <typename Value>
-    Value choice(const char* column,
-                 const std::vector<std::pair<const char*, Value>>& words) const {
-        for (const auto& [word, value] : words) {
-            if (text(column) == QLatin1String(word))
-                return value;
-        }
-        refuse(QStringLiteral("unknown word \"%1\"").arg(text(column)));
     }
 
     void refuseUnusedCells() const {

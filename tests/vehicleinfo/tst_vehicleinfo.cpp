@@ -414,7 +414,6 @@ private Q_SLOTS:
 
     void gen2ArraysThatAreSpoilt_data() {
         const auto addRow = fileColumns();
-        enum Fault { OtherType, OtherSize, TooMany, None, EndOfFile };
         forEachRow("spoiltarrays.txt", [&](const TableRow& row) {
             const int trep = row.number("block", 16);
             const int type = row.number("array", 16);
@@ -424,31 +423,21 @@ private Q_SLOTS:
             overview[0x04] = {0x04, 700, 1, QByteArray(700, '?')}; // no end comes too early to read
             Gen2Block day(dayBlock(version, {100}));
             Gen2Block& block = isOverview ? overview : day;
-            QByteArray trailer = "?";
-            switch (row.choice<Fault>("fault", {{"other type", OtherType},
-                                                {"other size", OtherSize},
-                                                {"too many", TooMany},
-                                                {"none", None},
-                                                {"end of file", EndOfFile}})) {
-            case OtherType:
+            const QString fault =
+                row.word("fault", {"other type", "other size", "too many", "none", "end of file"});
+            const bool isEnd = fault == "end of file";
+            if (fault == "other type")
                 block[type].type ^= 0x80;
-                break;
-            case OtherSize:
+            else if (fault == "other size")
                 block[type].recordSize += 1;
-                break;
-            case TooMany:
+            else if (fault == "too many")
                 block[type].count = 0xFFFF;
-                break;
-            case None:
+            else if (fault == "none")
                 block[type] = {type, block[type].recordSize, 0, ""};
-                break;
-            case EndOfFile:
+            else
                 block.removeAllBehind(type);
-                trailer.clear();
-                break;
-            }
-            const bool isCutOverview = isOverview && trailer.isEmpty();
-            addRow(row.place(), overview.bytes() + (isCutOverview ? "" : day.bytes()) + trailer,
+            const QByteArray behind = isEnd ? "" : isOverview ? day.bytes() + '?' : "?";
+            addRow(row.place(), (isOverview ? "" : overview.bytes()) + block.bytes() + behind,
                    row.text("error"), row.text("insertions"), row.text("plate"));
         });
     }
