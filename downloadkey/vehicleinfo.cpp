@@ -1,4 +1,5 @@
 #include "downloadkey/vehicleinfo.h"
+#include "downloadkey/bytereader_p.h"
 #include "downloadkey/diagnostics_p.h"
 #include "downloadkey/vehicleinfo_p.h"
 
@@ -17,36 +18,38 @@ namespace downloadkey {
 namespace {
 
 // The host decides how the fields look inside; their bytes are the file's.
-template <typename Field, std::size_t size>
+template <typename Text, std::size_t size>
 QString readText(const unsigned char* bytes) {
-    static_assert(sizeof(Field) == size && std::is_trivially_copyable<Field>::value,
+    static_assert(sizeof(Text) == size && std::is_trivially_copyable<Text>::value,
                   "a text field is the file's bytes and nothing else");
-    Field field;
-    std::memcpy(&field, bytes, sizeof field);
-    return scard::SCardGeneric::textfieldToString(field).trimmed();
+    Text text;
+    std::memcpy(&text, bytes, sizeof text);
+    return scard::SCardGeneric::textfieldToString(text).trimmed();
 }
 
-QString readName(const unsigned char* bytes) {
-    return readText<Name, 36>(bytes);
+QString readName(const unsigned char* record, const Field& field) {
+    return readText<Name, nameSize>(record + field.offset);
 }
 
-QDateTime readTime(const unsigned char* bytes) {
-    return QDateTime::fromSecsSinceEpoch(qint64(readUInt32(bytes)), Qt::LocalTime, 0);
+QDateTime readTime(const unsigned char* record, const Field& field) {
+    const qint64 seconds = bigEndian(record + field.offset, field.size);
+    return QDateTime::fromSecsSinceEpoch(seconds, Qt::LocalTime, 0);
 }
 
-quint32 readOdometer(const unsigned char* bytes) {
+quint32 readOdometer(const unsigned char* record, const Field& field) {
     constexpr quint32 noValueInFile = 0xFFFFFF;
-    const quint32 kilometres = readUInt24(bytes);
+    const quint32 kilometres = bigEndian(record + field.offset, field.size);
     return kilometres == noValueInFile ? noOdometerValue : kilometres;
 }
 
-// Whether memory for the whole file can be allocated. readAll() would end the process where it
-// cannot, and on a 32-bit machine a sparse file of a gigabyte is enough for that.
-bool fitsIntoMemory(const QFile& file) {
+// Whether that much memory can be allocated. readAll() would end the process where it cannot, and
+// on a 32-bit machine a sparse file of a gigabyte is enough for that.
+bool fitsIntoMemory(qint64 size) {
     constexpr qint64 largest = std::numeric_limits<int>::max(); // readAll() refuses more
     constexpr qint64 overhead = 4096;
-    const auto size = static_cast<std::size_t>(qMin(file.size(), largest - overhead) + overhead);
-    void* volatile probe = std::malloc(size); // volatile: nobody would miss it otherwise
+    const qint64 needed = qBound(qint64(0), size, largest - overhead) + overhead;
+    // Volatile, because nobody would miss it otherwise.
+    void* volatile probe = std::malloc(static_cast<std::size_t>(needed));
     const bool fits = probe != nullptr;
     std::free(probe);
     return fits;
@@ -64,12 +67,37 @@ void writeDebugLines(const VehicleInfo::_FeDriverActivities& activity) {
 
 } // namespace
 
-aux::Error makeVehicleInfoError(const QString& text) {
-    return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), QString(text), 0));
+aux::Error makeVehicleInfoError(QString text) {
+    return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), std::move(text), 0));
 }
 
 QString readPlate(const unsigned char* bytes) {
-    return readText<VehicleRegistrationNumber, 14>(bytes);
+    return readText<VehicleRegistrationNumber, plateSize>(bytes);
+}
+
+void CardRecords::append(const unsigned char* records, quint32 count) {
+    for (; count > 0; --count, records += m_layout.size)
+        appendOne(records);
+}
+
+void CardRecords::appendOne(const unsigned char* record) {
+    QDateTime insertionTime = readTime(record, m_layout.insertionTime);
+    if (m_lastInsertion.isValid() && insertionTime == m_lastInsertion)
+        return;
+
+    VehicleInfo::_FeDriverActivities activity;
+    activity.holderName = readName(record, m_layout.holderFirstNames) + QStringLiteral(", ") +
+                          readName(record, m_layout.holderSurname);
+    activity.insertionTime = insertionTime;
+    activity.odometerAtInsertion = readOdometer(record, m_layout.odometerAtInsertion);
+    activity.slot = record[m_layout.slot.offset];
+    activity.withdrawalTime = readTime(record, m_layout.withdrawalTime);
+    activity.odometerAtWithdrawal = readOdometer(record, m_layout.odometerAtWithdrawal);
+
+    m_lastInsertion = std::move(insertionTime);
+    m_results.push_back(std::move(activity));
+    if (diagnostics().isDebugEnabled())
+        writeDebugLines(m_results.back());
 }
 
 VehicleInfo::VehicleInfo(QFile& file)
@@ -80,7 +108,7 @@ VehicleInfo::VehicleInfo(QFile& file)
     // their name has been asked for.
     const QString fileName = file.fileName();
     qCDebug(diagnostics) << "VehicleInfo: Init Vehicle Info: " << fileName;
-    if (file.exists() && file.isOpen() && fitsIntoMemory(file)) {
+    if (file.exists() && file.isOpen() && fitsIntoMemory(file.size())) {
         m_fileData = file.readAll();
         m_data = reinterpret_cast<const unsigned char*>(m_fileData.data());
         m_dataSize = static_cast<quint32>(m_fileData.size());
@@ -102,11 +130,11 @@ VehicleInfo::VehicleInfo(const VehicleInfo& other)
 VehicleInfo::~VehicleInfo() = default;
 
 aux::Error VehicleInfo::read() {
-    if (m_data == nullptr || m_dataSize < smallestVehicleUnitFile) {
+    if (m_dataSize < smallestVehicleUnitFile) {
         return makeVehicleInfoError(
             QStringLiteral("VehicleInfo read() file not mmapped, or not large enough"));
     }
-    switch (const unsigned int tag = readUInt16(m_data)) {
+    switch (const quint32 tag = bigEndian(m_data, 2)) {
     case 0x7601:
         return readGen1();
     case 0x7621:
@@ -125,27 +153,6 @@ QString VehicleInfo::getPlateString() {
 
 std::vector<VehicleInfo::_FeDriverActivities> VehicleInfo::getDriverActivities() const {
     return m_driverActivities;
-}
-
-void VehicleInfo::takeCardRecord(const unsigned char* record, unsigned int insertionOffset,
-                                 QDateTime& lastTaken) {
-    const unsigned char* const insertion = record + insertionOffset;
-    QDateTime insertionTime = readTime(insertion);
-    if (lastTaken.isValid() && insertionTime == lastTaken)
-        return;
-
-    _FeDriverActivities activity;
-    activity.holderName = readName(record + 36) + QLatin1String(", ") + readName(record);
-    activity.insertionTime = insertionTime;
-    activity.odometerAtInsertion = readOdometer(insertion + 4);
-    activity.slot = insertion[7];
-    activity.withdrawalTime = readTime(insertion + 8);
-    activity.odometerAtWithdrawal = readOdometer(insertion + 12);
-
-    lastTaken = std::move(insertionTime);
-    m_driverActivities.push_back(std::move(activity));
-    if (diagnostics().isDebugEnabled())
-        writeDebugLines(m_driverActivities.back());
 }
 
 } // namespace downloadkey

@@ -95,14 +95,6 @@ public:
     std::vector<_FeDriverActivities> getDriverActivities() const;
 
 private:
-    struct Q_DECL_HIDDEN Block;
-
-    Q_DECL_HIDDEN aux::Error readGen2(const Block& overview, const Block& activities);
-    Q_DECL_HIDDEN aux::Error readBlock(const Block& block, unsigned int& position);
-    Q_DECL_HIDDEN bool readCardRecords(unsigned int& position, unsigned short recordCount);
-    Q_DECL_HIDDEN void takeCardRecord(const unsigned char* record, unsigned int insertionOffset,
-                                      QDateTime& lastTaken);
-
     QByteArray m_fileData;
     const unsigned char* m_data;
     quint32 m_dataSize;

@@ -1,101 +1,81 @@
-// The second generation's parser, for both of its versions: one walk over the tables below.
+// The second generation's parser, for both of its versions: one walk over two tables.
+#include "downloadkey/bytereader_p.h"
 #include "downloadkey/diagnostics_p.h"
-#include "downloadkey/vehicleinfo.h"
 #include "downloadkey/vehicleinfo_p.h"
 
-#include <cstddef>
+#include <initializer_list>
 
 namespace downloadkey {
 
 namespace {
 
 constexpr quint32 tagSize = 2;
-constexpr quint32 headerSize = 5;
-constexpr quint32 cardInsertionOffset = 95;
-constexpr unsigned short cardRecordSize = 131;
-constexpr unsigned short plateSize = 14;
+
+constexpr CardRecordLayout cardRecord = {
+    131,      // size
+    {0, 36},  // holderSurname
+    {36, 36}, // holderFirstNames
+    {95, 4},  // insertionTime
+    {99, 3},  // odometerAtInsertion
+    {102, 1}, // slot
+    {103, 4}, // withdrawalTime
+    {107, 3}, // odometerAtWithdrawal
+};
+
+// What the versions do not share: the parser, as messages name it, and the second bytes of the
+// tags.
+struct Version {
+    const char* parser;
+    unsigned char overviewTrep;
+    unsigned char activitiesTrep;
+};
+
+constexpr Version version1 = {"readGen2_1", 0x21, 0x22};
+constexpr Version version2 = {"readGen2_2", 0x31, 0x32};
 
 enum class Treatment { Skip, ReadPlate, ReadCardRecords };
 
-// One kind of record array. A recordSize of 0 leaves the size to the file.
 struct RecordArray {
     unsigned char type;
     const char* name;
     Treatment treatment = Treatment::Skip;
-    unsigned short recordSize = 0;
+    quint32 recordSize = 0;           // 0 leaves it to the file
+    const Version* version = nullptr; // the one that has this array; null: both have it
 };
 
-constexpr RecordArray vuActivityDaily{0x01, "VuActivityDailyRecordRecordArray"};
-constexpr RecordArray cardSlotStatus{0x02, "CardSlotStatusRecordArray"};
-constexpr RecordArray currentDateTime{0x03, "CurrentDateTimeRecordArray"};
-constexpr RecordArray memberStateCertificate{0x04, "MemberStateCertificateRecordArray"};
-constexpr RecordArray odometerValueMidnight{0x05, "OdometerValueMidnightRecordArray"};
-constexpr RecordArray dateOfDayDownloaded{0x06, "DateOfDayDownloadedRecordArray"};
-constexpr RecordArray signature{0x08, "SignatureRecordArray"};
-constexpr RecordArray vuSignature{0x08, "VuSignatureRecordArray"};
-constexpr RecordArray vuSpecificCondition{0x09, "VuSpecificConditionRecordArray"};
-constexpr RecordArray vehicleIdentificationNumber{0x0A, "VehicleIdentificationNumberRecordArray"};
-// The plate is the last 14 bytes of a record; version 2 puts the nation before it.
-constexpr RecordArray vehicleRegistrationNumber{0x0B, "VehicleRegistrationNumberRecordArray",
-                                                Treatment::ReadPlate, plateSize};
-constexpr RecordArray vuCardIW{0x0D, "VuCardIWRecordArray", Treatment::ReadCardRecords,
-                               cardRecordSize};
-constexpr RecordArray memberVUCertificate{0x0F, "MemberVUCertificateRecordArray"};
-constexpr RecordArray vuCompanyLocks{0x10, "VuCompanyLocksRecordArray"};
-constexpr RecordArray vuControlActivity{0x11, "VuControlActivityRecordArray"};
-constexpr RecordArray vuDownloadablePeriod{0x13, "VuDownloadablePeriodRecordArray"};
-constexpr RecordArray vuDownloadActivityData{0x14, "VuDownloadActivityDataRecordArray"};
-constexpr RecordArray vuGNSSAD{0x16, "VuGNSSADRecordArray"};
-constexpr RecordArray vuPlaceDailyWorkPeriod{0x1C, "VuPlaceDailyWorkPeriodRecordArray"};
-constexpr RecordArray vuBorderCrossing{0x22, "VuBorderCrossingRecordArray"};
-constexpr RecordArray vuLoadUnload{0x23, "VuLoadUnloadRecordArray"};
-constexpr RecordArray vehicleRegistrationIdentification{
-    0x24, "VehicleRegistrationIdentificationRecordArray", Treatment::ReadPlate, plateSize + 1};
-
-constexpr RecordArray trep21[] = {
-    memberStateCertificate,
-    memberVUCertificate,
-    vehicleIdentificationNumber,
-    vehicleRegistrationNumber,
-    currentDateTime,
-    vuDownloadablePeriod,
-    cardSlotStatus,
-    vuDownloadActivityData,
-    vuCompanyLocks,
-    vuControlActivity,
-    signature,
+constexpr std::initializer_list<RecordArray> overviewArrays = {
+    {0x04, "MemberStateCertificateRecordArray"},
+    {0x0F, "MemberVUCertificateRecordArray"},
+    {0x0A, "VehicleIdentificationNumberRecordArray"},
+    {0x0B, "VehicleRegistrationNumberRecordArray", Treatment::ReadPlate, plateSize, &version1},
+    // The nation comes before the number.
+    {0x24, "VehicleRegistrationIdentificationRecordArray", Treatment::ReadPlate, 1 + plateSize,
+     &version2},
+    {0x03, "CurrentDateTimeRecordArray"},
+    {0x13, "VuDownloadablePeriodRecordArray"},
+    {0x02, "CardSlotStatusRecordArray"},
+    {0x14, "VuDownloadActivityDataRecordArray"},
+    {0x10, "VuCompanyLocksRecordArray"},
+    {0x11, "VuControlActivityRecordArray"},
+    {0x08, "SignatureRecordArray"},
 };
 
-constexpr RecordArray trep22[] = {
-    dateOfDayDownloaded,
-    odometerValueMidnight,
-    vuCardIW,
-    vuActivityDaily,
-    vuPlaceDailyWorkPeriod,
-    vuGNSSAD,
-    vuSpecificCondition,
-    vuSignature,
+constexpr std::initializer_list<RecordArray> activitiesArrays = {
+    {0x06, "DateOfDayDownloadedRecordArray"},
+    {0x05, "OdometerValueMidnightRecordArray"},
+    {0x0D, "VuCardIWRecordArray", Treatment::ReadCardRecords, cardRecord.size},
+    {0x01, "VuActivityDailyRecordRecordArray"},
+    {0x1C, "VuPlaceDailyWorkPeriodRecordArray"},
+    {0x16, "VuGNSSADRecordArray"},
+    {0x09, "VuSpecificConditionRecordArray"},
+    {0x22, "VuBorderCrossingRecordArray", Treatment::Skip, 0, &version2},
+    {0x23, "VuLoadUnloadRecordArray", Treatment::Skip, 0, &version2},
+    {0x08, "VuSignatureRecordArray"},
 };
 
-constexpr RecordArray trep31[] = {
-    memberStateCertificate,
-    memberVUCertificate,
-    vehicleIdentificationNumber,
-    vehicleRegistrationIdentification,
-    currentDateTime,
-    vuDownloadablePeriod,
-    cardSlotStatus,
-    vuDownloadActivityData,
-    vuCompanyLocks,
-    vuControlActivity,
-    signature,
-};
-
-constexpr RecordArray trep32[] = {
-    dateOfDayDownloaded, odometerValueMidnight,  vuCardIW,
-    vuActivityDaily,     vuPlaceDailyWorkPeriod, vuGNSSAD,
-    vuSpecificCondition, vuBorderCrossing,       vuLoadUnload,
-    vuSignature,
+struct ArrayHeader {
+    unsigned short recordSize;
+    unsigned short recordCount;
 };
 
 // Apart, so that the good case carries nothing of it.
@@ -104,142 +84,156 @@ Q_NEVER_INLINE void reportInvalidTag(uint expected, uint found, uint position) {
                          << "Read:" << found << "Pos:" << Qt::dec << position;
 }
 
-} // namespace
-
-// A block as the walk sees it, and the words that its messages begin with.
-struct VehicleInfo::Block {
-    template <std::size_t count>
-    constexpr Block(const char* parserName, unsigned char trepValue,
-                    const RecordArray (&recordArrays)[count])
-        : parser(parserName)
-        , trep(trepValue)
-        , first(recordArrays)
-        , last(recordArrays + count) {}
-
-    const RecordArray* begin() const { return first; }
-    const RecordArray* end() const { return last; }
-
-    bool isAt(const unsigned char* bytes) const { return bytes[0] == 0x76 && bytes[1] == trep; }
-
-    // "VehicleInfo readGen2_1() TREP21"
-    QString heading() const {
-        return QStringLiteral("VehicleInfo ") + QLatin1String(parser) + QStringLiteral("() TREP") +
-               QString::number(trep, 16);
+// Steps over a header of this type: type (1 byte), record size (2 bytes) and number of records (2
+// bytes). A byte must follow it.
+bool readArrayHeader(ByteReader& reader, unsigned char recordType, ArrayHeader& header) {
+    ByteReader ahead = reader;
+    const unsigned char* const bytes = ahead.take(1 + 2 + 2, 1);
+    if (!bytes)
+        return false;
+    if (bytes[0] != recordType) {
+        reportInvalidTag(recordType, bytes[0], reader.position());
+        return false;
     }
+    header.recordSize = static_cast<unsigned short>(bigEndian(bytes + 1, 2));
+    header.recordCount = static_cast<unsigned short>(bigEndian(bytes + 3, 2));
+    reader = ahead;
+    return true;
+}
 
-    aux::Error error(const char* step, const RecordArray& array, const char* failure) const {
-        return makeVehicleInfoError(heading() + QStringLiteral(": ") + QLatin1String(step) +
-                                    QLatin1String(array.name) + QLatin1String(failure));
-    }
+// A byte must follow what is skipped, too.
+bool skipRecords(ByteReader& reader, const ArrayHeader& header) {
+    const quint32 size = quint32(header.recordSize) * header.recordCount; // 65535 * 65535 fits
+    return reader.take(size, 1) != nullptr;
+}
 
-    const char* parser;
-    unsigned char trep;
-    const RecordArray* first;
-    const RecordArray* last;
+class Parser {
+public:
+    Parser(const Version& version, const ByteReader& reader, QString& plate,
+           std::vector<VehicleInfo::_FeDriverActivities>& activities)
+        : m_version(version)
+        , m_reader(reader)
+        , m_plate(plate)
+        , m_activities(activities) {}
+
+    aux::Error read();
+
+private:
+    aux::Error readBlock(unsigned char trep, std::initializer_list<RecordArray> arrays);
+    QString heading(unsigned char trep) const;
+
+    const Version& m_version;
+    ByteReader m_reader;
+    QString& m_plate;
+    std::vector<VehicleInfo::_FeDriverActivities>& m_activities;
 };
 
-bool VehicleInfo::readHeader(unsigned int& position, unsigned char recordType,
-                             unsigned short& recordSize, unsigned short& recordCount) {
-    recordSize = 0;
-    recordCount = 0;
-    if (position >= m_dataSize || m_dataSize - position <= headerSize)
-        return false;
-    const unsigned char* const header = m_data + position;
-    if (header[0] != recordType) {
-        reportInvalidTag(recordType, header[0], position);
-        return false;
-    }
-    recordSize = readUInt16(header + 1);
-    recordCount = readUInt16(header + 3);
-    position += headerSize;
-    return true;
+// "VehicleInfo readGen2_1() TREP21"
+QString Parser::heading(unsigned char trep) const {
+    return QStringLiteral("VehicleInfo ") + QLatin1String(m_version.parser) +
+           QStringLiteral("() TREP") + QString::number(trep, 16);
 }
 
-bool VehicleInfo::skipRecordData(unsigned int& position, unsigned short recordSize,
-                                 unsigned short recordCount) {
-    const quint32 size = quint32(recordSize) * recordCount; // 65535 * 65535 fits
-    if (position >= m_dataSize || m_dataSize - position <= size)
-        return false;
-    position += size;
-    return true;
-}
-
-aux::Error VehicleInfo::readGen2(const Block& overview, const Block& activities) {
-    if (m_data == nullptr || m_dataSize < smallestVehicleUnitFile) {
+aux::Error Parser::read() {
+    if (m_reader.size() < smallestVehicleUnitFile) {
         return makeVehicleInfoError(QStringLiteral("VehicleInfo ") +
-                                    QLatin1String(overview.parser) +
+                                    QLatin1String(m_version.parser) +
                                     QStringLiteral("() file not mmapped, or not large enough"));
     }
-    const auto overviewNotFound = [&overview] {
-        return makeVehicleInfoError(overview.heading() + QStringLiteral(" not found"));
+    const auto isTag = [](const unsigned char* tag, unsigned char trep) {
+        return tag[0] == 0x76 && tag[1] == trep;
     };
-    if (!overview.isAt(m_data))
+    const auto overviewNotFound = [this] {
+        return makeVehicleInfoError(heading(m_version.overviewTrep) + QStringLiteral(" not found"));
+    };
+    if (!isTag(m_reader.take(tagSize), m_version.overviewTrep))
         return overviewNotFound();
-
-    unsigned int position = tagSize;
-    aux::Error error = readBlock(overview, position);
+    aux::Error error = readBlock(m_version.overviewTrep, overviewArrays);
     if (!error.isEmpty())
         return error;
-    qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << getPlateString();
-    if (m_dataSize - position <= tagSize)
-        return overviewNotFound();
+    qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << m_plate;
 
-    while (m_dataSize - position > tagSize && activities.isAt(m_data + position)) {
-        position += tagSize;
-        error = readBlock(activities, position);
+    const unsigned char* tag = m_reader.take(tagSize, 1);
+    if (!tag)
+        return overviewNotFound();
+    for (; tag && isTag(tag, m_version.activitiesTrep); tag = m_reader.take(tagSize, 1)) {
+        error = readBlock(m_version.activitiesTrep, activitiesArrays);
         if (!error.isEmpty())
             return error;
     }
     return aux::Error();
 }
 
-// Walks one block's arrays. The position never passes the end of the file, and a complete walk ends
-// before it.
-aux::Error VehicleInfo::readBlock(const Block& block, unsigned int& position) {
-    for (const RecordArray& array : block) {
-        unsigned short recordSize = 0;
-        unsigned short recordCount = 0;
-        if (!readHeader(position, array.type, recordSize, recordCount))
-            return block.error("Read ", array, " header failed");
-        if (array.recordSize != 0 && recordSize != array.recordSize)
-            return block.error("Read ", array, ": Invalid data size");
+aux::Error Parser::readBlock(unsigned char trep, std::initializer_list<RecordArray> arrays) {
+    for (const RecordArray& array : arrays) {
+        if (array.version && array.version != &m_version)
+            continue;
+        const auto failed = [&](const char* step, const char* failure) {
+            return makeVehicleInfoError(heading(trep) + QStringLiteral(": ") + QLatin1String(step) +
+                                        QLatin1String(array.name) + QLatin1String(failure));
+        };
+        ArrayHeader header = {};
+        if (!readArrayHeader(m_reader, array.type, header))
+            return failed("Read ", " header failed");
+        if (array.recordSize != 0 && header.recordSize != array.recordSize)
+            return failed("Read ", ": Invalid data size");
 
-        if (array.treatment == Treatment::ReadCardRecords) {
-            if (!readCardRecords(position, recordCount))
-                return block.error("Read ", array, ": Not enough data");
+        switch (array.treatment) {
+        case Treatment::ReadCardRecords: {
+            // They may be the file's last bytes: it is then the next array that is missing. In
+            // each day the first record counts.
+            const unsigned char* const first = m_reader.take(array.recordSize * header.recordCount);
+            if (!first)
+                return failed("Read ", ": Not enough data");
+            CardRecords(cardRecord, m_activities).append(first, header.recordCount);
             continue;
         }
-        if (array.treatment == Treatment::ReadPlate) {
-            if (recordCount == 0 || m_dataSize - position <= recordSize)
-                return block.error("Read ", array, ": Invalid data size");
-            m_plateString = readPlate(m_data + position + recordSize - plateSize);
+        case Treatment::ReadPlate: {
+            ByteReader ahead = m_reader;
+            const unsigned char* const first = ahead.take(array.recordSize, 1);
+            if (!first || header.recordCount == 0)
+                return failed("Read ", ": Invalid data size");
+            m_plate = readPlate(first + array.recordSize - plateSize);
+            break;
         }
-        if (!skipRecordData(position, recordSize, recordCount))
-            return block.error("Skip ", array, " failed");
+        case Treatment::Skip:
+            break;
+        }
+        if (!skipRecords(m_reader, header))
+            return failed("Skip ", " failed");
     }
     return aux::Error();
 }
 
-// Takes all records of one array, or none when they do not fit into the file. They may be its last
-// bytes: it is then the next array that is missing.
-bool VehicleInfo::readCardRecords(unsigned int& position, unsigned short recordCount) {
-    const quint32 size = quint32(cardRecordSize) * recordCount;
-    if (size > m_dataSize - position)
-        return false;
-    const unsigned char* record = m_data + position;
-    position += size;
-    QDateTime lastTaken; // each day starts anew
-    for (; recordCount > 0; --recordCount, record += cardRecordSize)
-        takeCardRecord(record, cardInsertionOffset, lastTaken);
-    return true;
+} // namespace
+
+bool VehicleInfo::readHeader(unsigned int& position, unsigned char recordType,
+                             unsigned short& recordSize, unsigned short& recordCount) {
+    ByteReader reader(m_data, m_dataSize, position);
+    ArrayHeader header = {};
+    const bool isRead = readArrayHeader(reader, recordType, header);
+    if (isRead)
+        position = reader.position();
+    recordSize = header.recordSize;
+    recordCount = header.recordCount;
+    return isRead;
+}
+
+bool VehicleInfo::skipRecordData(unsigned int& position, unsigned short recordSize,
+                                 unsigned short recordCount) {
+    ByteReader reader(m_data, m_dataSize, position);
+    const bool isSkipped = skipRecords(reader, {recordSize, recordCount});
+    if (isSkipped)
+        position = reader.position();
+    return isSkipped;
 }
 
 aux::Error VehicleInfo::readGen2_1() {
-    return readGen2(Block("readGen2_1", 0x21, trep21), Block("readGen2_1", 0x22, trep22));
+    return Parser(version1, {m_data, m_dataSize}, m_plateString, m_driverActivities).read();
 }
 
 aux::Error VehicleInfo::readGen2_2() {
-    return readGen2(Block("readGen2_2", 0x31, trep31), Block("readGen2_2", 0x32, trep32));
+    return Parser(version2, {m_data, m_dataSize}, m_plateString, m_driverActivities).read();
 }
 
 } // namespace downloadkey

@@ -1,29 +1,57 @@
-// What the parsers of all generations share: errors, limits, big-endian numbers and the plate.
-// `bytes` always points into the loaded file; the caller has checked that the field lies inside it.
+// What the parsers of all generations share: errors, the plate, and how card records become
+// results. Pointers to bytes point into the loaded file; the caller has checked that the field or
+// record lies inside it.
 #pragma once
 
-#include "auxiliary/error.h"
-
-#include <QtCore/QString>
+#include "downloadkey/vehicleinfo.h"
 
 namespace downloadkey {
 
 // An error of one entry: component "libdownloadkey", the text, code 0.
-aux::Error makeVehicleInfoError(const QString& text);
+aux::Error makeVehicleInfoError(QString text);
 
-constexpr quint16 readUInt16(const unsigned char* bytes) {
-    return static_cast<quint16>(bytes[0] << 8 | bytes[1]);
-}
+struct Field {
+    quint32 offset; // from the record's first byte
+    quint32 size;   // bytes
+};
 
-constexpr quint32 readUInt24(const unsigned char* bytes) {
-    return quint32(bytes[0]) << 16 | quint32(bytes[1]) << 8 | bytes[2];
-}
+// Where a VuCardIWRecord holds what becomes a result.
+struct CardRecordLayout {
+    quint32 size;
+    Field holderSurname;
+    Field holderFirstNames;
+    Field insertionTime;
+    Field odometerAtInsertion;
+    Field slot;
+    Field withdrawalTime;
+    Field odometerAtWithdrawal;
+};
 
-constexpr quint32 readUInt32(const unsigned char* bytes) {
-    return quint32(bytes[0]) << 24 | readUInt24(bytes + 1);
-}
+constexpr quint32 nameSize = 36;
+constexpr quint32 plateSize = 14;
 
-// A 14-byte registration-number field as text, without white space around it.
+// A registration-number field of plateSize bytes as text, without white space around it.
 QString readPlate(const unsigned char* bytes);
+
+// Appends card records to a file's results. A record with the insertion time of the one appended
+// before it is left out: a card that stays in is recorded again.
+class CardRecords {
+public:
+    // Both arguments belong to the caller and outlive the object.
+    CardRecords(const CardRecordLayout& layout,
+                std::vector<VehicleInfo::_FeDriverActivities>& results)
+        : m_layout(layout)
+        , m_results(results) {}
+
+    // Takes `count` records, which lie one behind the other.
+    void append(const unsigned char* records, quint32 count);
+
+private:
+    void appendOne(const unsigned char* record);
+
+    const CardRecordLayout& m_layout;
+    std::vector<VehicleInfo::_FeDriverActivities>& m_results;
+    QDateTime m_lastInsertion; // of the record that was appended last
+};
 
 } // namespace downloadkey
