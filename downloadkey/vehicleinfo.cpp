@@ -55,6 +55,19 @@ bool fitsIntoMemory(qint64 size) {
     return fits;
 }
 
+// Reads from the position to the end. False where memory or the disk fails: readAll() itself does
+// not tell whether it ended at a bad block. A file that became shorter meanwhile is complete.
+bool load(QFile& file, QByteArray& bytes) {
+    const qint64 expected = file.size() - file.pos(); // 0 for files that do not know their size
+    if (!fitsIntoMemory(expected))
+        return false;
+    file.unsetError();
+    bytes = file.readAll();
+    char next = 0;
+    return file.error() == QFileDevice::NoError &&
+           (bytes.size() >= expected || file.peek(&next, sizeof next) == 0);
+}
+
 void writeDebugLines(const VehicleInfo::_FeDriverActivities& activity) {
     qCDebug(diagnostics) << "VehicleInfo: Activity: ";
     qCDebug(diagnostics) << "  Holder Name:  " << activity.holderName
@@ -108,8 +121,9 @@ VehicleInfo::VehicleInfo(QFile& file)
     // their name has been asked for.
     const QString fileName = file.fileName();
     qCDebug(diagnostics) << "VehicleInfo: Init Vehicle Info: " << fileName;
-    if (file.exists() && file.isOpen() && fitsIntoMemory(file.size())) {
-        m_fileData = file.readAll();
+    QByteArray bytes;
+    if (file.exists() && file.isOpen() && load(file, bytes)) {
+        m_fileData = std::move(bytes);
         m_data = reinterpret_cast<const unsigned char*>(m_fileData.data());
         m_dataSize = static_cast<quint32>(m_fileData.size());
     } else {

@@ -2,6 +2,7 @@
 // are those that Qt and readkey make, by the names that `nm -D --undefined-only` shows.
 #include "tests/faults/faultshim.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -124,6 +125,15 @@ int access(const char* path, int mode) noexcept {
     return call(isWatched(path), "stat", __func__, -1, path, mode);
 }
 ssize_t read(int descriptor, void* buffer, size_t size) {
+    if (std::strcmp(failingKind, "byte") == 0 && isWatched(descriptor)) {
+        const off64_t good = failAt - ::lseek64(descriptor, 0, SEEK_CUR);
+        if (good <= 0) {
+            ++calls;
+            errno = failure;
+            return -1;
+        }
+        size = std::min(size, static_cast<size_t>(good));
+    }
     return call(isWatched(descriptor), "read", __func__, ssize_t(-1), descriptor, buffer, size);
 }
 int mkdir(const char* path, mode_t mode) noexcept {

@@ -132,6 +132,32 @@ private Q_SLOTS:
     void read_data() { eachFault_data("open stat read"); }
     void read() { failAtEveryCall(false); }
 
+    // What comes before a bad byte in the signature of a first-generation day looks like a whole
+    // download: the later days must not be lost in silence.
+    void badBytes() {
+        samples::VehicleUnit unit;
+        unit.days.resize(2);
+        const QByteArray bytes = samples::vehicleUnitFile(unit);
+        const QTemporaryDir dir(memoryDirTemplate());
+        QDir(dir.path()).mkdir(QStringLiteral("download"));
+        writeFile(dir.filePath(QStringLiteral("download/2403150830.V1B")), bytes);
+
+        Host host;
+        QCOMPARE(host.open(dir.path()), QString());
+        const auto readWithBadByte = [&](int position) {
+            faults_arm(QFile::encodeName(dir.path()).constData(), "byte", position, EIO);
+            QString result = host.read();
+            faults_disarm();
+            return result;
+        };
+        for (int position = 0; position < bytes.size(); position += 50, ++points)
+            QCOMPARE(readWithBadByte(position), readFailed);
+        QCOMPARE(readWithBadByte(bytes.size() - 1), readFailed);
+        QCOMPARE(host.done, 0);
+        QCOMPARE(readWithBadByte(bytes.size()), QString());
+        QCOMPARE(host.done, 1);
+    }
+
     void copyTo_data() { eachFault_data("open stat readdir read mkdir rename write"); }
 
     void copyTo() {
