@@ -10,9 +10,10 @@ usage: $self [PART...]
   sanitizers  the same tests under the address, leak and undefined-behaviour sanitizers
   lint        formatting and static analysis
   fuzz        a short run of the fuzz targets
+  browser     the page of "readkey --html" in a real browser
   armhf       the tests, cross-built for ARMv7 hard float and run under qemu
   all         all of these
-Without an argument: pc sanitizers lint fuzz
+Without an argument: pc sanitizers lint fuzz browser
 END
     exit 2
 }
@@ -24,17 +25,20 @@ declare -A packages=(
     [sanitizers]=$toolchain
     [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev"
     [fuzz]="$toolchain clang libclang-rt-14-dev"
+    [browser]="$toolchain chromium chromium-driver python3-selenium"
     [armhf]="$toolchain $delivery g++-arm-linux-gnueabihf mmdebstrap qemu-user-static"
 )
 
-# Every part that runs tests ends with ctest's own closing lines.
+# run_tests PRESET [ARGUMENT...]: every part that runs tests ends with ctest's own closing lines.
 run_tests() {
-    (cd "$top" && ctest --preset "$1" -j "$(nproc)" </dev/null)
+    local preset=$1
+    shift
+    (cd "$top" && ctest --preset "$preset" -j "$(nproc)" "$@" </dev/null)
 }
 
 part_pc() {
     build release
-    run_tests release
+    run_tests release -LE browser
 }
 
 part_sanitizers() {
@@ -78,14 +82,19 @@ part_fuzz() {
     "$top/scripts/fuzz.sh" 20
 }
 
+part_browser() {
+    build release
+    run_tests release -L browser
+}
+
 part_armhf() {
     "$top/scripts/sysroot.sh"
     build armhf
     run_tests armhf
 }
 
-[ $# -gt 0 ] || set -- pc sanitizers lint fuzz
-[ "$*" != all ] || set -- pc sanitizers lint fuzz armhf
+[ $# -gt 0 ] || set -- pc sanitizers lint fuzz browser
+[ "$*" != all ] || set -- pc sanitizers lint fuzz browser armhf
 wanted=()
 for part; do
     [ "${packages[$part]-}" ] || usage

@@ -20,12 +20,12 @@ void writeTables(const Logbook& book, const Options& options, QIODevice& out);
 void writeSummary(const Logbook& book, const Options& options, QIODevice& out);
 void writeJson(const Logbook& book, const Options& options, QIODevice& out);
 void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
+void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
 
 constexpr View views[] = {
-    {nullptr, nullptr, false, writeTables},
-    {"summary", nullptr, false, writeSummary},
-    {"json", nullptr, false, writeJson},
-    {"csv", "WHAT", false, writeCsv},
+    {nullptr, nullptr, false, writeTables}, {"summary", nullptr, false, writeSummary},
+    {"json", nullptr, false, writeJson},    {"csv", "WHAT", false, writeCsv},
+    {"html", "FILE", true, writeHtml},
 };
 
 } // namespace readkey

@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Makes docs/page.png, the picture of the page of the sample key that README shows.
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+need cmake g++ ninja-build qtbase5-dev chromium pngquant
+build release readkey makekey
+
+tools=$top/build/release/tools
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+quiet picture-key "$tools/makekey/makekey" --oddities --days 9 sample-key
+# The damaged files among the oddities make readkey fail; the page shows them.
+"$tools/readkey/readkey" --utc --html page.html sample-key 2>/dev/null || [ $? -eq 1 ]
+quiet picture chromium --headless=new --no-sandbox --disable-gpu --no-first-run --hide-scrollbars \
+    --user-data-dir="$work/profile" --window-size=1400,1060 --screenshot=page.png "file://$work/page.html"
+pngquant --force --output "$top/docs/page.png" page.png
+echo "docs/page.png: $(wc -c <"$top/docs/page.png") bytes"
