@@ -70,21 +70,25 @@ public:
     aux::Error open(QDir& dir);
 
     // Reads the open key: parses the newest parsedFilesOfEachKind driver-card files and as many
-    // vehicle-unit files, offers every file through downloadFile(), and has the host remount the
-    // key read-only. Holds one file open at a time. A close() from a slot ends it at the next file.
+    // vehicle-unit files, offers every file of both kinds through downloadFile(), and has the host
+    // remount the key read-only. One file is open at a time, and the event loop runs once before
+    // each file that is parsed and once before each that is offered.
     //
     // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: there
     // is no download directory (and nothing was done), or a file failed (and readDone() was not
-    // emitted). After close(), or before any open(), it finds no files and succeeds, the remount
-    // included.
+    // emitted). A close() from a slot ends the read behind the file at hand, in success and with
+    // what was parsed. If the key was also pulled, that file usually fails: there is an error then.
+    //
+    // Without a successful open(), or after close(), it finds no files, succeeds, and has the mount
+    // directory of the last open() remounted; if there was none, the process's current directory.
     aux::Error read();
 
     // Forgets the key; nothing on it is touched. Cannot fail.
     aux::Error close();
 
     // The absolute path of the "/downloaded" directory; empty when no key is open or its download
-    // directory has gone. It is that of the last open() which the configuration asked to make it;
-    // where there was none, the process's current directory.
+    // directory has gone. It is that of the last open() which the configuration asked to make it,
+    // whether that could be made or not; where there was none, the process's current directory.
     QString getDownloadedDir();
 
     // A copy of `card` as an object of its kind (driver, workshop or company card) and generation;
@@ -96,8 +100,8 @@ Q_SIGNALS:
     void error(const aux::Error& err);
 
     // The end of a read() in which no file failed: the parsed driver cards and vehicle-unit files,
-    // newest first. The host shares their ownership. A queued connection needs both vector types
-    // registered.
+    // newest first. `parsingError` is always false. The host shares their ownership, and each
+    // VehicleInfo holds its whole file. A queued connection needs both vector types registered.
     void readDone(std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards,
                   std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos, bool parsingError);
 
@@ -105,7 +109,8 @@ Q_SIGNALS:
     // time of the download in local time.
     void downloadFile(QString filename, QDateTime downloadTimestamp);
 
-    // Percent, 0 to 100, of the work of one read().
+    // Percent of the work of one read(): 0 first, then for each file that was parsed or offered.
+    // An empty key emits only 0; a last file that fails, or a close(), leaves it below 100.
     void progress(int relative);
 
 private:

@@ -32,11 +32,13 @@ DOWNLOADKEY_EXPORT bool isDriverFileName(QString const& name);
 // a leading "M_" or "S_", and ".TGD" with a leading "V_" or "S_", in either letter case.
 DOWNLOADKEY_EXPORT bool isVehicleFileName(QString const& name);
 
-// Reads the download time out of a valid name. Its digits are UTC; `time` presents that instant in
-// the host's local time. A two-digit year is 1970 to 2069. A day, hour or minute that its month,
-// day or hour does not have carries over: 31 February 2024 is 2 March 2024, and 24:60 is 01:00 of
-// the next day.
+// Reads the download time out of a name. Its digits are UTC; `time` presents that instant in the
+// host's local time. (In the hour in which a zone's clocks go back, Qt may give back another
+// instant than it was given.) A two-digit year is 1970 to 2069. A day, hour or minute that its
+// month, day or hour does not have carries over: 31 February 2024 is 2 March 2024, and 24:60 is
+// 01:00 of the next day.
 //
-// Returns false, and leaves `time` as it was, for month 0 or 13 and above, for day 0 or 32 and
-// above, for a time before 1970, and for a name whose digits are missing.
+// Returns false, and leaves `time` as it was, for an unknown extension, for month 0 or 13 and
+// above, for day 0 or 32 and above, for a time before 1970, and where a number is missing. The name
+// need not be valid: numbers are read as by scanf(), which also takes " 8", "+8" and "8x".
 DOWNLOADKEY_EXPORT bool getModificationTimeFromFileName(QString const& name, QDateTime& time);
