@@ -8,7 +8,7 @@ const DAY = 86400;
 const COLOURS = 8; // page.css has as many
 const ROWS_AT_FIRST = 100; // of a table; its buttons show more
 const ROWS_MORE = 1000;
-const LANES_AT_ONCE = 40; // above that, a lane is drawn when it comes into view
+const BARS_AT_ONCE = 10000; // above that, a lane is drawn when it comes into view
 const MONTHS = ["January", "February", "March", "April", "May", "June", "July", "August", "September",
     "October", "November", "December"];
 const WEEKDAYS = ["Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"];
@@ -166,17 +166,24 @@ function slotName(slot) {
 // What the user chose.
 const state = {lanes: "vehicle", driver: "", vehicle: "", firstDay: 0, days: 1};
 
-const contains = (text, part) => text.toLowerCase().includes(part.toLowerCase());
-const driverMatches = (driver) =>
-    contains(driver.name, state.driver) || contains(driver.card || "", state.driver);
+// Tells for each item whether one of its texts has what the user typed; where that is the whole text of
+// some, only those.
+function matching(items, texts, typed) {
+    const exact = items.map((item) => texts(item).includes(typed));
+    if (typed !== "" && exact.includes(true))
+        return exact;
+    const part = typed.toLowerCase();
+    return items.map((item) => texts(item).some((text) => text.toLowerCase().includes(part)));
+}
+
 const inPeriod = (item) =>
     item.end >= state.firstDay * DAY && item.start < (state.firstDay + state.days) * DAY;
 
 // What the user asked for of the insertions and gaps, in the order of time. A stretch without a card is
 // nobody's: it goes when the user asks for a driver.
 function chosen() {
-    const driverShown = drivers.map(driverMatches);
-    const vehicleShown = vehicles.map((vehicle) => contains(vehicle.plate, state.vehicle));
+    const driverShown = matching(drivers, (driver) => [driver.name, driver.card], state.driver);
+    const vehicleShown = matching(vehicles, (vehicle) => [vehicle.plate], state.vehicle);
     const isShown = (item) => vehicleShown[item.vehicle] && inPeriod(item);
     return [
         insertions.filter((insertion) => driverShown[insertion.driver] && isShown(insertion)),
@@ -232,7 +239,8 @@ class Table {
 
     more(count) {
         const from = this.body.rows.length;
-        this.body.append(...this.rows.slice(from, from + count).map((row) => this.row(row)));
+        for (const row of this.rows.slice(from, from + count))
+            this.body.append(this.row(row));
         const shown = this.body.rows.length;
         this.footer.replaceChildren();
         if (this.rows.length === 0) {
@@ -357,13 +365,9 @@ function head() {
     figure(number(sum(vehicles, "km")), "Kilometres");
     figure(hours(sum(vehicles, "seconds")), "Hours");
     figure(number(sum(vehicles, "kmWithoutCard")), "km without a card");
-    figure(number(data.files.length), "Files", data.failures.length ?
-        `${number(data.failures.length)} failed` : "");
-    if (data.failures.length) {
-        const link = element("a", "", byId("figures").lastChild.lastChild.textContent);
-        link.href = "#failures";
-        byId("figures").lastChild.lastChild.replaceChildren(link);
-    }
+    const failed = element("a", "", `${number(data.failures.length)} failed`);
+    failed.href = "#failures";
+    figure(number(data.files.length), "Files", data.failures.length ? failed : "");
     const newest = orDash(data.newest, (t) => dateAndTime(clock(t)));
     byId("about").textContent = `${data.keys.join(", ")}. Newest download: ${newest}. ` +
         `Times are ${data.zone}.${leftOut()}`;
@@ -583,7 +587,9 @@ function drawLane(lane) {
     for (const gap of lane.gaps)
         lane.bars.push({gap, start: gap.start, end: gap.end, row: 0});
     lane.bars.sort((a, b) => a.start - b.start || a.row - b.row);
-    lane.track.replaceChildren(...lane.bars.map(barNode));
+    lane.track.replaceChildren();
+    for (const bar of lane.bars)
+        lane.track.append(barNode(bar));
 }
 
 function laneTitle(kind, id, list) {
@@ -622,14 +628,17 @@ function makeLanes(list, gapList) {
 function drawLanes() {
     seen.disconnect();
     byId("joined").hidden = true;
-    lanesBox.replaceChildren(grid, ...lanes.map((lane) => lane.node));
-    lanes.forEach((lane, index) => {
+    lanesBox.replaceChildren(grid);
+    let bars = 0;
+    for (const lane of lanes) {
+        lanesBox.append(lane.node);
         lane.drawn = false;
-        if (index < LANES_AT_ONCE || printing)
+        if (bars < BARS_AT_ONCE || printing)
             drawLane(lane);
         else
             seen.observe(lane.node);
-    });
+        bars += lane.drawn ? lane.bars.length : 0;
+    }
     setCurrent(lanes.length ? lanes[0].bars[0].node : null);
 }
 
@@ -831,8 +840,10 @@ function controls() {
             update();
         });
     }
-    byId("driver-names").append(...[...new Set(drivers.map((driver) => driver.name))].map(option));
-    byId("plates").append(...vehicles.map((vehicle) => option(vehicle.plate)));
+    for (const name of new Set(drivers.map((driver) => driver.name)))
+        byId("driver-names").append(option(name));
+    for (const vehicle of vehicles)
+        byId("plates").append(option(vehicle.plate));
     byId("period").addEventListener("change", onPeriod);
     byId("from").addEventListener("change", () => {
         const time = Date.parse(`${byId("from").value}T00:00:00Z`);
