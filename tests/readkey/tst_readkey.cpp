@@ -34,6 +34,20 @@ private Q_SLOTS:
         QCOMPARE(run.status, 1);
     }
 
+    // The page's data, with a zone whose clocks changed twice in their time; a browser tests what
+    // the page makes of them.
+    void page() {
+        const TestKey key;
+        tellStory(key);
+        addOddities(key);
+        Run run = Readkey("America/New_York").run({"--html", "-", key.mountPath()});
+        QVERIFY(run.out.startsWith("<!DOCTYPE html>") && run.out.endsWith("</html>\n"));
+        const int start = run.out.indexOf("<script type=");
+        QString page = run.out.mid(start, run.out.lastIndexOf("<script>") - start);
+        page.replace(key.mountPath(), "MOUNT").replace("},{", "},\n{").replace("],\"", "],\n\"");
+        QCOMPARE(page, dataFile("page.txt"));
+    }
+
     // The format that other programs read: the library's signals, in their order.
     void events() {
         const TestKey key;
