@@ -557,6 +557,9 @@ private Q_SLOTS:
 
         host.library.close();
         QCOMPARE(host.cards.at(0)->holderName(), QString("Jo Sample"));
+        QCOMPARE(host.cards.at(0)->downloadTime(), cardTime);
+        QCOMPARE(host.cards.at(0)->downloadTime().timeSpec(), Qt::UTC);
+        QCOMPARE(host.cards.at(0)->region(), scard::FilenameRegion::Unknown);
         QCOMPARE(host.cards.at(0).use_count(), 1L);
         QCOMPARE(host.units.at(0)->getDriverActivities().size(), std::size_t(1));
         QCOMPARE(host.units.at(0).use_count(), 1L);

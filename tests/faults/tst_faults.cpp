@@ -121,7 +121,7 @@ private Q_SLOTS:
         QCOMPARE(host.open(key), QString());
         const auto readWithBadByte = [&](int position) {
             faults_arm(qPrintable(key.mountPath()), "byte", position, EIO);
-            const QString story = host.read();
+            QString story = host.read();
             faults_disarm();
             return story;
         };
