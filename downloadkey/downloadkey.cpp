@@ -114,13 +114,10 @@ public:
 private:
     void readDriverFile(const QString& path, const QString& name);
     void readVehicleFile(const QString& path, const QString& name);
-    void offerDriverFile(const QString& path, const QString& name);
-    void offerVehicleFile(const QString& path, const QString& name);
+    void offer(const QString& path, const QString& name);
 
     std::shared_ptr<scard::SCardGeneric> parseDriverFile(QFile& file, const QString& name);
     bool hasFailed(aux::Error error, const QString& text, const QString& name);
-    void fail(QString text) { errors.push_back(makeDownloadKeyError(std::move(text))); }
-    void offer(const QString& path, const QString& name);
     void emitProgress() { Q_EMIT m_key.progress(static_cast<int>(m_step * 100 / m_steps)); }
 
     DownloadKey& m_key;
@@ -133,16 +130,18 @@ private:
 };
 
 void ReadRun::work() {
-    const QStringList newestDriverFiles = m_driverFiles.mid(0, parsedFilesOfEachKind);
-    const QStringList newestVehicleFiles = m_vehicleFiles.mid(0, parsedFilesOfEachKind);
     const struct {
-        const QStringList& names;
+        QStringList names;
+        bool (*isReady)(const QFileInfo& file);
+        const char* notReady;
         void (ReadRun::*step)(const QString& path, const QString& name);
     } phases[] = {
-        {newestDriverFiles, &ReadRun::readDriverFile},
-        {newestVehicleFiles, &ReadRun::readVehicleFile},
-        {m_driverFiles, &ReadRun::offerDriverFile},
-        {m_vehicleFiles, &ReadRun::offerVehicleFile},
+        {m_driverFiles.mid(0, parsedFilesOfEachKind), isUsable,
+         "read: Driver file does not exist or is too small: ", &ReadRun::readDriverFile},
+        {m_vehicleFiles.mid(0, parsedFilesOfEachKind), isUsable,
+         "read: Vehicle file does not exist or is too small: ", &ReadRun::readVehicleFile},
+        {m_driverFiles, isPresent, "download: Driver file does not exist:", &ReadRun::offer},
+        {m_vehicleFiles, isUsable, "download: Vehicle file does not exist:", &ReadRun::offer},
     };
 
     for (const auto& phase : phases)
@@ -151,7 +150,11 @@ void ReadRun::work() {
         for (const QString& name : phase.names) {
             QCoreApplication::processEvents(QEventLoop::AllEvents);
             ++m_step;
-            (this->*phase.step)(m_downloadDir.path() + QLatin1Char('/') + name, name);
+            const QString path = m_downloadDir.path() + QLatin1Char('/') + name;
+            if (phase.isReady(QFileInfo(path)))
+                (this->*phase.step)(path, name);
+            else
+                errors.push_back(makeDownloadKeyError(QLatin1String(phase.notReady) + path));
             if (!m_mounted)
                 return;
         }
@@ -159,10 +162,6 @@ void ReadRun::work() {
 }
 
 void ReadRun::readDriverFile(const QString& path, const QString& name) {
-    if (!isUsable(QFileInfo(path))) {
-        fail(QStringLiteral("read: Driver file does not exist or is too small: ") + path);
-        return;
-    }
     QFile file(path);
     file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
     qCDebug(diagnostics) << "read(): Load to RAM:" << name;
@@ -202,10 +201,6 @@ bool ReadRun::hasFailed(aux::Error error, const QString& text, const QString& na
 }
 
 void ReadRun::readVehicleFile(const QString& path, const QString& name) {
-    if (!isUsable(QFileInfo(path))) {
-        fail(QStringLiteral("read: Vehicle file does not exist or is too small: ") + path);
-        return;
-    }
     QFile file(path);
     file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
     qCDebug(diagnostics) << "read(): Load to RAM:" << name;
@@ -219,20 +214,6 @@ void ReadRun::readVehicleFile(const QString& path, const QString& name) {
     }
     vehicleInfos.push_back(std::make_shared<VehicleInfo>(vehicleInfo));
     emitProgress();
-}
-
-void ReadRun::offerDriverFile(const QString& path, const QString& name) {
-    if (isPresent(QFileInfo(path)))
-        offer(path, name);
-    else
-        fail(QStringLiteral("download: Driver file does not exist:") + path);
-}
-
-void ReadRun::offerVehicleFile(const QString& path, const QString& name) {
-    if (isUsable(QFileInfo(path)))
-        offer(path, name);
-    else
-        fail(QStringLiteral("download: Vehicle file does not exist:") + path);
 }
 
 void ReadRun::offer(const QString& path, const QString& name) {

@@ -31,15 +31,17 @@ QString readName(const unsigned char* record, const Field& field) {
     return readText<Name, nameSize>(record + field.offset);
 }
 
+quint32 readNumber(const unsigned char* record, const Field& field) {
+    return bigEndian(record + field.offset, field.size);
+}
+
 QDateTime readTime(const unsigned char* record, const Field& field) {
-    const qint64 seconds = bigEndian(record + field.offset, field.size);
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::LocalTime, 0);
+    return QDateTime::fromSecsSinceEpoch(readNumber(record, field), Qt::LocalTime, 0);
 }
 
 quint32 readOdometer(const unsigned char* record, const Field& field) {
-    constexpr quint32 noValueInFile = 0xFFFFFF;
-    const quint32 kilometres = bigEndian(record + field.offset, field.size);
-    return kilometres == noValueInFile ? noOdometerValue : kilometres;
+    const quint32 kilometres = readNumber(record, field);
+    return kilometres == 0xFFFFFF ? noOdometerValue : kilometres;
 }
 
 // Whether that much memory can be allocated. readAll() would end the process where it cannot, and
@@ -103,7 +105,7 @@ void CardRecords::appendOne(const unsigned char* record) {
                           readName(record, m_layout.holderSurname);
     activity.insertionTime = insertionTime;
     activity.odometerAtInsertion = readOdometer(record, m_layout.odometerAtInsertion);
-    activity.slot = record[m_layout.slot.offset];
+    activity.slot = static_cast<quint16>(readNumber(record, m_layout.slot));
     activity.withdrawalTime = readTime(record, m_layout.withdrawalTime);
     activity.odometerAtWithdrawal = readOdometer(record, m_layout.odometerAtWithdrawal);
 

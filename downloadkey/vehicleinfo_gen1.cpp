@@ -19,14 +19,14 @@ constexpr quint32 companyLockSize = 98;
 constexpr quint32 controlActivitySize = 31;
 
 constexpr CardRecordLayout cardRecord = {
-    129,      // size
-    {0, 36},  // holderSurname
-    {36, 36}, // holderFirstNames
-    {94, 4},  // insertionTime
-    {98, 3},  // odometerAtInsertion
-    {101, 1}, // slot
-    {102, 4}, // withdrawalTime
-    {106, 3}, // odometerAtWithdrawal
+    129,            // size
+    {0, nameSize},  // holderSurname
+    {36, nameSize}, // holderFirstNames
+    {94, 4},        // insertionTime
+    {98, 3},        // odometerAtInsertion
+    {101, 1},       // slot
+    {102, 4},       // withdrawalTime
+    {106, 3},       // odometerAtWithdrawal
 };
 
 // A day: date and odometer value at midnight, and then these sections, a count before each.

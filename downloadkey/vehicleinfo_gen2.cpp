@@ -12,14 +12,14 @@ namespace {
 constexpr quint32 tagSize = 2;
 
 constexpr CardRecordLayout cardRecord = {
-    131,      // size
-    {0, 36},  // holderSurname
-    {36, 36}, // holderFirstNames
-    {95, 4},  // insertionTime
-    {99, 3},  // odometerAtInsertion
-    {102, 1}, // slot
-    {103, 4}, // withdrawalTime
-    {107, 3}, // odometerAtWithdrawal
+    131,            // size
+    {0, nameSize},  // holderSurname
+    {36, nameSize}, // holderFirstNames
+    {95, 4},        // insertionTime
+    {99, 3},        // odometerAtInsertion
+    {102, 1},       // slot
+    {103, 4},       // withdrawalTime
+    {107, 3},       // odometerAtWithdrawal
 };
 
 // What the versions do not share: the parser, as messages name it, and the second bytes of the
