@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -51,8 +52,10 @@ bool fails(const char* kind) {
         return false;
     if (const char* report = std::getenv("FAULT_REPORT"))
         ::close(::creat(report, 0600));
+    if (failure < 0)
+        ::raise(-failure);
     errno = failure;
-    return true;
+    return failure >= 0;
 }
 
 template <typename Result, typename... Arguments>
@@ -139,6 +142,9 @@ ssize_t read(int descriptor, void* buffer, size_t size) {
 int mkdir(const char* path, mode_t mode) noexcept {
     return call(isWatched(path), "mkdir", __func__, -1, path, mode);
 }
+int rename(const char* from, const char* to) noexcept {
+    return call(isWatched(from), "rename", __func__, -1, from, to);
+}
 int renameat(int fromDir, const char* from, int toDir, const char* to) noexcept {
     return call(isWatched(fromDir, from), "rename", __func__, -1, fromDir, from, toDir, to);
 }
@@ -147,7 +153,8 @@ int renameat2(int fromDir, const char* from, int toDir, const char* to,
     return call(isWatched(fromDir, from), "rename", __func__, -1, fromDir, from, toDir, to, flags);
 }
 int linkat(int fromDir, const char* from, int toDir, const char* to, int flags) noexcept {
-    return call(isWatched(fromDir, from), "rename", __func__, -1, fromDir, from, toDir, to, flags);
+    return call(isWatched(fromDir, from) || isWatched(toDir, to), "rename", __func__, -1, fromDir,
+                from, toDir, to, flags);
 }
 ssize_t write(int descriptor, const void* buffer, size_t size) {
     return call(isWatched(descriptor), "write", __func__, ssize_t(-1), descriptor, buffer, size);

@@ -6,9 +6,9 @@
 extern "C" {
 
 // Makes calls of one kind ("open", "stat", "readdir", "read", "mkdir", "rename", "write") below the
-// directory `root` fail with `error` (0: they return 0): the `at`-th, or if that is negative all
-// from the -at-th on. 0 only counts. Kind "byte" are reads that want byte `at` of a file, or one
-// behind it; a read that begins before it ends there.
+// directory `root` fail with `error` (0: they return 0; -2: they work, but signal 2 comes before):
+// the `at`-th, or if that is negative all from the -at-th on. 0 only counts. Kind "byte" are reads
+// that want byte `at` of a file, or one behind it; a read that begins before it ends there.
 void faults_arm(const char* root, const char* kind, int at, int error);
 
 // Ends that; returns how many calls of the kind there were.

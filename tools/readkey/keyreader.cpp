@@ -76,6 +76,15 @@ QString KeyReader::downloadDirOf(const QString& mountDir) {
     return {};
 }
 
+QString KeyReader::mountDirOf(const QString& path) {
+    const QFileInfo directory(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
+    if (downloadDirOf(path).isEmpty() &&
+        directory.fileName().compare(QLatin1String("download"), Qt::CaseInsensitive) == 0 &&
+        directory.isDir())
+        return directory.path();
+    return path;
+}
+
 // What a host provides besides the calls: its settings, its log, and the remounting.
 void KeyReader::setUpHost() {
     m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
@@ -127,15 +136,8 @@ void KeyReader::connectSignals() {
 // A key is named by its mount directory or by its download directory. Any other directory with
 // download files in it is a folder of copies.
 void KeyReader::findDirectories() {
-    m_mountDir = m_path;
-    m_downloadDir = downloadDirOf(m_path);
-    if (!m_downloadDir.isEmpty() || m_events)
-        return;
-    const QFileInfo directory(QDir::cleanPath(QFileInfo(m_path).absoluteFilePath()));
-    if (directory.fileName().toLower() == QLatin1String("download")) {
-        m_mountDir = directory.path();
-        m_downloadDir = downloadDirOf(m_mountDir);
-    } else if (!listFiles(m_path).files.empty()) {
+    m_mountDir = mountDirOf(m_path);
+    if (downloadDirOf(m_mountDir).isEmpty() && !m_events && !listFiles(m_path).files.empty()) {
         m_mountDir.clear();
         m_downloadDir = m_path;
     }
@@ -252,16 +254,18 @@ LogFile::Copy KeyReader::copyFile(const QString& path, const QDateTime& time) {
         return LogFile::NotAsked;
     if (!m_copier)
         return LogFile::NotCopied;
+    const QString name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
     switch (m_copier->copy(path, time)) {
     case FileCopier::Copied:
+        if (!m_copier->warning().isEmpty())
+            console::error(name + QStringLiteral(": ") + m_copier->warning());
         return LogFile::Copied;
     case FileCopier::Kept:
         return LogFile::Kept;
     case FileCopier::Failed:
         break;
     }
-    fail(path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
-         QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()));
+    fail(name, QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()));
     return LogFile::NotCopied;
 }
 

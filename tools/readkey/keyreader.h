@@ -33,13 +33,14 @@ public:
     // Returns whether everything that was asked for was done. `progress` hears percents.
     bool read(const std::function<void(int)>& progress);
 
-    // The directory of a key's download files below its mount directory; empty where there is none.
-    static QString downloadDirOf(const QString& mountDir);
+    // The mount directory of the key at `path`, which may name its download directory too.
+    static QString mountDirOf(const QString& path);
 
 private:
     using DriverCards = std::vector<std::shared_ptr<scard::SCardGeneric>>;
     using VehicleInfos = std::vector<std::shared_ptr<downloadkey::VehicleInfo>>;
 
+    static QString downloadDirOf(const QString& mountDir); // empty where there is none
     void setUpHost();
     void connectSignals();
     void findDirectories();

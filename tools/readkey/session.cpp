@@ -14,7 +14,10 @@ std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& b
     if (options.copyTo.isEmpty())
         return nullptr;
     auto copier = std::make_unique<FileCopier>(options.copyTo);
-    if (copier->open())
+    QStringList keys;
+    for (const QString& path : options.paths)
+        keys.append(KeyReader::mountDirOf(path));
+    if (copier->open(keys))
         return copier;
     const QString reason =
         QStringLiteral("nothing can be copied to %1: %2").arg(options.copyTo, copier->error());

@@ -6,6 +6,7 @@
 #include <QtCore/QTimeZone>
 
 #include <algorithm>
+#include <ctime>
 
 namespace readkey {
 
@@ -37,6 +38,55 @@ bool isZeroWidth(uint codePoint) {
     }
 }
 
+// Printable ASCII, as most text is.
+bool isPlain(const QString& text) {
+    return std::all_of(text.begin(), text.end(), [](QChar character) {
+        return character.unicode() >= 0x20 && character.unicode() < 0x7F;
+    });
+}
+
+std::tm partsOf(qint64 seconds, bool utc) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm result{};
+    if (utc)
+        ::gmtime_r(&time, &result);
+    else
+        ::localtime_r(&time, &result);
+    return result;
+}
+
+// Each run of 'y', 'm', 'd', 'h' and 's' in the form becomes the digits of what it stands for; "mm"
+// behind a colon are minutes. strftime() takes several times as long.
+QByteArray timeText(const std::tm& time, QByteArray form) {
+    char* digits = form.data();
+    const auto fill = [digits](int place, int count, int value) {
+        for (; count > 0; value /= 10)
+            digits[place + --count] = static_cast<char>('0' + value % 10);
+    };
+    for (int i = 0; i < form.size(); ++i) {
+        switch (digits[i]) {
+        case 'y':
+            fill(i, 4, time.tm_year + 1900);
+            break;
+        case 'm':
+            fill(i, 2, i > 0 && digits[i - 1] == ':' ? time.tm_min : time.tm_mon + 1);
+            break;
+        case 'd':
+            fill(i, 2, time.tm_mday);
+            break;
+        case 'h':
+            fill(i, 2, time.tm_hour);
+            break;
+        case 's':
+            fill(i, 2, time.tm_sec);
+            break;
+        default:
+            break;
+        }
+    }
+    return form;
+}
+
 } // namespace
 
 bool isUnsafe(QChar character) {
@@ -60,8 +110,7 @@ QString validUtf16(const QString& text) {
 }
 
 QString printable(const QString& text) {
-    const auto isPlain = [](QChar c) { return c.unicode() >= 0x20 && c.unicode() < 0x7F; };
-    if (std::all_of(text.begin(), text.end(), isPlain))
+    if (isPlain(text))
         return text;
     QString result;
     result.reserve(text.size());
@@ -78,6 +127,8 @@ QString printable(const QString& text) {
 }
 
 int displayWidth(const QString& text) {
+    if (isPlain(text))
+        return text.size();
     int width = 0;
     for (const uint codePoint : text.toUcs4())
         width += isZeroWidth(codePoint) ? 0 : isWide(codePoint) ? 2 : 1;
@@ -99,12 +150,7 @@ QString cardTypeName(int type) {
 }
 
 QByteArray utcTime(qint64 seconds) {
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    char text[32];
-    ::gmtime_r(&time, &parts);
-    const size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return QByteArray(text, static_cast<int>(size));
+    return timeText(partsOf(seconds, true), "yyyy-mm-ddThh:mm:ssZ");
 }
 
 QString Clock::zone() const {
@@ -115,32 +161,19 @@ QString Clock::zone() const {
            (id.isEmpty() ? QStringLiteral("an unnamed zone") : printable(QString::fromUtf8(id)));
 }
 
-std::tm Clock::parts(qint64 seconds) const {
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm result{};
-    if (m_utc)
-        ::gmtime_r(&time, &result);
-    else
-        ::localtime_r(&time, &result);
-    return result;
-}
-
 QString Clock::minute(qint64 seconds) const {
-    const std::tm time = parts(seconds);
-    char text[32];
-    const size_t size = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &time);
-    return QString::fromLatin1(text, static_cast<int>(size));
+    return QString::fromLatin1(timeText(partsOf(seconds, m_utc), "yyyy-mm-dd hh:mm"));
 }
 
 QString Clock::end(qint64 from, qint64 seconds) const {
-    const std::tm first = parts(from);
-    const std::tm last = parts(seconds);
+    const std::tm first = partsOf(from, m_utc);
+    const std::tm last = partsOf(seconds, m_utc);
+    const QString text = QString::fromLatin1(timeText(last, "hh:mm"));
+    if (first.tm_yday == last.tm_yday && first.tm_year == last.tm_year)
+        return text;
     const auto date = [](const std::tm& time) {
         return QDate(time.tm_year + 1900, time.tm_mon + 1, time.tm_mday);
     };
-    const QString text = minute(seconds).mid(11);
-    if (first.tm_yday == last.tm_yday && first.tm_year == last.tm_year)
-        return text;
     return text +
            QString::asprintf(" %+lldd", static_cast<long long>(date(first).daysTo(date(last))));
 }

@@ -5,8 +5,6 @@
 
 #include <QtCore/QString>
 
-#include <ctime>
-
 namespace readkey {
 
 // Whether a terminal may act on the character rather than show it: control characters, line and
@@ -46,8 +44,6 @@ public:
     QString end(qint64 from, qint64 seconds) const;
 
 private:
-    std::tm parts(qint64 seconds) const;
-
     bool m_utc;
 };
 
