@@ -30,6 +30,10 @@ const QByteArray noDownload(999, 'x');
 const Files usualFiles = {
     {card1, smallCard("card1")}, {card2, smallCard("card2")}, {unit1, smallVehicleUnit("unit1")}};
 
+// What is heard when they are read.
+const QString whole =
+    "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)";
+
 void writeFiles(const TestKey& key, const Files& files) {
     for (auto file = files.begin(); file != files.end(); ++file)
         key.write(file.key(), file.value());
@@ -69,6 +73,13 @@ void closeKey(Scene& scene) {
 }
 void openKey(Scene& scene) {
     scene.host.open(scene.key);
+}
+
+void queueAtEachProgress(RecordingHost& host) {
+    const auto hear = [&host] { host.hear("queued"); };
+    QObject::connect(&host.library, &DownloadKey::progress, &host.library, [&host, hear] {
+        QMetaObject::invokeMethod(&host.library, hear, Qt::QueuedConnection);
+    });
 }
 
 const char noDownloadDir[] =
@@ -218,9 +229,8 @@ private Q_SLOTS:
         const TestKey key{QString()};
         for (const QString& entry : entries) {
             if (entry.endsWith('/'))
-                key.write((key.makeDir(entry), entry + "C_2403150830.C1B"), "12345");
-            else
-                key.write(entry, "12345");
+                key.makeDir(entry);
+            key.write(entry.endsWith('/') ? entry + "C_2403150830.C1B" : entry, "12345");
         }
         RecordingHost host;
         QCOMPARE(host.open(key),
@@ -318,8 +328,7 @@ private Q_SLOTS:
         const QByteArray card = smallCard("card1");
         const QByteArray unit = smallVehicleUnit("unit1");
         row("none", {}, "0% remount done(|)");
-        row("cards, then vehicle units, then all are offered", usualFiles,
-            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)");
+        row("cards, then vehicle units, then all are offered", usualFiles, whole);
         row("second generation",
             {{card1, smallCard("card1", 1, 2)},
              {unit1, smallVehicleUnit("unit1", Generation::Gen2V1)},
@@ -366,13 +375,11 @@ private Q_SLOTS:
             "0% 33% 50% card2 83% unit1 100% remount failed");
         row("vehicle unit is a directory", replaceByDirectory(unit1),
             "0% 16% 33% card1 66% card2 83% remount failed");
-        row("another file", writeFile(unit2, smallVehicleUnit("unit2")),
-            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)");
+        row("another file", writeFile(unit2, smallVehicleUnit("unit2")), whole);
         row("no download directory", removeFile("download"),
             "libdownloadkey|No DownloadKey mounted|0");
         row("closed", closeKey, "0% remount done(|)");
-        row("opened again", openKey,
-            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)");
+        row("opened again", openKey, whole);
     }
     void readsAKeyThatHasChanged() {
         QFETCH(Action, change);
@@ -384,8 +391,6 @@ private Q_SLOTS:
 
     void actsInTheMiddleOfARead_data() {
         const auto row = columns<QString, Action, QString>("event", "action", "heard");
-        const char all[] =
-            "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)";
         // The file at hand is finished.
         row("close at the start", "0%", closeKey, "0% remount done(|)");
         row("close after a card", "16%", closeKey, "0% 16% remount done(card1|)");
@@ -394,10 +399,10 @@ private Q_SLOTS:
             "0% 16% 33% 50% remount done(card1,card2|unit1)");
         row("close at an offer", "card1", closeKey,
             "0% 16% 33% 50% card1 66% remount done(card1,card2|unit1)");
-        row("close at the last offer", "unit1", closeKey, all);
-        row("close at the remount", "remount", closeKey, all);
+        row("close at the last offer", "unit1", closeKey, whole);
+        row("close at the remount", "remount", closeKey, whole);
         row(
-            "close and open", "16%", [](Scene& scene) { closeKey(scene), openKey(scene); }, all);
+            "close and open", "16%", [](Scene& scene) { closeKey(scene), openKey(scene); }, whole);
         // The lists are those of the start.
         row(
             "open with more files", "16%",
@@ -405,10 +410,10 @@ private Q_SLOTS:
                 scene.key.write(unit2, smallVehicleUnit("unit2"));
                 openKey(scene);
             },
-            all);
+            whole);
         row(
             "open what is no key", "16%",
-            [](Scene& scene) { scene.host.open(scene.key.path("download")); }, all);
+            [](Scene& scene) { scene.host.open(scene.key.path("download")); }, whole);
         row(
             "read", "33%", [](Scene& scene) { scene.host.library.read(); },
             "0% 16% 33% 0% 16% 33% 50% card1 66% card2 83% unit1 100% remount "
@@ -419,14 +424,14 @@ private Q_SLOTS:
             "0% 16% 50% card1 66% unit1 100% remount failed");
         row("remove a file to be offered", "50%", removeFile(card1),
             "0% 16% 33% 50% card2 83% unit1 100% remount failed");
-        row("remove the file that was offered", "card1", removeFile(card1), all);
+        row("remove the file that was offered", "card1", removeFile(card1), whole);
         row("remove all", "33%", removeFile("download"), "0% 16% 33% remount failed");
         row("replace a card by a directory", "50%", replaceByDirectory(card2),
             "0% 16% 33% 50% card1 66% unit1 100% remount failed");
-        row("empty a card", "50%", writeFile(card2, ""), all);
+        row("empty a card", "50%", writeFile(card2, ""), whole);
         row("leave 4 bytes of a vehicle unit", "card1", writeFile(unit1, "1234"),
             "0% 16% 33% 50% card1 66% card2 83% remount failed");
-        row("leave 5 bytes of a vehicle unit", "card1", writeFile(unit1, "12345"), all);
+        row("leave 5 bytes of a vehicle unit", "card1", writeFile(unit1, "12345"), whole);
     }
     void actsInTheMiddleOfARead() {
         QFETCH(QString, event);
@@ -472,15 +477,17 @@ private Q_SLOTS:
     // "queued" is what the host had queued at the signal before.
     void runsTheEventLoopBeforeEachFile() {
         Scene scene;
-        RecordingHost& host = scene.host;
-        const auto queue = [&host] {
-            QMetaObject::invokeMethod(
-                &host.library, [&host] { host.hear("queued"); }, Qt::QueuedConnection);
-        };
-        QObject::connect(&host.library, &DownloadKey::progress, &host.library, queue);
+        queueAtEachProgress(scene.host);
         QCOMPARE(scene.openAndRead(),
                  QString("0% queued 16% queued 33% queued 50% queued card1 66% queued card2 83% "
                          "queued unit1 100% remount done(card1,card2|unit1)"));
+    }
+
+    void finishesTheFileAtWhichTheEventLoopCloses() {
+        Scene scene;
+        queueAtEachProgress(scene.host);
+        scene.host.when("queued", [&] { closeKey(scene); });
+        QCOMPARE(scene.openAndRead(), QString("0% queued 16% remount done(card1|)"));
     }
 
     void writesDebugLines_data() {
