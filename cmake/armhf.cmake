@@ -24,5 +24,5 @@ if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
     set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static -L ${CMAKE_SYSROOT})
 endif()
 
-# Read at the end of the first project(), where targets can be made.
-list(APPEND CMAKE_PROJECT_TOP_LEVEL_INCLUDES ${CMAKE_CURRENT_LIST_DIR}/buildqttools.cmake)
+# Read at the end of each project(), where targets can be made.
+set(CMAKE_PROJECT_INCLUDE ${CMAKE_CURRENT_LIST_DIR}/buildqttools.cmake)

@@ -1,22 +1,31 @@
-# What is installed, and where. Three components: runtime (the shared libraries), dev (what a host is
-# built with) and tools (readkey, makekey). The libraries lie where Debian has them, below the
-# architecture's own folder, so that both architectures can be installed side by side.
+# What is installed, and where. The components are runtime (the shared library), dev (what a host is built
+# with), standin and standin_dev (the same of the stand-in), and tools (readkey, makekey). The libraries
+# lie where Debian has them, below the architecture's own folder, so that architectures can be installed
+# side by side.
 #
-# A host that adds this project to its own installs the target `downloadkey` itself, or sets
-# DOWNLOADKEY_INSTALL; its Host::aux and Host::scard must then be installed or imported targets.
-option(DOWNLOADKEY_INSTALL "Install the library and what was built with it" ${PROJECT_IS_TOP_LEVEL})
+# A host that adds this project to its own has the shared library installed with it. With
+# DOWNLOADKEY_INSTALL it gets all components; its Host::aux and Host::scard must then be imported targets.
+option(DOWNLOADKEY_INSTALL "Install all that a host is built with" ${PROJECT_IS_TOP_LEVEL})
 
-if(PROJECT_IS_TOP_LEVEL AND CMAKE_LIBRARY_ARCHITECTURE)
+if(PROJECT_IS_TOP_LEVEL AND CMAKE_LIBRARY_ARCHITECTURE AND NOT DEFINED CMAKE_INSTALL_LIBDIR)
     set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Object code libraries")
 endif()
 include(GNUInstallDirs)
+
+# What is installed finds its libraries from where it is itself.
+if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INSTALL_RPATH)
+    file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${libraries})
+endif()
 if(NOT DOWNLOADKEY_INSTALL)
     return()
 endif()
 
 include(CMakePackageConfigHelpers)
 set(DOWNLOADKEY_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/DownloadKey)
-set(DOWNLOADKEY_HOST_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/downloadkey-host)
+# Headers that differ between architectures.
+set(DOWNLOADKEY_ARCH_INCLUDEDIR ${CMAKE_INSTALL_LIBDIR}/downloadkey/include)
+set(DOWNLOADKEY_STANDIN_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/downloadkey-standin)
 
 configure_package_config_file(cmake/DownloadKeyConfig.cmake.in DownloadKeyConfig.cmake
     INSTALL_DESTINATION ${DOWNLOADKEY_CMAKEDIR}
@@ -27,10 +36,27 @@ install(EXPORT DownloadKeyTargets
     DESTINATION ${DOWNLOADKEY_CMAKEDIR}
     COMPONENT dev)
 
-# The module finds its prefix from its own place: what is installed can be moved.
-file(RELATIVE_PATH DOWNLOADKEY_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-string(REGEX REPLACE "/$" "" DOWNLOADKEY_PC_PREFIX ${DOWNLOADKEY_PC_PREFIX})
-configure_file(cmake/downloadkey.pc.in downloadkey.pc @ONLY)
+# The flags of the host's libraries. The prefix is known when it is installed: it may be another one then.
+set(DOWNLOADKEY_HOST_REQUIRES "" CACHE STRING "pkg-config modules of the host's libraries")
+set(DOWNLOADKEY_HOST_CFLAGS "" CACHE STRING "What pkg-config tells to compile with the host's headers")
+set(DOWNLOADKEY_HOST_LIBS "" CACHE STRING "What pkg-config tells to link the host's libraries")
+set(pc_prefix @CMAKE_INSTALL_PREFIX@)
+set(pc_libdir \${prefix})
+set(pc_includedir \${prefix})
+cmake_path(APPEND pc_libdir ${CMAKE_INSTALL_LIBDIR})
+cmake_path(APPEND pc_includedir ${CMAKE_INSTALL_INCLUDEDIR})
+set(pc_requires "Qt5Core >= 5.15" ${DOWNLOADKEY_HOST_REQUIRES})
+list(JOIN pc_requires ", " pc_requires)
+set(pc_cflags ${DOWNLOADKEY_HOST_CFLAGS})
+set(pc_libs ${DOWNLOADKEY_HOST_LIBS})
+if(standin)
+    set(pc_cflags -I\${includedir}/downloadkey-standin)
+    set(pc_libs "-ldownloadkey-standin-scard -ldownloadkey-standin-aux")
+endif()
+configure_file(cmake/downloadkey.pc.in downloadkey.pc.in @ONLY)
+install(CODE "configure_file(\"${PROJECT_BINARY_DIR}/downloadkey.pc.in\"
+                             \"${PROJECT_BINARY_DIR}/downloadkey.pc\" @ONLY)"
+    COMPONENT dev)
 
 install(FILES
         ${PROJECT_BINARY_DIR}/DownloadKeyConfig.cmake
@@ -40,7 +66,7 @@ install(FILES
 install(FILES ${PROJECT_BINARY_DIR}/downloadkey.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT dev)
-install(FILES docs/host-integration.md CHANGELOG.md
+install(FILES docs/host-integration.md
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libdownloadkey-dev
     COMPONENT dev)
 if(DOWNLOADKEY_TOOLS)

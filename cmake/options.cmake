@@ -1,10 +1,17 @@
 # How every target of this project is compiled. Nothing here leaks to a project that adds this one.
-add_library(downloadkey_options INTERFACE)
-target_compile_features(downloadkey_options INTERFACE cxx_std_17)
+# downloadkey_build is for the library, which includes headers of the host's: they are to compile as their
+# owner wrote them, so none of Qt's switches is set there. All else takes downloadkey_options.
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "How this is compiled" FORCE)
+endif()
+add_library(downloadkey_build INTERFACE)
+target_compile_features(downloadkey_build INTERFACE cxx_std_17)
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_EXTENSIONS OFF) # Names the standard in compile_commands.json, for tools of another default.
-target_compile_options(downloadkey_options INTERFACE
+target_compile_options(downloadkey_build INTERFACE
     -Wall -Wextra -Wconversion -Wcast-align -Wshadow)
+add_library(downloadkey_options INTERFACE)
+target_link_libraries(downloadkey_options INTERFACE downloadkey_build)
 target_compile_definitions(downloadkey_options INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS)
 
@@ -12,12 +19,12 @@ target_compile_definitions(downloadkey_options INTERFACE
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fstack-clash-protection DOWNLOADKEY_HAS_STACK_CLASH_PROTECTION)
 set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
-target_compile_options(downloadkey_options INTERFACE
+target_compile_options(downloadkey_build INTERFACE
     -fstack-protector-strong
     $<$<BOOL:${DOWNLOADKEY_HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
     $<${optimised}:-U_FORTIFY_SOURCE>
     $<${optimised}:-D_FORTIFY_SOURCE=2>)
-target_link_options(downloadkey_options INTERFACE
+target_link_options(downloadkey_build INTERFACE
     LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
@@ -26,11 +33,11 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # The same sources give the same bytes, wherever they, the build folder and the sysroot lie.
 set(CMAKE_AUTOMOC_PATH_PREFIX ON)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-target_compile_options(downloadkey_options INTERFACE
+target_compile_options(downloadkey_build INTERFACE
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
     -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
 if(CMAKE_SYSROOT)
     file(REAL_PATH ${CMAKE_SYSROOT} real_sysroot)
-    target_compile_options(downloadkey_options INTERFACE
+    target_compile_options(downloadkey_build INTERFACE
         -ffile-prefix-map=${CMAKE_SYSROOT}= -ffile-prefix-map=${real_sysroot}=)
 endif()

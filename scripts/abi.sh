@@ -10,7 +10,7 @@ set -euo pipefail
 # Writes the interface of the library in build folder $1 to $2: the exported classes and functions, and
 # of Qt's types the name. The library needs its debug information.
 dump() {
-    abidw --exported-interfaces-only --drop-undefined-syms \
+    abidw --exported-interfaces-only --drop-undefined-syms --no-elf-needed \
         --suppressions "$top/tests/abi/others.abignore" \
         --no-architecture --no-corpus-path --no-comp-dir-path --no-show-locs --type-id-style hash \
         --out-file "$2" "$1/downloadkey/libdownloadkey.so.1"
@@ -18,7 +18,7 @@ dump() {
 
 # The multiarch tuple of build folder $1, which names the file of its interface.
 tuple() {
-    sed -n 's,^CMAKE_INSTALL_LIBDIR:PATH=lib/,,p' "$1/CMakeCache.txt" | grep .
+    sed -n 's,^CMAKE_INSTALL_LIBDIR:[A-Z]*=lib/,,p' "$1/CMakeCache.txt" | grep .
 }
 
 check() {

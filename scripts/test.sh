@@ -19,7 +19,7 @@ END
 }
 
 toolchain='cmake g++ ninja-build qtbase5-dev tzdata'
-delivery='abigail-tools dpkg-dev file pkg-config' # for the tests of what is installed and packaged
+delivery='abigail-tools debhelper lintian pkg-config' # for the tests of what is installed and packaged
 declare -A packages=(
     [pc]="$toolchain $delivery"
     [sanitizers]=$toolchain
@@ -47,7 +47,7 @@ part_sanitizers() {
 }
 
 sources() {
-    (cd "$top" && find bench downloadkey fuzz host samples tests tools \
+    (cd "$top" && find bench downloadkey examples fuzz host samples tests tools \
         '(' -name '*.cpp' -o -name '*.h' ')' -print0)
 }
 
@@ -64,10 +64,14 @@ compiled() {
 analyse() {
     cmake -S "$top" --preset fuzz
     cmake -S "$top" --preset bench
+    cmake -S "$top/examples/minimalhost" -B "$top/build/minimalhost" -G Ninja \
+        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_CXX_EXTENSIONS=OFF
+    cmake --build "$top/build/minimalhost" --target downloadkey/include/downloadkey/hostcheck.h
     {
-        compiled release downloadkey host samples tests tools
+        compiled release downloadkey examples host samples tests tools
         compiled fuzz fuzz
         compiled bench bench
+        compiled minimalhost examples
     } | xargs -P "$(nproc)" -L 1 bash -c 'clang-tidy --quiet -p "$0/build/$1" "$2"' "$top"
 }
 

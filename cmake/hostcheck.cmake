@@ -1,0 +1,24 @@
+# Run by the build: makes HEADER of the sizes in COMPILED, the compiled downloadkey/hostcheck.cpp.
+file(STRINGS ${COMPILED} sizes REGEX "sizeof [0-9]+ [A-Za-z0-9:]+$")
+list(REMOVE_DUPLICATES sizes)
+set(checks "")
+foreach(size IN LISTS sizes)
+    string(REGEX REPLACE ".*sizeof 0*([0-9]+) (.*)"
+        "static_assert(sizeof(\\2) == \\1, \"libdownloadkey was built with \\2 of \\1 bytes\");\n"
+        check "${size}")
+    string(APPEND checks "${check}")
+endforeach()
+if(NOT checks)
+    message(FATAL_ERROR "${COMPILED} tells no sizes")
+endif()
+file(WRITE ${HEADER} "\
+// Compile this into a host: it fails where the host's types have other sizes than those that this build of
+// libdownloadkey took them to have. The library must then be built again with the host's headers.
+#pragma once
+
+#include \"auxiliary/configuration.h\"
+#include \"auxiliary/error.h\"
+#include \"logging/logger.h\"
+#include \"scard/scardcards.h\"
+
+${checks}")
