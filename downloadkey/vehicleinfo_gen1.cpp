@@ -8,7 +8,6 @@ namespace downloadkey {
 
 namespace {
 
-constexpr quint32 tagSize = 2;
 constexpr quint32 overviewTag = 0x7601;
 constexpr quint32 activitiesTag = 0x7602;
 constexpr quint32 signatureSize = 128;
@@ -18,7 +17,7 @@ constexpr quint32 companyLocksOffset = 493;
 constexpr quint32 companyLockSize = 98;
 constexpr quint32 controlActivitySize = 31;
 
-constexpr CardRecordLayout cardRecord = {
+constexpr CardRecordLayout gen1CardRecord = {
     129,            // size
     {0, nameSize},  // holderSurname
     {36, nameSize}, // holderFirstNames
@@ -36,7 +35,7 @@ constexpr struct {
     quint32 countSize;
     quint32 recordSize;
 } daySections[] = {
-    {"VuCardIWRecord", 2, cardRecord.size},
+    {"VuCardIWRecord", 2, gen1CardRecord.size},
     {"VuActivityDailyData", 2, 2},
     {"VuPlaceDailyWorkPeriodData", 1, 28},
     {"VuSpecificConditionData", 2, 5},
@@ -102,7 +101,7 @@ aux::Error VehicleInfo::readGen1() {
     qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << getPlateString();
 
     // A card that stays in overnight is recorded on both days, so all days share what was last.
-    CardRecords cardRecords(cardRecord, m_driverActivities);
+    CardRecords cardRecords(gen1CardRecord, m_driverActivities);
     do {
         // A tag that is the last of the file begins nothing.
         const unsigned char* const tag = reader.take(tagSize, 1);

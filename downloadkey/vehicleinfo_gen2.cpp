@@ -9,9 +9,7 @@ namespace downloadkey {
 
 namespace {
 
-constexpr quint32 tagSize = 2;
-
-constexpr CardRecordLayout cardRecord = {
+constexpr CardRecordLayout gen2CardRecord = {
     131,            // size
     {0, nameSize},  // holderSurname
     {36, nameSize}, // holderFirstNames
@@ -63,7 +61,7 @@ constexpr std::initializer_list<RecordArray> overviewArrays = {
 constexpr std::initializer_list<RecordArray> activitiesArrays = {
     {0x06, "DateOfDayDownloadedRecordArray"},
     {0x05, "OdometerValueMidnightRecordArray"},
-    {0x0D, "VuCardIWRecordArray", Treatment::ReadCardRecords, cardRecord.size},
+    {0x0D, "VuCardIWRecordArray", Treatment::ReadCardRecords, gen2CardRecord.size},
     {0x01, "VuActivityDailyRecordRecordArray"},
     {0x1C, "VuPlaceDailyWorkPeriodRecordArray"},
     {0x16, "VuGNSSADRecordArray"},
@@ -185,7 +183,7 @@ aux::Error Parser::readBlock(unsigned char trep, std::initializer_list<RecordArr
             const unsigned char* const first = m_reader.take(array.recordSize * header.recordCount);
             if (!first)
                 return failed("Read ", ": Not enough data");
-            CardRecords(cardRecord, m_activities).append(first, header.recordCount);
+            CardRecords(gen2CardRecord, m_activities).append(first, header.recordCount);
             continue;
         }
         case Treatment::ReadPlate: {

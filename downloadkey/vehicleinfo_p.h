@@ -27,6 +27,7 @@ struct CardRecordLayout {
     Field odometerAtWithdrawal;
 };
 
+constexpr quint32 tagSize = 2; // what a block begins with
 constexpr quint32 nameSize = 36;
 constexpr quint32 plateSize = 14;
 
