@@ -6,6 +6,7 @@
 #include "scard/scardgeneric.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QStringBuilder>
 
 #include <cstdlib>
 #include <cstring>
@@ -101,7 +102,7 @@ void CardRecords::appendOne(const unsigned char* record) {
         return;
 
     VehicleInfo::_FeDriverActivities activity;
-    activity.holderName = readName(record, m_layout.holderFirstNames) + QStringLiteral(", ") +
+    activity.holderName = readName(record, m_layout.holderFirstNames) % QLatin1String(", ") %
                           readName(record, m_layout.holderSurname);
     activity.insertionTime = insertionTime;
     activity.odometerAtInsertion = readOdometer(record, m_layout.odometerAtInsertion);

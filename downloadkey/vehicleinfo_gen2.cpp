@@ -83,19 +83,18 @@ Q_NEVER_INLINE void reportInvalidTag(uint expected, uint found, uint position) {
 }
 
 // Steps over a header of this type: type (1 byte), record size (2 bytes) and number of records (2
-// bytes). A byte must follow it.
+// bytes). A byte must follow it. After a failure the position has no meaning.
 bool readArrayHeader(ByteReader& reader, unsigned char recordType, ArrayHeader& header) {
-    ByteReader ahead = reader;
-    const unsigned char* const bytes = ahead.take(1 + 2 + 2, 1);
+    const quint32 position = reader.position();
+    const unsigned char* const bytes = reader.take(1 + 2 + 2, 1);
     if (!bytes)
         return false;
     if (bytes[0] != recordType) {
-        reportInvalidTag(recordType, bytes[0], reader.position());
+        reportInvalidTag(recordType, bytes[0], position);
         return false;
     }
     header.recordSize = static_cast<unsigned short>(bigEndian(bytes + 1, 2));
     header.recordCount = static_cast<unsigned short>(bigEndian(bytes + 3, 2));
-    reader = ahead;
     return true;
 }
 
