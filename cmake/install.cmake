@@ -73,4 +73,11 @@ if(DOWNLOADKEY_TOOLS)
     install(FILES docs/readkey.1 docs/makekey.1
         DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
         COMPONENT tools)
+    install(FILES tools/readkey/completions/readkey.bash
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+        RENAME readkey
+        COMPONENT tools)
+    install(FILES tools/readkey/completions/_readkey
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions
+        COMPONENT tools)
 endif()

@@ -4,6 +4,8 @@
 #include <QtCore/QProcess>
 #include <QtCore/QString>
 
+#include <csignal>
+
 #include <pwd.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -46,6 +48,7 @@ public:
     }
 
     bool asOrdinaryUser = false; // root is refused nothing
+    bool outputIsUnread = false;
     rlim_t fileSizeLimit = RLIM_INFINITY;
 
 protected:
@@ -53,6 +56,11 @@ protected:
         const rlimit limit{fileSizeLimit, fileSizeLimit};
         if (fileSizeLimit != RLIM_INFINITY && ::setrlimit(RLIMIT_FSIZE, &limit) != 0)
             ::_exit(99);
+        int pipe[2] = {-1, -1};
+        if (outputIsUnread && (::pipe(pipe) != 0 || ::dup2(pipe[1], STDOUT_FILENO) < 0))
+            ::_exit(99);
+        ::close(pipe[0]);
+        ::close(pipe[1]);
         const passwd* user = asOrdinaryUser && ::getuid() == 0 ? ::getpwnam("nobody") : nullptr;
         if (user && (::setgid(user->pw_gid) != 0 || ::setuid(user->pw_uid) != 0))
             ::_exit(99);

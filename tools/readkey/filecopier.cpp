@@ -94,7 +94,7 @@ FileCopier::Outcome FileCopier::copy(const QString& path, const QDateTime& time)
         return Failed;
     }
     QSaveFile copy(target);
-    if (!copy.open(QIODevice::WriteOnly)) {
+    if (!copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         fail(copy.errorString());
         return Failed;
     }
@@ -146,8 +146,13 @@ bool FileCopier::transfer(QFile& source, QSaveFile& target) {
         const QByteArray bytes = source.read(chunkSize);
         if (bytes.isEmpty())
             break;
-        if (target.write(bytes) != bytes.size())
-            return fail(target.errorString());
+        // A disk that is nearly full takes a part first.
+        for (int written = 0; written < bytes.size();) {
+            const qint64 count = target.write(bytes.constData() + written, bytes.size() - written);
+            if (count <= 0)
+                return fail(target.errorString());
+            written += static_cast<int>(count);
+        }
         copied += bytes.size();
     }
     if (source.error() != QFileDevice::NoError)
@@ -155,8 +160,6 @@ bool FileCopier::transfer(QFile& source, QSaveFile& target) {
     if (copied != size)
         return fail(QStringLiteral("it changed while it was copied"));
     // A failing sync is nothing to commit().
-    if (!target.flush())
-        return fail(target.errorString());
     return ::fsync(target.handle()) == 0 || fail(qt_error_string(errno));
 }
 

@@ -26,8 +26,13 @@ Paper Paper::ofStandardOutput() {
     return {StandardOutput::width(), StandardOutput::isColoured()};
 }
 
-QString Paper::heading(const QString& text) const {
-    return isColoured ? QLatin1String("\033[1m") + text + QLatin1String("\033[0m") : text;
+QString Paper::fitting(const QString& line) const {
+    return width > 0 && displayWidth(line) > width ? shortened(line, width) : line;
+}
+
+QString Paper::heading(const QString& line) const {
+    return isColoured ? QLatin1String("\033[1m") + fitting(line) + QLatin1String("\033[0m")
+                      : fitting(line);
 }
 
 QString Paper::alarm(const QString& text) const {
@@ -100,9 +105,7 @@ QString Table::text(const Paper& paper) const {
     const std::vector<int> widths = columnWidths(paper);
     QString result;
     for (size_t row = 0; row < m_alarms.size(); ++row) {
-        QString text = line(row, widths, paper.width > 0);
-        if (paper.width > 0 && displayWidth(text) > paper.width)
-            text = shortened(text, paper.width);
+        const QString text = paper.fitting(line(row, widths, paper.width > 0));
         result += m_alarms[row] ? paper.alarm(text) : row == 0 ? paper.heading(text) : text;
         result += QLatin1Char('\n');
     }

@@ -14,7 +14,8 @@ struct Paper {
     bool isColoured = false; // bold headings, red failures
 
     static Paper ofStandardOutput();
-    QString heading(const QString& text) const;
+    QString fitting(const QString& line) const; // cut to the terminal's width
+    QString heading(const QString& line) const; // likewise
     QString alarm(const QString& text) const;
 };
 
