@@ -128,7 +128,7 @@ void spoil(QByteArray& block, int type, const QString& fault) {
         replace(type, size, 0, "");
     else if (fault == "no bytes")
         replace(type, 0, 0xFFFF, "");
-    else // end of file
+    else // the file ends behind it
         block.truncate(at + 5 + records.size());
 }
 
@@ -394,18 +394,19 @@ private Q_SLOTS:
         const auto addRow = fileColumns();
         forEachRow("spoiltarrays.txt", [&](const TableRow& row) {
             const int trep = row.number("block", 16);
-            const QString fault = row.word("fault", {"other type", "other size", "too many",
-                                                     "one more", "none", "no bytes", "file end"});
+            const QString fault =
+                row.word("fault", {"other type", "other size", "too many", "one more", "none",
+                                   "no bytes", "file end", "near file end"});
             const Generation version = trep < 0x30 ? Generation::Gen2V1 : Generation::Gen2V2;
             QByteArray overview = overviewBlock(version);
             spoil(overview, 0x04, "one more"); // for a plate behind the smallest file's end
             QByteArray day = dayBlock(version, {100});
             const bool isOverview = trep % 16 == 1;
             spoil(isOverview ? overview : day, row.number("array", 16), fault);
+            if (isOverview && fault.endsWith("file end"))
+                day.clear();
             if (fault != "file end")
                 day += '?';
-            else if (isOverview)
-                day.clear();
             addRow(row.place(), overview + day, row.text("error"), row.text("insertions"),
                    row.text("plate"));
         });
@@ -415,7 +416,7 @@ private Q_SLOTS:
     void gen2EndsOfTheDays_data() {
         const auto addRow = fileColumns();
         const auto rows = [&](Generation version, const QByteArray& tag, const QByteArray& otherTag,
-                              const QString& notFound) {
+                              const QString& notFound, const QString& noDate) {
             const QByteArray overview = overviewBlock(version);
             const QByteArray day = dayBlock(version, {100});
             const auto row = [&](const char* name, const QByteArray& bytes, const QString& error,
@@ -427,15 +428,18 @@ private Q_SLOTS:
             row("overview and three bytes", "???", "", "");
             row("day and one byte", day + "?", "", "100");
             row("day and a tag", day + tag, "", "100");
+            row("day, a tag and one byte", day + tag + "?", noDate, "100");
             row("two days", day + day + "?", "", "100 100");
             row("day and one of the other version", day + otherTag + day.mid(2), "", "100");
             row("day and another first byte", day + '\x77' + day.mid(1), "", "100");
             row("day and another overview", day + overview, "", "100");
         };
         rows(Generation::Gen2V1, "\x76\x22", "\x76\x32",
-             "VehicleInfo readGen2_1() TREP21 not found");
+             "VehicleInfo readGen2_1() TREP21 not found",
+             "VehicleInfo readGen2_1() TREP22: Read DateOfDayDownloadedRecordArray header failed");
         rows(Generation::Gen2V2, "\x76\x32", "\x76\x22",
-             "VehicleInfo readGen2_2() TREP31 not found");
+             "VehicleInfo readGen2_2() TREP31 not found",
+             "VehicleInfo readGen2_2() TREP32: Read DateOfDayDownloadedRecordArray header failed");
     }
     void gen2EndsOfTheDays() { readFile(); }
 
