@@ -2,16 +2,10 @@
 // after the second time; what is counted between the two calls is that thing's cost without what
 // only a first time costs. The names of the things go to stdout, in their order.
 //
-//     counts prepare DIR      writes the inputs
-//     counts run DIR
+//     counts DIR      writes the inputs to DIR first, unless they are there
 #include "bench/inputs.h"
 
-#include "auxiliary/configuration.h"
-#include "downloadkey/downloadkey.h"
 #include "downloadkey/filenames.h"
-
-#include <QtCore/QDir>
-#include <QtCore/QFile>
 
 #include <unistd.h>
 
@@ -26,95 +20,53 @@ namespace bench {
 
 namespace {
 
-using samples::Generation;
-
-constexpr Generation generations[] = {Generation::Gen1, Generation::Gen2V1, Generation::Gen2V2};
-
-// A file as a driver brings it; two that differ by 50 records in one day; two that differ by 20
-// days without a record.
-constexpr struct {
-    int days;
-    int recordsPerDay;
-} files[] = {{30, 10}, {1, 50}, {1, 100}, {20, 0}, {40, 0}};
-
-constexpr int keySizes[] = {50, 100}; // vehicle-unit files, and as many cards
-
-Contents contentsOf(int days, int recordsPerDay) {
-    Contents contents;
-    contents.days = days;
-    contents.recordsPerDay = recordsPerDay;
-    return contents;
-}
-
-QString keyPath(const QString& folder, int size) {
-    return folder + QLatin1String("/key-") + QString::number(size);
-}
-
-void prepare(const QString& folder) {
-    for (const Generation generation : generations) {
-        for (const auto& file : files)
-            writeVehicleFile(folder, generation, contentsOf(file.days, file.recordsPerDay));
-    }
-    for (const int size : keySizes)
-        Key(Key::VehicleUnitsAndCards, size, 0, {}, keyPath(folder, size));
-}
-
 template <typename Work>
-void measure(const std::string& name, const Work& work) {
+void measure(const QString& name, const Work& work) {
     work();
     bench_mark();
     work();
     bench_mark();
-    std::puts(name.c_str());
+    std::puts(qPrintable(name));
 }
 
-void parse(const QString& path) {
-    QFile file(path);
-    require(file.open(QIODevice::ReadOnly), "run \"counts prepare\" first");
-    measure(file.fileName().section(QLatin1Char('/'), -1).toStdString(), [&] {
-        file.seek(0);
-        downloadkey::VehicleInfo info(file);
+void parse(const QString& folder, samples::Generation generation, int days, int recordsPerDay) {
+    const QString name = QStringLiteral("%1-%2-%3")
+                             .arg(QLatin1String(nameOf(generation)))
+                             .arg(days)
+                             .arg(recordsPerDay);
+    if (!QFile::exists(folder + name))
+        VehicleFile(folder + name, generation, days, recordsPerDay);
+    const auto file = openFile(folder + name);
+    measure(name, [&] {
+        file->seek(0);
+        downloadkey::VehicleInfo info(*file);
         require(info.read().isEmpty(), "a vehicle-unit file cannot be parsed");
     });
 }
 
-void open(const QString& path, int size) {
-    aux::Configuration configuration;
-    downloadkey::DownloadKey key(configuration);
-    QDir mountDir(path);
-    measure("key-" + std::to_string(size),
-            [&] { require(key.open(mountDir).isEmpty(), "a key cannot be opened"); });
+void open(const QString& folder, int files) {
+    const QString name = QStringLiteral("key-%1").arg(files);
+    if (!QFile::exists(folder + name))
+        Key(folder + name, files, 0);
+    Host host;
+    measure(name, [&] { host.open(folder + name); });
 }
 
 void names() {
-    const QString all[] = {
-        QStringLiteral("M_20240315_0830_AB100CD.DDD"),
-        QStringLiteral("C_20240315_0818_J_SAMPLE_DF00000000000100.DDD"),
-        QStringLiteral("V_MU101CD_20240315_0759.TGD"),
-        QStringLiteral("C_K_BEISPIEL_DF00000000000200_20240315_0747.TGD"),
-        QStringLiteral("KX102CD_2403150728.V1B"),
-        QStringLiteral("R_TESTER_DF00000000000300_2403150716.C1B"),
-        QStringLiteral("ZT104CD_FLEETDEPOT_202403150626.A1B"),
-        QStringLiteral("AB105CD_FLEETDEPOT_2403150555.A1C"),
-    };
-    measure("names", [&] {
-        for (const QString& name : all) {
+    measure(QStringLiteral("names"), [&] {
+        for (const char* name :
+             {"M_20240315_0830_AB100CD.DDD", "V_MU101CD_20240315_0759.TGD",
+              "C_20240315_0818_J_SAMPLE_DF00000000000100.DDD",
+              "C_K_BEISPIEL_DF00000000000200_20240315_0747.TGD", "KX102CD_2403150728.V1B",
+              "J_DF00000000000300_2403150716.C1B", "ZT104CD_FLEETDEPOT_202403150626.A1B",
+              "AB105CD_FLEETDEPOT_2403150555.A1C"}) {
+            const QString text = QString::fromLatin1(name);
             QDateTime time;
-            require(isValidFileName(name) && isDriverFileName(name) != isVehicleFileName(name) &&
-                        getModificationTimeFromFileName(name, time),
+            require(isValidFileName(text) && isDriverFileName(text) != isVehicleFileName(text) &&
+                        getModificationTimeFromFileName(text, time),
                     "a name is not valid");
         }
     });
-}
-
-void run(const QString& folder) {
-    for (const Generation generation : generations) {
-        for (const auto& file : files)
-            parse(pathOf(folder, generation, contentsOf(file.days, file.recordsPerDay)));
-    }
-    names();
-    for (const int size : keySizes)
-        open(keyPath(folder, size), size);
 }
 
 } // namespace
@@ -123,13 +75,21 @@ void run(const QString& folder) {
 
 int main(int argc, char** argv) {
     bench::prepareProcess();
-    const QLatin1String what(argc == 3 ? argv[1] : "");
-    const QString folder = QFile::decodeName(argc == 3 ? argv[2] : "");
-    if (what == QLatin1String("prepare"))
-        bench::prepare(folder);
-    else if (what == QLatin1String("run"))
-        bench::run(folder);
-    else
-        bench::require(false, "usage: counts prepare DIR | run DIR");
+    bench::require(argc == 2, "usage: counts DIR");
+    const QString folder = QFile::decodeName(argv[1]) + QLatin1Char('/');
+    // A file as a driver brings it; pairs that differ by 50 records in one day, by 500 records, and
+    // by 20 days without a record.
+    for (const samples::Generation generation : bench::generations) {
+        bench::parse(folder, generation, 30, 10);
+        bench::parse(folder, generation, 1, 50);
+        bench::parse(folder, generation, 1, 100);
+        bench::parse(folder, generation, 1, 500);
+        bench::parse(folder, generation, 1, 1000);
+        bench::parse(folder, generation, 20, 0);
+        bench::parse(folder, generation, 40, 0);
+    }
+    bench::names();
+    for (const int files : {50, 100, 1000, 2000})
+        bench::open(folder, files);
     return 0;
 }

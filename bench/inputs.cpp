@@ -1,8 +1,9 @@
 #include "bench/inputs.h"
 
-#include <QtCore/QDir>
-#include <QtCore/QFile>
+#include "auxiliary/configuration.h"
+
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QTemporaryDir>
 
 #include <cstdio>
 #include <cstdlib>
@@ -19,51 +20,9 @@ void writeFile(const QString& path, const QByteArray& bytes) {
             "an input file cannot be written");
 }
 
-const char* nameOf(samples::Generation generation) {
-    switch (generation) {
-    case samples::Generation::Gen1:
-        return "gen1";
-    case samples::Generation::Gen2V1:
-        return "gen2v1";
-    case samples::Generation::Gen2V2:
-        return "gen2v2";
-    }
-    return "";
-}
-
-// A download and where its card records stand.
-VehicleFile writeDownload(const QString& path, samples::Generation generation,
-                          const Contents& contents) {
-    samples::VehicleUnit unit;
-    unit.generation = generation;
-    unit.downloadTime = downloadTime;
-    unit.companyLocks = 2;
-    unit.controlActivities = 1;
-    unit.furtherBlocks = contents.furtherBlocks;
-    if (!unit.furtherBlocks)
-        unit.trailer = "x"; // the second generation's blocks are not the end of a file
-    unit.days = samples::evenDays(generation, contents.days, contents.recordsPerDay,
-                                       unit.downloadTime);
-    QByteArray bytes = samples::vehicleUnitFile(unit);
-    if (bytes.size() < contents.size)
-        bytes.append(contents.size - bytes.size(), 'x');
-    writeFile(path, bytes);
-
-    VehicleFile file;
-    file.path = path;
-    file.size = bytes.size();
-
-    const bool gen1 = generation == samples::Generation::Gen1;
-    file.insertionOffset = gen1 ? 94 : 95;
-    // Tag, date and odometer, and the count; in the second generation each with an array's header.
-    const int recordsAt = gen1 ? 2 + 7 + 2 : 2 + (5 + 4) + (5 + 3) + 5;
-    int block = samples::overviewBlock(unit).size();
-    for (const samples::Day& day : unit.days) {
-        for (int i = 0; i < contents.recordsPerDay; ++i)
-            file.records.push_back(block + recordsAt + i * (gen1 ? 129 : 131));
-        block += samples::activityBlock(unit, day).size();
-    }
-    return file;
+aux::Configuration& configuration() {
+    static aux::Configuration none;
+    return none;
 }
 
 } // namespace
@@ -77,60 +36,92 @@ void require(bool condition, const char* what) {
 
 void prepareProcess() {
     qputenv("TZ", "Europe/Berlin");
-    setDebugLines(false);
+    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
 }
 
-void setDebugLines(bool on) {
-    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, on);
+QString newPath() {
+    static const QTemporaryDir folder;
+    static int number = 0;
+    return folder.filePath(QString::number(++number));
 }
 
-std::string labelOf(samples::Generation generation, const Contents& contents) {
-    std::string label = nameOf(generation) + ("/" + std::to_string(contents.days)) + "_days";
-    if (contents.size != 0)
-        label += "/" + std::to_string(contents.size / 1000) + "_kB";
-    return label;
-}
-
-QString pathOf(const QString& folder, samples::Generation generation, const Contents& contents) {
-    char name[64];
-    std::snprintf(name, sizeof name, "/%s-%d-%d%s", nameOf(generation), contents.days,
-                  contents.recordsPerDay, contents.size != 0 ? "-filled" : "");
-    return folder + QLatin1String(name);
-}
-
-VehicleFile writeVehicleFile(const QString& folder, samples::Generation generation,
-                             const Contents& contents) {
-    return writeDownload(pathOf(folder, generation, contents), generation, contents);
-}
-
-Key::Key(Kinds kinds, int files, int whole, const Contents& contents, const QString& folder)
-    : m_mountPath(folder) {
-    if (folder.isEmpty()) {
-        m_ownFolder = std::make_unique<QTemporaryDir>();
-        m_mountPath = m_ownFolder->path();
+const char* nameOf(samples::Generation generation) {
+    switch (generation) {
+    case samples::Generation::Gen1:
+        return "gen1";
+    case samples::Generation::Gen2V1:
+        return "gen2v1";
+    case samples::Generation::Gen2V2:
+        return "gen2v2";
     }
-    require(QDir().mkpath(downloadPath()), "a key's folder cannot be made");
+    return "";
+}
 
-    samples::KeyOptions options;
-    options.days = 0; // its vehicle-unit files only lend their names
-    for (int index = 0; index < 2 * files; ++index) {
-        const bool isVehicle = index % 2 == 0;
-        if (!isVehicle && kinds == VehicleUnits)
-            continue;
-        const samples::KeyFile file = samples::sampleKeyFile(options, index);
-        const QString path = downloadPath() + QLatin1Char('/') + file.name;
-        (isVehicle ? m_vehicles : m_drivers).append(path);
-        if (index >= 2 * whole) {
-            writeFile(path, "other");
-        } else if (isVehicle) {
-            const auto generation = static_cast<samples::Generation>(index / 2 % 3);
-            m_vehicleFiles.push_back(writeDownload(path, generation, contents));
-            m_bytes += m_vehicleFiles.back().size;
-        } else {
-            writeFile(path, file.bytes);
-            m_bytes += file.bytes.size();
+VehicleFile::VehicleFile(const QString& filePath, samples::Generation generation, int days,
+                         int recordsPerDay, bool furtherBlocks, int leastSize)
+    : path(filePath)
+    , insertionOffset(generation == samples::Generation::Gen1 ? 94 : 95) {
+    samples::VehicleUnit unit;
+    unit.generation = generation;
+    unit.downloadTime = downloadTime;
+    unit.companyLocks = 2;
+    unit.controlActivities = 1;
+    unit.furtherBlocks = furtherBlocks;
+    if (!furtherBlocks)
+        unit.trailer = "x"; // the second generation's blocks are not the end of a file
+    unit.days = samples::evenDays(generation, days, recordsPerDay, downloadTime);
+    const QByteArray bytes = vehicleUnitFile(unit).leftJustified(leastSize, 'x');
+    int position = 0;
+    for (const samples::Day& day : unit.days) {
+        for (const samples::CardRecord& record : day.cardRecords) {
+            position = bytes.indexOf(cardRecord(generation, record), position + 1);
+            records.push_back(position);
         }
     }
+    writeFile(path, bytes);
+}
+
+std::unique_ptr<QFile> openFile(const QString& path) {
+    auto file = std::make_unique<QFile>(path);
+    require(file->open(QIODevice::ReadOnly), "an input file cannot be read");
+    return file;
+}
+
+Key::Key(const QString& mountPath, int files, int whole, int days, int recordsPerDay, bool hasCards)
+    : path(mountPath) {
+    require(QDir().mkpath(path + QLatin1String("/download")), "a key's folder cannot be made");
+    samples::KeyOptions options;
+    options.days = 0; // its vehicle-unit files only lend their names
+    for (int i = 0; i < 2 * files; ++i) {
+        const bool isVehicle = i % 2 == 0;
+        if (!isVehicle && !hasCards)
+            continue;
+        const samples::KeyFile file = samples::sampleKeyFile(options, i);
+        const QString filePath = path + QLatin1String("/download/") + file.name;
+        (isVehicle ? vehicles : drivers).append(filePath);
+        if (i / 2 < whole && isVehicle)
+            wholeVehicles.emplace_back(filePath, generations[i / 2 % 3], days, recordsPerDay);
+        else
+            writeFile(filePath, i / 2 < whole ? file.bytes : "other");
+    }
+}
+
+Host::Host()
+    : library(configuration()) {
+    QObject::connect(&library, &downloadkey::DownloadKey::readDone, &library,
+                     [this](auto parsedCards, auto parsedVehicles) {
+                         cards = std::move(parsedCards);
+                         vehicles = std::move(parsedVehicles);
+                     });
+}
+
+void Host::open(const QString& path) {
+    QDir mountDir(path);
+    require(library.open(mountDir).isEmpty(), "a key cannot be opened");
+}
+
+void Host::read() {
+    require(library.read().isEmpty() && !vehicles.empty(), "a key cannot be read");
 }
 
 } // namespace bench

@@ -3,17 +3,11 @@
 // same in each run. Fails when the limit is passed.
 #include "bench/inputs.h"
 
-#include "auxiliary/configuration.h"
-#include "downloadkey/downloadkey.h"
-
 #include <QtCore/QCoreApplication>
-#include <QtCore/QDir>
-#include <QtCore/QFile>
 
 #include <malloc.h>
 
 #include <cstdio>
-#include <cstdlib>
 
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's own names
 extern "C" {
@@ -35,10 +29,6 @@ void* taken(void* memory) {
     if (live > peak)
         peak = live;
     return memory;
-}
-
-void givenBack(void* memory) {
-    live -= malloc_usable_size(memory);
 }
 
 } // namespace
@@ -65,59 +55,33 @@ void* realloc(void* memory, std::size_t size) {
 }
 
 void free(void* memory) {
-    givenBack(memory);
+    live -= malloc_usable_size(memory);
     __libc_free(memory);
 }
 }
 
-namespace {
-
-using downloadkey::DownloadKey;
-using downloadkey::VehicleInfo;
-
-// A figure of the kernel's about this process, in KiB.
-QByteArray residentMemory(const char* name) {
-    QFile status(QStringLiteral("/proc/self/status"));
-    status.open(QIODevice::ReadOnly);
-    const QByteArray text = status.readAll();
-    const int line = text.indexOf(name);
-    return text.mid(line, text.indexOf('\n', line) - line).simplified();
-}
-
-} // namespace
-
 int main(int argc, char** argv) {
     bench::prepareProcess();
     const QCoreApplication application(argc, argv);
-    constexpr int files = 100;
+    constexpr int files = downloadkey::parsedFilesOfEachKind;
     constexpr int fileSize = 1024 * 1024;
-    bench::Contents contents;
-    contents.days = 90;
-    contents.size = fileSize;
-    const bench::Key input(bench::Key::VehicleUnits, files, files, contents);
+    bench::Key input(bench::newPath(), files, 0, 0, 0, false);
+    for (const QString& path : input.vehicles)
+        bench::VehicleFile(path, samples::Generation::Gen2V2, 90, 10, true, fileSize);
 
-    aux::Configuration configuration;
-    DownloadKey key(configuration);
-    QDir mountDir(input.mountPath());
-    bench::require(key.open(mountDir).isEmpty(), "a key cannot be opened");
-    std::vector<std::shared_ptr<VehicleInfo>> results;
-    QObject::connect(
-        &key, &DownloadKey::readDone, &key,
-        [&](const std::vector<std::shared_ptr<scard::SCardGeneric>>&,
-            std::vector<std::shared_ptr<VehicleInfo>> vehicles) { results = std::move(vehicles); });
+    bench::Host host;
+    host.open(input.path);
     const std::size_t before = live;
     peak = live;
-    bench::require(key.read().isEmpty() && results.size() == files, "a key cannot be read");
-
+    host.read();
     const std::size_t retained = live - before;
     const std::size_t most = peak - before;
+    bench::require(host.vehicles.size() == files, "not all files were parsed");
     std::printf("files              %d of %d bytes\n"
                 "retained results   %zu bytes\n"
                 "peak               %zu bytes\n"
-                "beyond the results %zu bytes\n"
-                "%s, %s\n",
-                files, fileSize, retained, most, most - retained,
-                residentMemory("VmHWM").constData(), residentMemory("VmRSS").constData());
+                "beyond the results %zu bytes\n",
+                files, fileSize, retained, most, most - retained);
     bench::require(most - retained <= fileSize, "more than one file at a time");
     return 0;
 }

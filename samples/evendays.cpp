@@ -2,6 +2,7 @@
 #include "samples/writer.h"
 
 #include <algorithm>
+#include <array>
 
 namespace samples {
 
@@ -9,10 +10,17 @@ namespace {
 
 // The insertions of one day, from five in the morning on.
 std::vector<CardRecord> insertions(const Day& day, std::uint32_t count, std::uint32_t kilometres) {
+    static const std::array<Person, 6> drivers = {driverOf(0, 0), driverOf(0, 1), driverOf(0, 2),
+                                                  driverOf(0, 3), driverOf(0, 4), driverOf(0, 5)};
     std::vector<CardRecord> records(count);
     const std::uint32_t turn = std::max(1U, 57600 / std::max(count, 1U));
     for (std::uint32_t i = 0; i < count; ++i) {
+        const Person& driver = drivers[i % drivers.size()];
         CardRecord& record = records[i];
+        record.surname = driver.surname;
+        record.firstNames = driver.firstNames;
+        record.codePage = driver.codePage;
+        record.cardNumber = driver.cardNumber;
         record.slot = i % 4 == 3 ? 1 : 0;
         record.insertionTime = day.date + 5 * 3600 + i * turn;
         record.withdrawalTime = record.insertionTime + turn * 9 / 10;

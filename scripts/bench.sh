@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures the library: its jobs beside their floors, how its work grows, and what memory it needs.
-# Results go to build/bench, as JSON for other programs and as text. Give it a quiet machine.
+# Measures the library: its jobs beside their floors, and what memory it needs. Results go to build/bench, as
+# JSON for other programs and as text. Give it a quiet machine.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -8,22 +8,33 @@ usage() {
     cat >&2 <<END
 usage: $self [PART...]
   ratios  each job beside its floor
-  growth  how the work grows with its input
   memory  what a read needs beyond its results
   docs    puts the results, and those of scripts/counts.sh, into docs/performance.md
-Without an argument: ratios growth memory.
+Without an argument: ratios memory.
 END
     exit 2
 }
 
+# The medians over the repetitions, and between which the ratio was.
 part_ratios() {
     "$programs/ratios" --benchmark_min_time="${BENCH_TIME:-1}" \
-        --benchmark_repetitions="${BENCH_REPETITIONS:-9}" \
-        --benchmark_out="$results/ratios.json" | tee "$results/ratios.md"
-}
-
-part_growth() {
-    "$programs/growth" --benchmark_out="$results/growth.json" | tee "$results/growth.txt"
+        --benchmark_repetitions="${BENCH_REPETITIONS:-9}" --benchmark_out="$results/ratios.json" >/dev/null
+    jq -r '
+        def median: sort | .[length / 2 | floor];
+        def fixed($digits): (. * pow(10; $digits) | round | tostring) as $all
+            | ("0" * ([$digits + 1 - ($all | length), 0] | max) // "") + $all
+            | .[:-$digits] + "." + .[-$digits:];
+        [.benchmarks[] | select(.run_type == "iteration")] | group_by(.family_index)[]
+        | (map(.ratio) | median) as $ratio | .[0].goal as $goal
+        | [(.[0].run_name | rtrimstr("/manual_time")), (map(.job_us) | median | fixed(1)),
+           (map(.floor_us) | median | fixed(1)), ($ratio | fixed(3)),
+           (map(.ratio) | "\(min | fixed(3)) - \(max | fixed(3))"), ($goal | fixed(2)),
+           if $ratio <= $goal then "met" else "not met" end]
+        | "| " + join(" | ") + " |"' "$results/ratios.json" | {
+        echo '| job | job, us | floor, us | ratio | from - to | goal | |'
+        echo '|:---|---:|---:|---:|---:|---:|:---|'
+        cat
+    } | tee "$results/ratios.md"
 }
 
 part_memory() {
@@ -32,36 +43,24 @@ part_memory() {
 
 # Replaces what stands between a name's two marks; where there are no results it stays.
 part_docs() {
-    local doc=$top/docs/performance.md
-    {
-        sed 's/^/ratios\t/' "$results/ratios.md"
-        grep -E '_(BigO|RMS) ' "$results/growth.txt" | sed 's/^/growth\t    /'
-        sed 's/^/memory\t    /' "$results/memory.txt"
-        for machine in pc armhf; do
-            [ ! -e "$results/counts-$machine.md" ] || sed 's/^/counts\t/; $ s/$/\ncounts\t/' \
-                "$results/counts-$machine.md"
-        done
-    } | awk -F '\t' '
-        FNR == NR { text[$1] = text[$1] $2 "\n"; next }
-        /^<!-- \// { skip = 0 }
-        !skip
-        /^<!-- [a-z]/ {
-            name = substr($0, 6, length($0) - 9)
-            if (name in text) {
-                printf "\n%s\n", text[name]
-                skip = 1
-            }
-        }
-    ' - "$doc" >"$results/performance.md"
-    cp "$results/performance.md" "$doc"
+    local doc=$top/docs/performance.md file name
+    for file in "$results"/{ratios.md,memory.txt,counts-pc.md,counts-armhf.md}; do
+        [ -e "$file" ] || continue
+        name=$(basename "${file%.*}")
+        sed -i -e "/^<!-- $name -->/,/^<!-- \/$name -->/ { /^<!--/!d }" -e "/^<!-- $name -->/r "<(
+            echo
+            case $file in *.txt) sed 's/^/    /' "$file" ;; *) cat "$file" ;; esac
+            echo
+        ) "$doc"
+    done
 }
 
-[ $# -gt 0 ] || set -- ratios growth memory
+[ $# -gt 0 ] || set -- ratios memory
 for part; do
     declare -F "part_$part" >/dev/null || usage
 done
 
-need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata
+need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata jq
 build bench
 results=$top/build/bench
 programs=$results/bench
