@@ -51,7 +51,7 @@ QByteArray downloadActivity(const VehicleUnit& unit) {
 }
 
 QByteArray companyLock(const VehicleUnit& unit, int index) {
-    const auto lockedIn = static_cast<std::uint32_t>(startOf2020 + index * 86400);
+    const std::uint32_t lockedIn = startOf2020 + static_cast<std::uint32_t>(index) * secondsPerDay;
     const bool open = index + 1 == unit.companyLocks;
     return Writer()
         .u32(lockedIn)
@@ -63,7 +63,8 @@ QByteArray companyLock(const VehicleUnit& unit, int index) {
 }
 
 QByteArray controlActivity(const VehicleUnit& unit, int index) {
-    const auto time = static_cast<std::uint32_t>(startOf2020 + 31 * secondsPerDay + index * 604800);
+    const std::uint32_t time =
+        startOf2020 + (31 + static_cast<std::uint32_t>(index) * 7) * secondsPerDay;
     return Writer()
         .u8(0x50) // the vehicle unit was downloaded and a display looked at
         .u32(time)
