@@ -188,6 +188,7 @@ std::vector<KeyFile> oddFiles(const KeyOptions& options) {
 
 std::vector<KeyFile> sampleKey(const KeyOptions& options) {
     std::vector<KeyFile> files;
+    files.reserve(2 * static_cast<std::size_t>(options.files));
     for (int index = 0; index < 2 * options.files; ++index)
         files.push_back(sampleKeyFile(options, index));
     for (KeyFile& file : oddFiles(options))

@@ -1,32 +1,60 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs all of them, SECONDS in all (60 without an argument). What they learn is
-# kept in build/fuzz/corpus; a finding stops its target and lies in build/fuzz/findings.
+# Builds the fuzz targets and runs all of them, SECONDS in all (60 without an argument), from the inputs in
+# fuzz/corpus on. What they learn is kept in build/fuzz/corpus; a finding stops its target and lies in
+# build/fuzz/findings.
+#
+#   scripts/fuzz.sh [SECONDS]
+#   scripts/fuzz.sh --keep     puts what was learnt into fuzz/corpus, as few inputs as reach all of it
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 seconds=${1:-60}
-[ $# -le 1 ] && [[ $seconds =~ ^[1-9][0-9]*$ ]] || { echo "usage: $self [SECONDS]" >&2; exit 2; }
+[ $# -le 1 ] && [[ $seconds =~ ^([1-9][0-9]*|--keep)$ ]] ||
+    { echo "usage: $self [SECONDS | --keep]" >&2; exit 2; }
 
 need cmake clang libclang-rt-14-dev ninja-build qtbase5-dev
 targets=(vehicleinfo filenames cardfile key)
-build fuzz write_seeds "${targets[@]/#/fuzz_}"
+build fuzz "${targets[@]/#/fuzz_}"
 work=$top/build/fuzz
-mkdir -p "$work/findings" "${targets[@]/#/$work/corpus/}"
-"$work/fuzz/write_seeds" "$work/seeds"
+mkdir -p "$work/findings" "${targets[@]/#/$work/corpus/}" "${targets[@]/#/$work/seeds/}"
+for target in "${targets[@]}"; do
+    (cd "$work/seeds/$target" && cmake -E tar xf "$top/fuzz/corpus/$target.zip")
+done
 
 # The keys of fuzz_key lie in memory where there is a place for that.
 TMPDIR=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
+# Quick rather than talkative: a finding that is run again without these tells more about itself.
+export ASAN_OPTIONS=quarantine_size_mb=1:malloc_context_size=1 QT_ENABLE_REGEXP_JIT=0
+# An input longer than this is no new case.
+options=(-max_len=4096 -timeout=5 -rss_limit_mb=1024)
 
-# A millisecond is long for these targets, so a second is a hang. An input longer than this is no new case.
+keep() {
+    local target=$1 least=$TMPDIR/$1
+    mkdir "$least"
+    "$work/fuzz/fuzz_$target" "${options[@]}" -merge=1 "$least" "$work/corpus/$target" "$work/seeds/$target" \
+        >"$work/$target.log" 2>&1 || fail "$(tail -n 20 "$work/$target.log")"
+    (cd "$least" && cmake -E tar cf "$top/fuzz/corpus/$target.zip" --format=zip --mtime=2024-01-01 -- *)
+    printf '%-12s %6d inputs %8d bytes\n' "$target" "$(find "$least" -type f | wc -l)" \
+        "$(stat -c %s "$top/fuzz/corpus/$target.zip")"
+}
+
+# A millisecond is long for these targets, so a second is a hang.
 run() {
     local target=$1
-    "$work/fuzz/fuzz_$target" -max_total_time=$(((seconds + ${#targets[@]} - 1) / ${#targets[@]})) \
-        -max_len=16384 -len_control=20 -timeout=5 -rss_limit_mb=1024 -use_value_profile=1 \
-        -dict="$top/fuzz/tags.dict" -artifact_prefix="$work/findings/$target-" -print_final_stats=1 \
+    "$work/fuzz/fuzz_$target" "${options[@]}" -len_control=20 -print_final_stats=1 \
+        -max_total_time=$(((seconds + ${#targets[@]} - 1) / ${#targets[@]})) \
+        -dict="$top/fuzz/tags.dict" -artifact_prefix="$work/findings/$target-" \
         "$work/corpus/$target" "$work/seeds/$target" >"$work/$target.log" 2>&1 </dev/null
 }
+
+if [ "$seconds" = --keep ]; then
+    for target in "${targets[@]}"; do
+        keep "$target"
+    done
+    exit
+fi
 
 failed=0
 printf '%-12s %12s %10s %10s  %s\n' target executions coverage inputs findings

@@ -68,7 +68,7 @@ scard::SCardGeneric generic(QFile& file) {
 
 // The text of an error, which must be the card library's.
 QString textOfCardError(const aux::Error& error) {
-    const QString text = textOf(error);
+    QString text = textOf(error);
     if (text.isEmpty())
         return text;
     return text.startsWith(QLatin1String("libscard|")) && text.endsWith(QLatin1String("|0"))
