@@ -1,6 +1,7 @@
 #include "tests/readkey/readkeyprocess.h"
 #include "tests/readkey/storykey.h"
-#include "tests/support/table.h"
+#include "tests/support/datafile.h"
+#include "tests/support/rows.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QRegularExpression>

@@ -7,7 +7,8 @@
 // A table that is not what its test expects ends the test program with the file and the line.
 #pragma once
 
-#include <QtCore/QFile>
+#include "tests/support/datafile.h"
+
 #include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -21,18 +22,16 @@ public:
         , m_columns(std::move(columns))
         , m_cells(std::move(cells)) {
         if (m_cells.size() != m_columns.size())
-            refuse(QStringLiteral("%1 cells under %2 columns")
-                       .arg(m_cells.size())
-                       .arg(m_columns.size()));
+            refuse(QString("%1 cells under %2 columns").arg(m_cells.size()).arg(m_columns.size()));
     }
 
     // "file:line", the name of the test's row.
     QByteArray place() const { return m_place.toUtf8(); }
 
     QString text(const char* column) const {
-        const int index = m_columns.indexOf(QLatin1String(column));
+        const int index = m_columns.indexOf(column);
         if (index < 0)
-            refuse(QStringLiteral("there is no column \"%1\"").arg(QLatin1String(column)));
+            refuse(QString("there is no column \"%1\"").arg(column));
         m_used.insert(index);
         return m_cells.at(index);
     }
@@ -41,29 +40,29 @@ public:
         bool isNumber = false;
         const int number = text(column).toInt(&isNumber, base);
         if (!isNumber)
-            refuse(QStringLiteral("\"%1\" is no number").arg(text(column)));
+            refuse(QString("\"%1\" is no number").arg(text(column)));
         return number;
     }
 
     // One of these words.
     QString word(const char* column, const QStringList& words) const {
         if (!words.contains(text(column)))
-            refuse(QStringLiteral("unknown word \"%1\"").arg(text(column)));
+            refuse(QString("unknown word \"%1\"").arg(text(column)));
         return text(column);
     }
 
     void refuseUnusedCells() const {
         for (int i = 0; i < m_columns.size(); ++i) {
             if (!m_used.contains(i))
-                refuse(QStringLiteral("nothing uses the column \"%1\"").arg(m_columns.at(i)));
+                refuse(QString("nothing uses the column \"%1\"").arg(m_columns.at(i)));
         }
     }
 
-private:
     [[noreturn]] void refuse(const QString& why) const {
         qFatal("%s: %s", qPrintable(m_place), qPrintable(why));
     }
 
+private:
     QString m_place;
     QStringList m_columns;
     QStringList m_cells;
@@ -72,31 +71,29 @@ private:
 
 // Calls `use` with each row of a table in the test's folder. `use` must ask for every cell.
 template <typename Use>
-void forEachRow(const char* fileName, Use use) {
-    QFile file(QStringLiteral(TEST_DATA) + QLatin1String(fileName));
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("cannot read %s", qPrintable(file.fileName()));
+void forEachRow(const QString& fileName, Use use) {
     QStringList columns;
     QSet<QStringList> known;
-    for (int number = 1; !file.atEnd(); ++number) {
-        const QString line = QString::fromUtf8(file.readLine()).trimmed();
-        if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
+    int number = 0;
+    for (const QString& line : dataFile(fileName).split('\n')) {
+        ++number;
+        if (line.isEmpty() || line.startsWith('#'))
             continue;
-        QStringList cells = line.split(QLatin1Char('|'));
+        QStringList cells = line.split('|');
         for (QString& cell : cells)
             cell = cell.trimmed();
-        const QString place = QStringLiteral("%1:%2").arg(QLatin1String(fileName)).arg(number);
+        const TableRow row(fileName + ':' + QString::number(number),
+                           columns.isEmpty() ? cells : columns, cells);
         if (columns.isEmpty()) {
             columns = cells;
-        } else if (known.contains(cells)) {
-            qFatal("%s: this row stands twice", qPrintable(place));
-        } else {
-            known.insert(cells);
-            const TableRow row(place, columns, cells);
-            use(row);
-            row.refuseUnusedCells();
+            continue;
         }
+        if (known.contains(cells))
+            row.refuse("this row stands twice");
+        known.insert(cells);
+        use(row);
+        row.refuseUnusedCells();
     }
     if (known.isEmpty())
-        qFatal("%s has no rows", fileName);
+        qFatal("%s has no rows", qPrintable(fileName));
 }

@@ -1,13 +1,10 @@
-// Data files that stand beside the tests.
+// Text files that stand beside a test: tables and expected output.
 #pragma once
 
-#include "tests/support/errortext.h"
-#include "tests/support/rows.h"
-
 #include <QtCore/QFile>
-#include <QtCore/QStringList>
+#include <QtCore/QString>
 
-// A file of the test's folder, UTF-8.
+// The contents of a file in the test's folder, which is UTF-8. Ends the test program without it.
 inline QString dataFile(const QString& name) {
     QFile file(QStringLiteral(TEST_DATA) + name);
     if (!file.open(QIODevice::ReadOnly) || file.size() == 0)
