@@ -51,8 +51,9 @@ public:
     };
 
     // Loads the file from its current position to its end. The caller has opened it for reading and
-    // closes it; it is not used after the constructor. A file that is missing or not open, or for
-    // which no memory can be allocated, leaves the object unloaded, which read() reports.
+    // closes it; it is not used after the constructor. A file that is missing or not open, that
+    // fails before its end, or for which no memory can be allocated, leaves the object unloaded,
+    // which read() reports.
     explicit VehicleInfo(QFile& file);
 
     // A copy with the same results, sharing the loaded bytes. It stays valid when `other` is
