@@ -9,12 +9,16 @@ if [ $# -gt 1 ] || [[ ${1-} == -* ]]; then
 fi
 
 need cmake g++ ninja-build qtbase5-dev
+echo "Building readkey and makekey in build/release (a minute or two the first time)"
 build release readkey makekey
 
 tools=$top/build/release/tools
 if [ $# -eq 0 ]; then
     set -- "$top/build/sample-key"
     rm -rf "$1"
-    "$tools/makekey/makekey" --days 2 --records 2 "$1"
+    echo "Writing a sample key: makekey --days 2 --files 3 $1"
+    "$tools/makekey/makekey" --days 2 --files 3 "$1"
 fi
+echo "Showing it: build/release/tools/readkey/readkey $1"
+echo
 exec "$tools/readkey/readkey" -- "$1"

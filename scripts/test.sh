@@ -20,8 +20,9 @@ END
 
 toolchain='cmake g++ ninja-build qtbase5-dev tzdata'
 delivery='abigail-tools debhelper lintian pkg-config' # for the tests of what is installed and packaged
+examples='jq sqlite3' # what readkey's manual shows
 declare -A packages=(
-    [pc]="$toolchain $delivery"
+    [pc]="$toolchain $delivery $examples"
     [sanitizers]=$toolchain
     [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev"
     [fuzz]="$toolchain clang libclang-rt-14-dev"

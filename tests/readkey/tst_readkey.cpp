@@ -172,6 +172,48 @@ private Q_SLOTS:
         QVERIFY(Readkey().run({"-v"}).out.startsWith("readkey 1."));
     }
 
+    void manualExamples_data() {
+        const auto row = columns<QString>("expected");
+        row("jq", "Jo Sample\t200\nKäthe O\"Neil\t188\n");
+        row("sqlite3", "Jo Sample|AB 123 CD|2024-03-13T06:00:00Z|8.0\n"
+                       "Käthe O\"Neil|AB 123 CD|2024-03-13T22:00:00Z|6.0\n"
+                       "Jo Sample|AB 123 CD|2024-03-13T22:01:00Z|6.0\n");
+        row("python3", "plate      inserted  \n"
+                       "AB 123 CD  2024-03-13    388.0\n"
+                       "           2024-03-15      0.0\n"
+                       "XY 9       2023-10-31      0.0\n");
+    }
+
+    // What the manual shows for a program works as it stands there.
+    void manualExamples() {
+        QFETCH(QString, expected);
+        const QString program = QTest::currentDataTag();
+        const bool isPandas = program == "python3";
+        if (QProcess::execute("/usr/bin/" + program,
+                              {isPandas ? "-c" : "--version", "import pandas"}) != 0 ||
+            !QString(READKEY_EMULATOR).isEmpty())
+            QSKIP("this cannot run here");
+        QFile manual(SOURCE_DIR "/docs/readkey.1");
+        QVERIFY(manual.open(QIODevice::ReadOnly));
+        const QString begin = ".\\\" example " + program + "\n.EX\n";
+        QString example =
+            QString::fromUtf8(manual.readAll()).section(begin, 1).section(".EE", 0, 0);
+        QVERIFY(!example.isEmpty());
+        example.replace("\\-", "-").replace("\\(aq", "'").replace("\\e", "\\");
+        const TestKey key;
+        tellStory(key);
+        QProcess shell;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("PATH", QFileInfo(READKEY_PROGRAM).path() +
+                                       ":/usr/bin:" + environment.value("PATH"));
+        shell.setProcessEnvironment(environment);
+        shell.setWorkingDirectory(key.mountPath());
+        shell.start("sh", {"-c", example.replace("KEY", key.mountPath())});
+        QVERIFY(shell.waitForFinished());
+        QCOMPARE(QString::fromUtf8(shell.readAllStandardError()), QString());
+        QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), expected);
+    }
+
     void failures_data() {
         const auto row = columns<Arrangement, QStringList, QString>("arrange", "arguments", "err");
         const QString vehicle = "download/M_20240315_0830_A.DDD";
@@ -247,6 +289,19 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(key.path("new")) && !QFile::exists(key.path("deep/deeper/new")));
         // Names that Qt cannot see stay otherwise.
         QVERIFY(QProcess::execute("rm", {"-r", key.path("download")}) == 0);
+    }
+
+    void downloadedDirectory() {
+        const TestKey key;
+        QCOMPARE(Readkey().run({key.mountPath()}).status, 0);
+        QVERIFY(!key.exists("downloaded"));
+        Readkey relative;
+        relative.setWorkingDirectory(key.mountPath());
+        QCOMPARE(relative.run({"--downloaded-dir", "."}).err,
+                 QString("readkey: .: Could not create directory path on USB Stick: ./downloaded: "
+                         "give PATH as an absolute path\n"));
+        QCOMPARE(Readkey().run({"--downloaded-dir", key.mountPath()}).status, 0);
+        QVERIFY(key.exists("downloaded"));
     }
 
     void ordinaryUser_data() {
