@@ -196,10 +196,15 @@ class PageTest(unittest.TestCase):
         self.assertEqual({url for url in requests if not url.startswith("data:")}, {self.sample.as_uri()})
         self.assertEqual(messages, [])
 
-    def test_only_the_own_script_of_the_page_runs(self):
+    def test_only_the_own_script_of_the_page_runs_and_nothing_can_be_fetched(self):
         self.script("(() => { const node = document.createElement('script');"
                     "node.textContent = 'window.stranger = true'; document.body.append(node); })()")
         self.assertIsNone(self.script("window.stranger"))
+        for attempt, directive in (("fetch('other').catch(() => {})", "connect-src"),
+                                   ("new Image().src = 'other.png'", "img-src")):
+            self.assertEqual(self.browser.execute_async_script(
+                "const done = arguments[0]; addEventListener('securitypolicyviolation',"
+                f"(event) => done(event.effectiveDirective), {{once: true}}); {attempt};"), directive)
 
     def test_without_scripts_the_page_says_so(self):
         self.browser.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": True})
@@ -233,6 +238,8 @@ class PageTest(unittest.TestCase):
         self.assertEqual(len(self.all(".row1")), sum(i["slot"] == "1" for i in self.insertions))
         self.assertEqual(len(self.all(".open")), sum(not i["withdrawn"] for i in self.insertions))
         self.assertIn("gradient", self.colour(".open", "background-image"))
+        # It goes on to the download of the next morning: half a day and more, of 29.
+        self.assertGreater(self.one(".open").rect["width"], self.one(".lane .track").rect["width"] / 29 / 2)
 
     def test_kilometres_without_a_card_are_marked(self):
         [label] = self.labels(".gap")
