@@ -84,6 +84,20 @@ private Q_SLOTS:
         QCOMPARE(run.status, 1);
     }
 
+    // The page's data, where the clock is put forward while a card is in the slot; a browser tests
+    // what the page makes of them.
+    void page() {
+        const TestKey key;
+        tellStory(key);
+        addOddities(key);
+        Run run = Readkey("WIN0SUM,M3.2.4/1,M11.1.0").run({"--html", "-", key.mountPath()});
+        QVERIFY(run.out.startsWith("<!DOCTYPE html>") && run.out.endsWith("</html>\n"));
+        const int start = run.out.indexOf("<script type=");
+        QString page = run.out.mid(start, run.out.lastIndexOf("<script>") - start);
+        page.replace(key.mountPath(), "MOUNT").replace("},{", "},\n{").replace("],\"", "],\n\"");
+        QCOMPARE(page, dataFile("page.txt"));
+    }
+
     // The format that other programs read: the library's signals, in their order.
     void events() {
         const TestKey key;
