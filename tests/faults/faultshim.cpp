@@ -50,8 +50,6 @@ bool fails(const char* kind) {
     ++calls;
     if (failAt == 0 || (failAt > 0 ? calls != failAt : calls < -failAt))
         return false;
-    if (const char* report = std::getenv("FAULT_REPORT"))
-        ::close(::creat(report, 0600));
     if (failure < 0)
         ::raise(-failure);
     errno = failure;
@@ -99,10 +97,6 @@ int openFile(const char* path, int flags, mode_t mode) __asm__("open64");
 int openFile(const char* path, int flags, mode_t mode) {
     return call(isWatched(path), "open", "open64", -1, path, flags, mode);
 }
-int openFileAt(int dir, const char* path, int flags, mode_t mode) __asm__("openat64");
-int openFileAt(int dir, const char* path, int flags, mode_t mode) {
-    return call(isWatched(dir, path), "open", "openat64", -1, dir, path, flags, mode);
-}
 DIR* opendir(const char* path) {
     return call(isWatched(path), "readdir", __func__, static_cast<DIR*>(nullptr), path);
 }
@@ -144,9 +138,6 @@ int mkdir(const char* path, mode_t mode) noexcept {
 }
 int rename(const char* from, const char* to) noexcept {
     return call(isWatched(from), "rename", __func__, -1, from, to);
-}
-int renameat(int fromDir, const char* from, int toDir, const char* to) noexcept {
-    return call(isWatched(fromDir, from), "rename", __func__, -1, fromDir, from, toDir, to);
 }
 int renameat2(int fromDir, const char* from, int toDir, const char* to,
               unsigned int flags) noexcept {

@@ -25,8 +25,10 @@ public:
     QString path(const QString& name) const { return m_dir.filePath(name); }
     bool exists(const QString& name) const { return QFile::exists(path(name)); }
 
+    // Makes the file's directory, too.
     void write(const QString& name, const QByteArray& bytes) const {
         QFile file(path(name));
+        QDir().mkpath(QFileInfo(file).path());
         require(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
                     file.flush(),
                 QStringLiteral("cannot write ") + name);
