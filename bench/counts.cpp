@@ -29,13 +29,11 @@ void measure(const QString& name, const Work& work) {
     std::puts(qPrintable(name));
 }
 
-void parse(const QString& folder, samples::Generation generation, int days, int recordsPerDay) {
-    const QString name = QStringLiteral("%1-%2-%3")
-                             .arg(QLatin1String(nameOf(generation)))
-                             .arg(days)
-                             .arg(recordsPerDay);
+void parse(const QString& folder, const NamedGeneration& of, int days, int recordsPerDay) {
+    const QString name =
+        QStringLiteral("%1-%2-%3").arg(QLatin1String(of.name)).arg(days).arg(recordsPerDay);
     if (!QFile::exists(folder + name))
-        VehicleFile(folder + name, generation, days, recordsPerDay);
+        VehicleFile(folder + name, of.generation, days, recordsPerDay);
     const auto file = openFile(folder + name);
     measure(name, [&] {
         file->seek(0);
@@ -52,18 +50,16 @@ void open(const QString& folder, int files) {
     measure(name, [&] { host.open(folder + name); });
 }
 
+// One of each shape.
 void names() {
+    QStringList names;
+    for (int i = 0; i < 8; ++i)
+        names << samples::sampleKeyFile({0, 0, 0}, i).name;
     measure(QStringLiteral("names"), [&] {
-        for (const char* name :
-             {"M_20240315_0830_AB100CD.DDD", "V_MU101CD_20240315_0759.TGD",
-              "C_20240315_0818_J_SAMPLE_DF00000000000100.DDD",
-              "C_K_BEISPIEL_DF00000000000200_20240315_0747.TGD", "KX102CD_2403150728.V1B",
-              "J_DF00000000000300_2403150716.C1B", "ZT104CD_FLEETDEPOT_202403150626.A1B",
-              "AB105CD_FLEETDEPOT_2403150555.A1C"}) {
-            const QString text = QString::fromLatin1(name);
+        for (const QString& name : names) {
             QDateTime time;
-            require(isValidFileName(text) && isDriverFileName(text) != isVehicleFileName(text) &&
-                        getModificationTimeFromFileName(text, time),
+            require(isValidFileName(name) && isDriverFileName(name) != isVehicleFileName(name) &&
+                        getModificationTimeFromFileName(name, time),
                     "a name is not valid");
         }
     });
@@ -79,17 +75,16 @@ int main(int argc, char** argv) {
     const QString folder = QFile::decodeName(argv[1]) + QLatin1Char('/');
     // A file as a driver brings it; pairs that differ by 50 records in one day, by 500 records, and
     // by 20 days without a record.
-    for (const samples::Generation generation : bench::generations) {
-        bench::parse(folder, generation, 30, 10);
-        bench::parse(folder, generation, 1, 50);
-        bench::parse(folder, generation, 1, 100);
-        bench::parse(folder, generation, 1, 500);
-        bench::parse(folder, generation, 1, 1000);
-        bench::parse(folder, generation, 20, 0);
-        bench::parse(folder, generation, 40, 0);
+    constexpr struct {
+        int days;
+        int recordsPerDay;
+    } files[] = {{30, 10}, {1, 50}, {1, 100}, {1, 500}, {1, 1000}, {20, 0}, {40, 0}};
+    for (const bench::NamedGeneration& generation : bench::generations) {
+        for (const auto& file : files)
+            bench::parse(folder, generation, file.days, file.recordsPerDay);
     }
     bench::names();
-    for (const int files : {50, 100, 1000, 2000})
-        bench::open(folder, files);
+    for (const int keyFiles : {50, 100, 1000, 2000})
+        bench::open(folder, keyFiles);
     return 0;
 }

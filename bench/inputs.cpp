@@ -45,18 +45,6 @@ QString newPath() {
     return folder.filePath(QString::number(++number));
 }
 
-const char* nameOf(samples::Generation generation) {
-    switch (generation) {
-    case samples::Generation::Gen1:
-        return "gen1";
-    case samples::Generation::Gen2V1:
-        return "gen2v1";
-    case samples::Generation::Gen2V2:
-        return "gen2v2";
-    }
-    return "";
-}
-
 VehicleFile::VehicleFile(const QString& filePath, samples::Generation generation, int days,
                          int recordsPerDay, bool furtherBlocks, int leastSize)
     : path(filePath)
@@ -100,7 +88,8 @@ Key::Key(const QString& mountPath, int files, int whole, int days, int recordsPe
         const QString filePath = path + QLatin1String("/download/") + file.name;
         (isVehicle ? vehicles : drivers).append(filePath);
         if (i / 2 < whole && isVehicle)
-            wholeVehicles.emplace_back(filePath, generations[i / 2 % 3], days, recordsPerDay);
+            wholeVehicles.emplace_back(filePath, generations[i / 2 % 3].generation, days,
+                                       recordsPerDay);
         else
             writeFile(filePath, i / 2 < whole ? file.bytes : "other");
     }

@@ -19,9 +19,13 @@ void prepareProcess();
 // A path in a folder that goes with the process.
 QString newPath();
 
-constexpr samples::Generation generations[] = {
-    samples::Generation::Gen1, samples::Generation::Gen2V1, samples::Generation::Gen2V2};
-const char* nameOf(samples::Generation generation);
+struct NamedGeneration {
+    samples::Generation generation;
+    const char* name;
+};
+constexpr NamedGeneration generations[] = {{samples::Generation::Gen1, "gen1"},
+                                           {samples::Generation::Gen2V1, "gen2v1"},
+                                           {samples::Generation::Gen2V2, "gen2v2"}};
 
 // A vehicle-unit download of `days` days with ten, or so many, card records each.
 struct VehicleFile {

@@ -173,8 +173,7 @@ auto withoutTimeZone(Side side) {
     };
 }
 
-void addVehicleInfos(samples::Generation generation) {
-    const std::string name = std::string("VehicleInfo/") + nameOf(generation);
+void addVehicleInfos(samples::Generation generation, const std::string& name) {
     for (const int days : {30, 90}) {
         const std::string size = name + '/' + std::to_string(days) + "_days";
         const auto input = lazy<VehicleFile>(generation, days);
@@ -196,11 +195,10 @@ double open(const Key& key) {
 // One listing, by the extensions of the names that are there, in both letter cases.
 double list(const Key& key) {
     QStringList filters;
-    for (const QString& path : key.drivers + key.vehicles) {
-        const QString extension = QLatin1String("*.") + QFileInfo(path).suffix();
-        if (!filters.contains(extension))
-            filters << extension << extension.toLower();
-    }
+    for (const QString& path : key.drivers + key.vehicles)
+        filters << QLatin1String("*.") + path.section(QLatin1Char('.'), -1);
+    filters.removeDuplicates();
+    filters += filters.join(QLatin1Char(' ')).toLower().split(QLatin1Char(' '));
     const QDir dir(key.path + QLatin1String("/download"));
     QStringList names;
     const double seconds = secondsOf(
@@ -340,8 +338,8 @@ void addKeys() {
 int main(int argc, char** argv) {
     bench::prepareProcess();
     const QCoreApplication application(argc, argv);
-    for (const samples::Generation generation : bench::generations)
-        bench::addVehicleInfos(generation);
+    for (const auto& [generation, name] : bench::generations)
+        bench::addVehicleInfos(generation, std::string("VehicleInfo/") + name);
     bench::addKeys();
     benchmark::Initialize(&argc, argv);
     return benchmark::RunSpecifiedBenchmarks() > 0 ? 0 : 1;
