@@ -96,7 +96,7 @@ device)
     copy_sources "$alone"
     (
         cd "$alone"
-        export CMAKE_GENERATOR=Ninja DEVICE="${device_arguments[*]}" ARCHITECTURE=$architecture
+        export CMAKE_GENERATOR=Ninja DEVICE="${device_arguments[*]} -DCMAKE_UNITY_BUILD=ON" ARCHITECTURE=$architecture
         export SHLIBDEPS="$shlibdeps -l$device_lib --ignore-missing-info"
         export DEB_BUILD_OPTIONS=noautodbgsym
         eval "set -e; $(blocks docs/device-build.md sh)"

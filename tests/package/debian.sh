@@ -28,7 +28,8 @@ pack first DOWNLOADKEY_BUILD_DIR="$build_dir"
 pack second DOWNLOADKEY_CMAKE_ARGS="-DDOWNLOADKEY_TOOLS=OFF \
     ${sysroot:+-DCMAKE_TOOLCHAIN_FILE=$toolchain -DCMAKE_SYSROOT=$sysroot}"
 for package in "${libraries[@]}" "${libraries[@]/%/-dbgsym}"; do
-    cmp "$packages"/{first,second}/"${package}_1.0.0-1_$architecture.deb"
+    cmp "$packages"/{first,second}/"${package}_1.0.0-1_$architecture.deb" ||
+        fail 'two builds differ. Was this folder built with a compiler cache that rewrites paths?'
 done
 
 file() {
