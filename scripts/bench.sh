@@ -9,8 +9,9 @@ usage() {
 usage: $self [PART...]
   ratios  each job beside its floor
   memory  what a read needs beyond its results
+  tools   readkey's views beside the library's open() and read(), and files per second
   docs    puts the results, and those of scripts/counts.sh, into docs/performance.md
-Without an argument: ratios memory.
+Without an argument: ratios memory tools.
 END
     exit 2
 }
@@ -50,10 +51,23 @@ part_memory() {
     "$programs/memory" | tee "$results/memory.txt"
 }
 
+# The key has 90,000 insertions in its 100 vehicle files. The rate is that of one process on an archive of
+# 2,000 ordinary files, half of them card files.
+part_tools() {
+    local tools=$top/build/release/tools keys=$results/keys
+    build release readkey makekey
+    [ -e "$keys/large" ] || "$tools/makekey/makekey" --files 100 --days 55 --records 30 "$keys/large" >/dev/null
+    [ -e "$keys/archive" ] || "$tools/makekey/makekey" --files 1000 "$keys/archive" >/dev/null
+    "$programs/tools" "$tools/readkey/readkey" "$keys/large" | tee "$results/tools.md"
+    "$programs/tools" "$tools/readkey/readkey" "$keys/archive" | awk -F '|' '
+        / --csv / { printf "\nOne process: %.0f files per second, %d MB; a million files: %.0f minutes of one core.\n",
+                    2000 / $3 * 1000, $5, 1e6 / 2000 * $3 / 60000 }' | tee -a "$results/tools.md"
+}
+
 # Replaces what stands between a name's two marks; where there are no results it stays.
 part_docs() {
     local doc=$top/docs/performance.md file name
-    for file in "$results"/{ratios.md,timezone.md,memory.txt,counts-pc.md,counts-armhf.md}; do
+    for file in "$results"/{ratios.md,timezone.md,memory.txt,tools.md,counts-pc.md,counts-armhf.md}; do
         [ -e "$file" ] || continue
         name=$(basename "${file%.*}")
         sed -i -e "/^<!-- $name -->/,/^<!-- \/$name -->/ { /^<!--/!d }" -e "/^<!-- $name -->/r "<(
@@ -64,7 +78,7 @@ part_docs() {
     done
 }
 
-[ $# -gt 0 ] || set -- ratios memory
+[ $# -gt 0 ] || set -- ratios memory tools
 for part; do
     declare -F "part_$part" >/dev/null || usage
 done

@@ -33,7 +33,9 @@ QString numberCell(const std::optional<Number>& number) {
     return number ? QString::number(*number) : QString();
 }
 
-QString insertionLines(const Logbook& book) {
+// So many that they are written in pieces.
+QString insertionLines(const Logbook& book, QIODevice& out) {
+    constexpr int pieceSize = 65536;
     QString result =
         QStringLiteral("key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
                        "odometerAtWithdrawal\r\n");
@@ -46,6 +48,10 @@ QString insertionLines(const Logbook& book) {
                            numberCell(insertion.odometerAtInsertion),
                            insertion.withdrawn ? timeCell(*insertion.withdrawn) : QString(),
                            numberCell(insertion.odometerAtWithdrawal)});
+        if (result.size() > pieceSize) {
+            out.write(result.toUtf8());
+            result.clear();
+        }
     }
     return result;
 }
@@ -75,9 +81,10 @@ QString fileLines(const Logbook& book) {
 } // namespace
 
 void writeCsv(const Logbook& book, const Options& options, QIODevice& out) {
-    const QString text = options.viewArgument == QLatin1String("cards")   ? cardLines(book)
-                         : options.viewArgument == QLatin1String("files") ? fileLines(book)
-                                                                          : insertionLines(book);
+    const QString text = options.viewArgument == QLatin1String("cards") ? cardLines(book)
+                         : options.viewArgument == QLatin1String("files")
+                             ? fileLines(book)
+                             : insertionLines(book, out);
     out.write(text.toUtf8());
 }
 

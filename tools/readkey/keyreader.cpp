@@ -243,7 +243,7 @@ void KeyReader::addFile(LogFile file) {
     }
     if (file.status == LogFile::Failed)
         fail(file.name, file.reason);
-    if (vehicle)
+    if (vehicle && !m_events) // events show no logbook
         m_book.addVehicle(std::move(file), *vehicle);
     else
         m_book.addFile(std::move(file));

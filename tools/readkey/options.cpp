@@ -7,8 +7,6 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDate>
 
-#include <algorithm>
-
 namespace readkey {
 
 namespace {
@@ -65,41 +63,16 @@ CommandLine finished(CommandLine::Action action, const QString& text) {
     return result;
 }
 
-// How many letters must be changed, added or taken away to make one word of the other.
-int editDistance(const QString& a, const QString& b) {
-    std::vector<int> row(static_cast<size_t>(b.size()) + 1);
-    for (size_t j = 0; j < row.size(); ++j)
-        row[j] = static_cast<int>(j);
-    for (int i = 0; i < a.size(); ++i) {
-        int diagonal = i;
-        row[0] = i + 1;
-        for (size_t j = 1; j < row.size(); ++j) {
-            const int changed = diagonal + (a[i] == b[static_cast<int>(j) - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
-        }
-    }
-    return row.back();
-}
-
-// What the parser says, with the option that is most like an unknown one.
+// What the parser says, with an option that begins like an unknown one.
 QString withSuggestion(const QCommandLineParser& parser) {
-    QString text = parser.errorText();
-    const QStringList unknown = parser.unknownOptionNames();
-    if (unknown.isEmpty())
-        return text;
-    const QString name = unknown.first();
-    const auto likeness = [&name](const Row& row) {
-        const QString option = QLatin1String(row.name);
-        return name.size() > 1 && option.startsWith(name) ? 0 : editDistance(name, option);
-    };
-    const std::vector<Row> known = allOptions();
-    const auto best = std::min_element(known.begin(), known.end(), [&](const Row& a, const Row& b) {
-        return likeness(a) < likeness(b);
-    });
-    text = QStringLiteral("unknown option \"%1\"").arg(name);
-    if (likeness(*best) <= 2)
-        text += QStringLiteral("; did you mean \"--%1\"?").arg(QLatin1String(best->name));
+    if (parser.unknownOptionNames().isEmpty())
+        return parser.errorText();
+    const QString name = parser.unknownOptionNames().first();
+    const QString text = QStringLiteral("unknown option \"%1\"").arg(name);
+    for (const Row& row : allOptions()) {
+        if (name.size() > 1 && QLatin1String(row.name).startsWith(name.leftRef(2)))
+            return text + QStringLiteral("; did you mean \"--%1\"?").arg(QLatin1String(row.name));
+    }
     return text;
 }
 

@@ -8,42 +8,11 @@
 #include <algorithm>
 #include <ctime>
 
+#include <wchar.h>
+
 namespace readkey {
 
 namespace {
-
-bool isWide(uint codePoint) {
-    struct Range {
-        uint first;
-        uint last;
-    };
-    static constexpr Range ranges[] = {
-        {0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0xA4CF},   {0xAC00, 0xD7A3},
-        {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF01, 0xFF60},   {0xFFE0, 0xFFE6},
-        {0x1F300, 0x1F64F}, {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD},
-    };
-    return std::any_of(std::begin(ranges), std::end(ranges), [codePoint](const Range& range) {
-        return codePoint >= range.first && codePoint <= range.last;
-    });
-}
-
-bool isZeroWidth(uint codePoint) {
-    switch (QChar::category(codePoint)) {
-    case QChar::Mark_NonSpacing:
-    case QChar::Mark_Enclosing:
-    case QChar::Other_Format:
-        return true;
-    default:
-        return false;
-    }
-}
-
-// Printable ASCII, as most text is.
-bool isPlain(const QString& text) {
-    return std::all_of(text.begin(), text.end(), [](QChar character) {
-        return character.unicode() >= 0x20 && character.unicode() < 0x7F;
-    });
-}
 
 std::tm partsOf(qint64 seconds, bool utc) {
     const auto time = static_cast<std::time_t>(seconds);
@@ -55,33 +24,23 @@ std::tm partsOf(qint64 seconds, bool utc) {
     return result;
 }
 
-// Each run of 'y', 'm', 'd', 'h' and 's' in the form becomes the digits of what it stands for; "mm"
-// behind a colon are minutes. strftime() takes several times as long.
+// Puts two digits for each letter of the form, four for 'y': year, Month, day, hour, minute,
+// second. strftime() takes several times as long.
 QByteArray timeText(const std::tm& time, QByteArray form) {
-    char* digits = form.data();
-    const auto fill = [digits](int place, int count, int value) {
-        for (; count > 0; value /= 10)
-            digits[place + --count] = static_cast<char>('0' + value % 10);
+    const auto valueOf = [&time](char letter) {
+        return letter == 'y'   ? time.tm_year + 1900
+               : letter == 'M' ? time.tm_mon + 1
+               : letter == 'd' ? time.tm_mday
+               : letter == 'h' ? time.tm_hour
+               : letter == 'm' ? time.tm_min
+               : letter == 's' ? time.tm_sec
+                               : -1;
     };
     for (int i = 0; i < form.size(); ++i) {
-        switch (digits[i]) {
-        case 'y':
-            fill(i, 4, time.tm_year + 1900);
-            break;
-        case 'm':
-            fill(i, 2, i > 0 && digits[i - 1] == ':' ? time.tm_min : time.tm_mon + 1);
-            break;
-        case 'd':
-            fill(i, 2, time.tm_mday);
-            break;
-        case 'h':
-            fill(i, 2, time.tm_hour);
-            break;
-        case 's':
-            fill(i, 2, time.tm_sec);
-            break;
-        default:
-            break;
+        int value = valueOf(form.at(i));
+        for (int place = i + (form.at(i) == 'y' ? 3 : 1); value >= 0 && place >= i; --place) {
+            form[place] = static_cast<char>('0' + value % 10);
+            value /= 10;
         }
     }
     return form;
@@ -93,6 +52,12 @@ bool isUnsafe(QChar character) {
     const ushort u = character.unicode();
     return u < 0x20 || (u >= 0x7F && u <= 0x9F) || u == 0x061C || u == 0x200E || u == 0x200F ||
            (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069);
+}
+
+bool isPlain(const QString& text) {
+    return std::all_of(text.begin(), text.end(), [](QChar character) {
+        return character.unicode() >= 0x20 && character.unicode() < 0x7F;
+    });
 }
 
 QString validUtf16(const QString& text) {
@@ -131,7 +96,7 @@ int displayWidth(const QString& text) {
         return text.size();
     int width = 0;
     for (const uint codePoint : text.toUcs4())
-        width += isZeroWidth(codePoint) ? 0 : isWide(codePoint) ? 2 : 1;
+        width += std::max(::wcwidth(static_cast<wchar_t>(codePoint)), 0);
     return width;
 }
 
@@ -150,7 +115,7 @@ QString cardTypeName(int type) {
 }
 
 QByteArray utcTime(qint64 seconds) {
-    return timeText(partsOf(seconds, true), "yyyy-mm-ddThh:mm:ssZ");
+    return timeText(partsOf(seconds, true), "yyyy-MM-ddThh:mm:ssZ");
 }
 
 QString Clock::zone() const {
@@ -162,7 +127,7 @@ QString Clock::zone() const {
 }
 
 QString Clock::minute(qint64 seconds) const {
-    return QString::fromLatin1(timeText(partsOf(seconds, m_utc), "yyyy-mm-dd hh:mm"));
+    return QString::fromLatin1(timeText(partsOf(seconds, m_utc), "yyyy-MM-dd hh:mm"));
 }
 
 QString Clock::end(qint64 from, qint64 seconds) const {

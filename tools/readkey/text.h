@@ -11,13 +11,17 @@ namespace readkey {
 // paragraph separators, and what changes the direction of writing.
 bool isUnsafe(QChar character);
 
+// Whether it is nothing but printable ASCII, as most text is.
+bool isPlain(const QString& text);
+
 // The text with halves of surrogate pairs replaced by U+FFFD, so that it has a valid UTF-8 form.
 QString validUtf16(const QString& text);
 
 // The text with each unsafe character shown as "\x1B" or "\u202E". Backslashes are left alone.
 QString printable(const QString& text);
 
-// Columns that the text takes on a terminal: none for combining marks, two for wide characters.
+// Columns that the text takes on a terminal: none for combining marks, two for wide characters. The
+// process's locale has to know them.
 int displayWidth(const QString& text);
 
 // "1 file", "2 files".
