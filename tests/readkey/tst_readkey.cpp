@@ -391,6 +391,40 @@ private Q_SLOTS:
         QCOMPARE(run.status, 0);
     }
 
+    // An insertion is taken from the newest download that closes it, whatever the order of the
+    // paths.
+    void newestDownloadWins() {
+        const TestKey key;
+        tellStory(key);
+        const QString older = "download/M_20240313_2330_AB123CD.DDD";
+        key.makeDir("folder");
+        QVERIFY(QFile::rename(key.path(older), key.path("folder/" + QFileInfo(older).fileName())));
+        for (const QStringList& paths : {QStringList{key.path("folder"), key.mountPath()},
+                                         QStringList{key.mountPath(), key.path("folder")}}) {
+            const Run run = Readkey().run(QStringList("--csv") + paths);
+            QCOMPARE(run.out.count(",M_20240315_0830_AB123CD.DDD,"), 4);
+            QCOMPARE(run.out.count(",M_20240313_2330_AB123CD.DDD,"), 0);
+        }
+        // And the vehicles come by plate.
+        key.write("download/M_20230315_0830_A.DDD", smallVehicleUnit("AA 1"));
+        const QString csv = Readkey().run({"--csv", key.mountPath()}).out;
+        QVERIFY2(csv.section("\r\n", 1, 1).contains(",AA 1,"), qPrintable(csv));
+    }
+
+    // The figures of a driver come from all vehicles, and the card from its newest download.
+    void driverOfTwoVehicles() {
+        const TestKey key;
+        tellStory(key);
+        key.write("download/C_20240313_0700_J_SAMPLE.DDD", smallCard("DF00000000000101", 1, 1));
+        key.write("download/C_20231101_0700_J_SAMPLE.DDD", smallCard("DF00000000000102", 1, 1));
+        const Run run = Readkey().run({"--utc", key.mountPath()});
+        const QString line = "Jo Sample     DF00000000000101  1    2024-03-13 07:00           3\n";
+        QVERIFY2(run.out.contains(line), qPrintable(run.out));
+        const Run summary = Readkey().run({"--utc", "--summary", key.mountPath()});
+        const QString total = "Jo Sample     2024-03-13 07:00  2 d     3         2   14.0  200\n";
+        QVERIFY2(summary.out.contains(total), qPrintable(summary.out));
+    }
+
     void filters_data() {
         const auto row = columns<QStringList, QStringList>("options", "inserted");
         const QStringList ab{joDrives, kaetheDrives, joIsBeside, nobodyDrives};
@@ -420,6 +454,7 @@ private Q_SLOTS:
         QCOMPARE(insertedTimes(csv.out), inserted);
         const Run tables = Readkey("Asia/Tokyo").run(options + QStringList(key.mountPath()));
         QVERIFY(tables.out.startsWith("Times are "));
+        QCOMPARE(lastLine(tables.out).endsWith(" of 5."), inserted.size() < 5);
         QVERIFY(tables.out.contains(
             QString("Only what matches the filter is shown: %1 of 5 insertions\n")
                 .arg(inserted.size())));
@@ -436,11 +471,14 @@ private Q_SLOTS:
         key.write("download/C_20240301_0800_E.DDD", samples::cardFile([] {
                       samples::Card card;
                       card.surname = "Early";
+                      card.firstNames = "";
                       return card;
                   }()));
         const Run early = Readkey().run({"--summary", "--driver", "early", key.mountPath()});
-        QVERIFY2(early.out.contains("Jo Early  2024-03-01 08:00"), qPrintable(early.out));
+        QVERIFY2(early.out.contains("\n  Early   2024-03-01 08:00"), qPrintable(early.out));
         QVERIFY2(early.out.contains("Vehicles: none"), qPrintable(early.out));
+        const Run nobody = Readkey().run({"--summary", "--driver", "nobody", key.mountPath()});
+        QVERIFY2(nobody.out.contains("Drivers: none\n"), qPrintable(nobody.out));
     }
 
     void localTimesNameTheirZone() {
@@ -530,7 +568,8 @@ private Q_SLOTS:
         const QString evil = "_0830_\x1B[2J\n\u009B\x7F\u061C\u200E\u202E\u2028\u2067z.DDD";
         const auto record = insertion("E\x1B[2J\n\x9B\x7F", "\x9B", 1710482400, 1, 1710482500, 2);
         const TestKey key;
-        key.write("download/M_20240315" + evil, vehicleFile("\x1B[2J\x9B\x7F", {{record}}));
+        key.write("download/M_20240315" + evil, vehicleFile("\x7F", {{record}}));
+        key.write("download/M_20240317" + evil, vehicleFile("\x1B[2J\x9B\x7F", {{record}}));
         key.write("download/M_20240316" + evil, QByteArray(700, 'v'));
         key.write("download/M_20241316" + evil, "skipped");
         const Run run = Readkey().run(options + QStringList(key.mountPath()));
@@ -609,10 +648,34 @@ private Q_SLOTS:
 #endif
     }
 
+    // Redrawn only when it changes, within 40 columns, and gone at the end.
+    void progressBar() {
+        const TestKey key;
+        tellStory(key);
+        QProcess script;
+        script.start("script", {"-qec",
+                                QString(READKEY_EMULATOR " " READKEY_PROGRAM).replace('|', ' ') +
+                                    " --csv " + key.mountPath() + " >" + key.path("out"),
+                                "/dev/null"});
+        if (!script.waitForFinished(60000))
+            QSKIP("there is no script(1)");
+        const QString err = QString::fromUtf8(script.readAllStandardOutput());
+        const QStringList bars = err.split('\r', Qt::SkipEmptyParts);
+        QVERIFY2(bars.size() > 5, qPrintable(err));
+        QCOMPARE(bars.last(), QString("\x1B[K"));
+        const QRegularExpression bar("^\\[#* *\\] [ \\d]{3}%$");
+        for (int i = 0; i + 1 < bars.size(); ++i) {
+            QVERIFY2(bars[i].contains(bar) && bars[i].size() < 40, qPrintable(bars[i]));
+            QVERIFY2(bars[i] != bars[i + 1], qPrintable(bars[i]));
+        }
+        QVERIFY(bars.contains("[" + QString(32, '#') + "] 100%"));
+    }
+
     void terminal_data() {
         const auto row =
             columns<int, QString, bool, QString>("width", "colours", "isColoured", "text");
         row("narrow", 44, "", true, "driver card\u2026");
+        row("rather narrow", 70, "", true, "C_20240215_0815_J_SAMPLE.DDD  driver card DF0");
         row("80 columns", 80, "", true, "driver card DF00000000000100 Jo Sample");
         row("wide", 120, "", true, "2024-02-15 08:15  C_20240215_0815_J_SAMPLE.DDD");
         row("without colours", 80, "NO_COLOR=1", false, "driver card DF00000000000100 Jo Sample");

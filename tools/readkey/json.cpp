@@ -10,7 +10,7 @@ namespace readkey {
 QByteArray jsonString(const QString& text) {
     if (isPlain(text) && !text.contains(QLatin1Char('"')) && !text.contains(QLatin1Char('\\')))
         return '"' + text.toLatin1() + '"'; // most are, and there may be 100,000
-    const QJsonArray array{validUtf16(text)};
+    const QJsonArray array{text};
     const QString json = QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
     QString result;
     for (const QChar character : json.mid(1, json.size() - 2)) {

@@ -60,26 +60,12 @@ bool isPlain(const QString& text) {
     });
 }
 
-QString validUtf16(const QString& text) {
-    QString result = text;
-    for (int i = 0; i < result.size(); ++i) {
-        if (!result.at(i).isSurrogate())
-            continue;
-        if (result.at(i).isHighSurrogate() && i + 1 < result.size() &&
-            result.at(i + 1).isLowSurrogate())
-            ++i;
-        else
-            result[i] = QChar(QChar::ReplacementCharacter);
-    }
-    return result;
-}
-
 QString printable(const QString& text) {
     if (isPlain(text))
         return text;
     QString result;
     result.reserve(text.size());
-    for (const QChar character : validUtf16(text)) {
+    for (const QChar character : text) {
         const ushort u = character.unicode();
         if (!isUnsafe(character))
             result += character;

@@ -14,9 +14,6 @@ bool isUnsafe(QChar character);
 // Whether it is nothing but printable ASCII, as most text is.
 bool isPlain(const QString& text);
 
-// The text with halves of surrogate pairs replaced by U+FFFD, so that it has a valid UTF-8 form.
-QString validUtf16(const QString& text);
-
 // The text with each unsafe character shown as "\x1B" or "\u202E". Backslashes are left alone.
 QString printable(const QString& text);
 
