@@ -1,13 +1,13 @@
-// The library's front: one object takes in the contents of one download key after another.
+// The entry point of the library: one object reads one download key after another.
 //
 //     downloadkey::DownloadKey key(configuration);
 //     key.init();
 //     ... for each key that is mounted:  key.open(mountDir);  key.read();  key.close();
 //     key.uninit();
 //
-// A DownloadKey lives in the host's thread and is used from it only. read() runs the event loop
-// once for each file, so the host's slots run in its middle: they may call close(), open() or
-// read(), but must not destroy the object.
+// A DownloadKey is used from one thread only. read() runs that thread's event loop before each
+// file, so the host's slots may run in the middle of it. They may call close(), open() or read(),
+// but must not destroy the object.
 #pragma once
 
 #include "downloadkey/global.h"
@@ -33,7 +33,7 @@ class SCardGeneric;
 
 namespace downloadkey {
 
-// How many files read() parses of each kind, the newest; it offers all of them.
+// read() parses so many files of each kind, the newest ones. It offers all files.
 inline constexpr int parsedFilesOfEachKind = 100;
 
 // Bytes. read() counts a smaller file as missing, but still offers a driver-card file.
@@ -66,7 +66,7 @@ public:
     // key is opened all the same.
     //
     // Fails, with one entry of code 0, when there is no download directory. The key that was open
-    // before then stays open, but `dir` is what read() will have remounted.
+    // before then stays open, but read() will have `dir` remounted.
     aux::Error open(QDir& dir);
 
     // Reads the open key: parses the newest parsedFilesOfEachKind driver-card files and as many
@@ -76,8 +76,8 @@ public:
     //
     // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: there
     // is no download directory (and nothing was done), or a file failed (and readDone() was not
-    // emitted). A close() from a slot ends the read behind the file at hand, in success and with
-    // what was parsed. If the key was also pulled, that file usually fails: there is an error then.
+    // emitted). After a close() from a slot, read() finishes the file at hand and succeeds with what
+    // was parsed. If the key was also pulled, that file usually fails, and read() returns an error.
     //
     // Without a successful open(), or after close(), it finds no files, succeeds, and has the mount
     // directory of the last open() remounted; if there was none, the process's current directory.

@@ -19,12 +19,12 @@
 class QDateTime;
 class QString;
 
-// Whether the name has one of the shapes above. The date and time must be digits; whether they are
-// a date and a time is for getModificationTimeFromFileName() to say.
+// Whether the name has one of the shapes above. The date and time must be digits; only
+// getModificationTimeFromFileName() checks whether they are a date and a time.
 DOWNLOADKEY_EXPORT bool isValidFileName(QString const& name);
 
 // Whether the name is that of a driver-card download: ".C1B", ".C1C", and ".DDD" or ".TGD" with a
-// leading "C_" or "c_". The rest of the name is for isValidFileName() to judge; every name that it
+// leading "C_" or "c_". Only isValidFileName() checks the rest of the name; every name that it
 // accepts is of exactly one of the two kinds.
 DOWNLOADKEY_EXPORT bool isDriverFileName(QString const& name);
 

@@ -1,4 +1,4 @@
-// What this library shows to its users: everything else is hidden from the dynamic linker.
+// Marks what the library exports. Everything else is hidden from the dynamic linker.
 #pragma once
 
 #include <QtCore/QtGlobal>

@@ -38,7 +38,7 @@ public:
     struct _FeDriverActivities {
         // "first names, surname"; ", " when both are empty.
         QString holderName;
-        // An instant of 1970 to 2106, presented in local time. No value of the file is special.
+        // An instant of 1970 to 2106, in local time. All values of a file are converted alike.
         QDateTime insertionTime;
         // Kilometres; noOdometerValue when the file holds none.
         quint32 odometerAtInsertion = 0;
@@ -63,8 +63,8 @@ public:
 
     ~VehicleInfo() override;
 
-    // Parses the loaded file with the parser that its first two bytes ask for. An error without
-    // entries means success; otherwise it holds one entry, with code 0.
+    // Parses the loaded file; its first two bytes choose the parser. An error without entries means
+    // success; otherwise it holds one entry, with code 0.
     //
     // Call it once: a second call overwrites the plate and appends the activities again. After a
     // failure the plate and the activities that were found before it remain.
@@ -79,13 +79,13 @@ public:
 
     // Reads the five-byte header of a second-generation record array at `position`: record type (1
     // byte), record size (2 bytes) and number of records (2 bytes), big-endian. True moves the
-    // position behind the header. False, when the type is another or when no byte follows the
-    // header, leaves it and sets both outputs to 0.
+    // position behind the header. When the type is another, or when no byte follows the header, it
+    // returns false, leaves the position and sets both outputs to 0.
     bool readHeader(unsigned int& position, unsigned char recordType, unsigned short& recordSize,
                     unsigned short& recordCount);
 
-    // Moves the position over `recordCount` records of `recordSize` bytes. False, when no byte
-    // follows them, leaves it.
+    // Moves the position over `recordCount` records of `recordSize` bytes. When no byte follows
+    // them, it returns false and leaves the position.
     bool skipRecordData(unsigned int& position, unsigned short recordSize,
                         unsigned short recordCount);
 

@@ -76,7 +76,7 @@ struct ArrayHeader {
     unsigned short recordCount;
 };
 
-// Apart, so that the good case carries nothing of it.
+// A function of its own, so that the usual case does not pay for it.
 Q_NEVER_INLINE void reportInvalidTag(uint expected, uint found, uint position) {
     qCDebug(diagnostics) << "readHeader(): Invalid tag found. Expected:" << Qt::hex << expected
                          << "Read:" << found << "Pos:" << Qt::dec << position;
