@@ -173,8 +173,12 @@ private Q_SLOTS:
             "b_6912312359.V1B d_0001010000.V1B a_9912312359.V1B c_7001010000.V1B", "", "");
         row("times that are none", "C_20240315_9999_.DDD d_2412310830.V1B",
             "a_2413150830.C1B b_2400150830.V1B c_2412320830.V1C M_19691231_2359_A.DDD", "");
-        row("equal times in the order of their names",
-            "A_2403150830.C1B b_2403150830.C1B C_2403150830.C1B d_2403150830.C1B", "", "");
+        row("equal times in the order of the names, however many they are",
+            "a_2403150830.C1B b_2403150830.C1B c_2403150830.C1B d_2403150830.C1B e_2403150830.C1B "
+            "f_2403150830.C1B g_2403150830.C1B h_2403150830.C1B i_2403150830.C1B j_2403150830.C1B "
+            "k_2403150830.C1B l_2403150830.C1B m_2403150830.C1B n_2403150830.C1B o_2403150830.C1B "
+            "p_2403150830.C1B q_2403150830.C1B r_2403150830.C1B s_2403150830.C1B t_2403150830.C1B",
+            "", "");
     }
     void lists() {
         QFETCH(QString, listed);
