@@ -27,6 +27,7 @@ double millisecondsOf(const timeval& time) {
 
 Cost runOnce(std::vector<std::string> command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& word : command)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

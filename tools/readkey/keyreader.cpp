@@ -69,7 +69,7 @@ bool KeyReader::read(const std::function<void(int)>& progress) {
 
 QString KeyReader::downloadDirOf(const QString& mountDir) {
     for (const char* name : {"/download", "/DOWNLOAD"}) {
-        const QString directory = mountDir + QLatin1String(name);
+        QString directory = mountDir + QLatin1String(name);
         if (QFileInfo(directory).isDir())
             return directory;
     }

@@ -68,7 +68,7 @@ QString withSuggestion(const QCommandLineParser& parser) {
     if (parser.unknownOptionNames().isEmpty())
         return parser.errorText();
     const QString name = parser.unknownOptionNames().first();
-    const QString text = QStringLiteral("unknown option \"%1\"").arg(name);
+    QString text = QStringLiteral("unknown option \"%1\"").arg(name);
     for (const Row& row : allOptions()) {
         if (name.size() > 1 && QLatin1String(row.name).startsWith(name.leftRef(2)))
             return text + QStringLiteral("; did you mean \"--%1\"?").arg(QLatin1String(row.name));

@@ -42,6 +42,7 @@ QString Paper::alarm(const QString& text) const {
 Table::Table(const std::vector<Column>& columns)
     : m_columns(columns) {
     std::vector<QString> titles;
+    titles.reserve(columns.size());
     for (const Column& column : columns)
         titles.push_back(QLatin1String(column.title));
     addRow(titles);

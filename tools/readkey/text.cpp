@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <ctime>
 
-#include <wchar.h>
+#include <cwchar>
 
 namespace readkey {
 
@@ -119,7 +119,7 @@ QString Clock::minute(qint64 seconds) const {
 QString Clock::end(qint64 from, qint64 seconds) const {
     const std::tm first = partsOf(from, m_utc);
     const std::tm last = partsOf(seconds, m_utc);
-    const QString text = QString::fromLatin1(timeText(last, "hh:mm"));
+    QString text = QString::fromLatin1(timeText(last, "hh:mm"));
     if (first.tm_yday == last.tm_yday && first.tm_year == last.tm_year)
         return text;
     const auto date = [](const std::tm& time) {
