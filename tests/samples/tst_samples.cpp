@@ -190,8 +190,10 @@ private Q_SLOTS:
         QVERIFY(valueOf(files, "0520:1").isEmpty());
     }
 
-    void cardsCountInBinaryCodedDecimals() {
+    void chipsAndCountersAreAsPublished() {
         const QVector<CardFile> files = cardFiles(cardFile(samples::Card()));
+        QCOMPARE(valueOf(files, "0002:0").size(), 25);
+        QCOMPARE(valueOf(files, "0005:0").size(), 8);
         QCOMPARE(numberAt(valueOf(files, "0002:0"), 1 + 4, 2), 0x0320);            // made
         QCOMPARE(numberAt(valueOf(files, "0504:0"), 4 + 27 * 44 + 8, 2), 0x0028);  // 28th day
         QCOMPARE(numberAt(valueOf(files, "0505:0"), 2 + 27 * 31 + 29, 2), 0x0028); // 28th vehicle
