@@ -41,3 +41,7 @@ if(CMAKE_SYSROOT)
     target_compile_options(downloadkey_build INTERFACE
         -ffile-prefix-map=${CMAKE_SYSROOT}= -ffile-prefix-map=${real_sysroot}=)
 endif()
+# A compiler cache that rewrites paths would leave them in what is delivered.
+if(CMAKE_CXX_COMPILER_LAUNCHER)
+    set(delivered_launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR= ${CMAKE_CXX_COMPILER_LAUNCHER})
+endif()

@@ -5,8 +5,6 @@ self=scripts/$(basename "$0")
 
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
-    # A base folder in the user's settings would get into the debug information.
-    export CCACHE_BASEDIR=
 fi
 
 fail() {
