@@ -86,7 +86,7 @@ CardType cardTypeOf(const scard::SCardGeneric& card) {
 }
 
 template <typename FirstGeneration, typename SecondGeneration>
-std::shared_ptr<scard::SCardGeneric> ofItsGeneration(const scard::SCardGeneric& card) {
+std::shared_ptr<scard::SCardGeneric> makeForGeneration(const scard::SCardGeneric& card) {
     if (card.is2ndGeneneration())
         return std::make_shared<SecondGeneration>(card);
     return std::make_shared<FirstGeneration>(card);
@@ -94,39 +94,28 @@ std::shared_ptr<scard::SCardGeneric> ofItsGeneration(const scard::SCardGeneric& 
 
 // One read(). The lists are copies, but the directory and the flag are the key's own: a slot may
 // close or open a key meanwhile.
-class ReadRun {
-public:
-    ReadRun(DownloadKey& key, const QDir& downloadDir, const bool& mounted, QStringList driverFiles,
-            QStringList vehicleFiles)
-        : m_key(key)
-        , m_downloadDir(downloadDir)
-        , m_mounted(mounted)
-        , m_driverFiles(std::move(driverFiles))
-        , m_vehicleFiles(std::move(vehicleFiles)) {}
-
+struct ReadRun {
     // Works on all files, or up to the file at which the key is closed.
     void work();
-
-    std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards;
-    std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos;
-    std::vector<aux::Error> errors;
-
-private:
     void readDriverFile(const QString& path, const QString& name);
     void readVehicleFile(const QString& path, const QString& name);
     void offer(const QString& path, const QString& name);
 
-    std::shared_ptr<scard::SCardGeneric> parseDriverFile(QFile& file, const QString& name);
+    std::shared_ptr<scard::SCardGeneric> parseDriverCard(scard::SCardGeneric& generic,
+                                                         const QString& name);
     bool hasFailed(aux::Error error, const QString& text, const QString& name);
-    void emitProgress() { Q_EMIT m_key.progress(static_cast<int>(m_step * 100 / m_steps)); }
+    void emitProgress() { Q_EMIT key.progress(static_cast<int>(filesDone * 100 / filesInAll)); }
 
-    DownloadKey& m_key;
-    const QDir& m_downloadDir;
-    const bool& m_mounted;
-    const QStringList m_driverFiles;
-    const QStringList m_vehicleFiles;
-    qint64 m_step = 0;
-    qint64 m_steps = 0;
+    DownloadKey& key;
+    const QDir& downloadDir;
+    const bool& mounted;
+    const QStringList driverFiles;
+    const QStringList vehicleFiles;
+    qint64 filesDone = 0;
+    qint64 filesInAll = 0;
+    std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards = {};
+    std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos = {};
+    std::vector<aux::Error> errors = {};
 };
 
 void ReadRun::work() {
@@ -134,28 +123,28 @@ void ReadRun::work() {
         QStringList names;
         bool (*isReady)(const QFileInfo& file);
         const char* notReady;
-        void (ReadRun::*step)(const QString& path, const QString& name);
+        void (ReadRun::*handle)(const QString& path, const QString& name);
     } phases[] = {
-        {m_driverFiles.mid(0, parsedFilesOfEachKind), isUsable,
+        {driverFiles.mid(0, parsedFilesOfEachKind), isUsable,
          "read: Driver file does not exist or is too small: ", &ReadRun::readDriverFile},
-        {m_vehicleFiles.mid(0, parsedFilesOfEachKind), isUsable,
+        {vehicleFiles.mid(0, parsedFilesOfEachKind), isUsable,
          "read: Vehicle file does not exist or is too small: ", &ReadRun::readVehicleFile},
-        {m_driverFiles, isPresent, "download: Driver file does not exist:", &ReadRun::offer},
-        {m_vehicleFiles, isUsable, "download: Vehicle file does not exist:", &ReadRun::offer},
+        {driverFiles, isPresent, "download: Driver file does not exist:", &ReadRun::offer},
+        {vehicleFiles, isUsable, "download: Vehicle file does not exist:", &ReadRun::offer},
     };
 
     for (const auto& phase : phases)
-        m_steps += phase.names.size();
+        filesInAll += phase.names.size();
     for (const auto& phase : phases) {
         for (const QString& name : phase.names) {
             QCoreApplication::processEvents(QEventLoop::AllEvents);
-            ++m_step;
-            const QString path = m_downloadDir.path() + QLatin1Char('/') + name;
+            ++filesDone;
+            const QString path = downloadDir.path() + QLatin1Char('/') + name;
             if (phase.isReady(QFileInfo(path)))
-                (this->*phase.step)(path, name);
+                (this->*phase.handle)(path, name);
             else
                 errors.push_back(makeDownloadKeyError(QLatin1String(phase.notReady) + path));
-            if (!m_mounted)
+            if (!mounted)
                 return;
         }
     }
@@ -165,7 +154,9 @@ void ReadRun::readDriverFile(const QString& path, const QString& name) {
     QFile file(path);
     file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
     qCDebug(diagnostics) << "read(): Load to RAM:" << name;
-    const std::shared_ptr<scard::SCardGeneric> card = parseDriverFile(file, name);
+    scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
+                                scard::FilenameRegion{});
+    const std::shared_ptr<scard::SCardGeneric> card = parseDriverCard(generic, name);
     file.close();
     if (card) {
         driverCards.push_back(card);
@@ -174,9 +165,8 @@ void ReadRun::readDriverFile(const QString& path, const QString& name) {
 }
 
 // Null where a step fails, and for a card of another kind.
-std::shared_ptr<scard::SCardGeneric> ReadRun::parseDriverFile(QFile& file, const QString& name) {
-    scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
-                                scard::FilenameRegion{});
+std::shared_ptr<scard::SCardGeneric> ReadRun::parseDriverCard(scard::SCardGeneric& generic,
+                                                              const QString& name) {
     if (hasFailed(generic.readCardInfo(),
                   QStringLiteral("read: Failed reading ddd file information:"), name))
         return nullptr;
@@ -184,7 +174,7 @@ std::shared_ptr<scard::SCardGeneric> ReadRun::parseDriverFile(QFile& file, const
         qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
         return nullptr;
     }
-    std::shared_ptr<scard::SCardGeneric> card = m_key.generateSpecific(generic);
+    std::shared_ptr<scard::SCardGeneric> card = key.generateSpecific(generic);
     if (hasFailed(card->calcDataSize(), QStringLiteral("read: Failed calc ddd data size:"), name) ||
         hasFailed(card->readData(), QStringLiteral("read: Failed reading ddd data:"), name))
         return nullptr;
@@ -217,7 +207,7 @@ void ReadRun::readVehicleFile(const QString& path, const QString& name) {
 }
 
 void ReadRun::offer(const QString& path, const QString& name) {
-    Q_EMIT m_key.downloadFile(path, downloadTime(name));
+    Q_EMIT key.downloadFile(path, downloadTime(name));
     emitProgress();
 }
 
@@ -281,7 +271,7 @@ aux::Error DownloadKey::open(QDir& dir) {
 }
 
 aux::Error DownloadKey::read() {
-    ReadRun run(*this, m_downloadDir, m_mounted, m_driverFiles, m_vehicleFiles);
+    ReadRun run{*this, m_downloadDir, m_mounted, m_driverFiles, m_vehicleFiles};
     if (!m_downloadDir.exists())
         return makeDownloadKeyError(QStringLiteral("No DownloadKey mounted"));
 
@@ -314,11 +304,11 @@ std::shared_ptr<scard::SCardGeneric>
 DownloadKey::generateSpecific(const scard::SCardGeneric& card) {
     switch (cardTypeOf(card)) {
     case CardType::DriverCard:
-        return ofItsGeneration<scard::SCardDriverG1, scard::SCardDriverG2>(card);
+        return makeForGeneration<scard::SCardDriverG1, scard::SCardDriverG2>(card);
     case CardType::WorkshopCard:
-        return ofItsGeneration<scard::SCardWorkshopG1, scard::SCardWorkshopG2>(card);
+        return makeForGeneration<scard::SCardWorkshopG1, scard::SCardWorkshopG2>(card);
     case CardType::CompanyCard:
-        return ofItsGeneration<scard::SCardCompanyG1, scard::SCardCompanyG2>(card);
+        return makeForGeneration<scard::SCardCompanyG1, scard::SCardCompanyG2>(card);
     }
     return std::make_shared<scard::SCardGeneric>(card); // any other number
 }

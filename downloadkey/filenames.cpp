@@ -8,21 +8,14 @@
 
 namespace downloadkey {
 
-namespace {
-
-constexpr char every[] = "*";
-constexpr char none[] = "";
-
 enum class Stamp { FollowsLetter, PrecedesDot };
-
-} // namespace
 
 // What the names of one extension look like. This table is the grammar: what a name is, when the
 // download was made, and which files open() lists all come from it.
 struct NameShape {
     const char* extension; // in upper case
-    // The first letters, with a "_" behind them, of driver-card files and of vehicle-unit files; or
-    // all names are of that kind, or none.
+    // The first letters of driver-card files and of vehicle-unit files, with a "_" behind them;
+    // null where any name is of that kind.
     const char* driverLetters;
     const char* vehicleLetters;
     int shortest; // bytes of the whole name
@@ -32,19 +25,22 @@ struct NameShape {
 
 namespace {
 
+constexpr const char* anyLetter = nullptr;
+constexpr const char* noLetter = "";
+
 // Of shapes with one extension the longer ones come first; the last one also reads the time of
 // names that are too short for all of them.
 constexpr NameShape shapes[] = {
     {".DDD", "Cc", "MmSs", 20, Stamp::FollowsLetter, "_YYYYMMDD_hhmm_"},
     {".TGD", "Cc", "VvSs", 20, Stamp::PrecedesDot, "_YYYYMMDD_hhmm"},
-    {".V1B", none, every, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
-    {".C1B", every, none, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
-    {".A1B", none, every, 34, Stamp::PrecedesDot, "YYYYMMDDhhmm"},
-    {".A1B", none, every, 32, Stamp::PrecedesDot, "YYMMDDhhmm"},
-    {".V1C", none, every, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
-    {".C1C", every, none, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
-    {".A1C", none, every, 34, Stamp::PrecedesDot, "YYYYMMDDhhmm"},
-    {".A1C", none, every, 32, Stamp::PrecedesDot, "YYMMDDhhmm"},
+    {".V1B", noLetter, anyLetter, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
+    {".C1B", anyLetter, noLetter, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
+    {".A1B", noLetter, anyLetter, 34, Stamp::PrecedesDot, "YYYYMMDDhhmm"},
+    {".A1B", noLetter, anyLetter, 32, Stamp::PrecedesDot, "YYMMDDhhmm"},
+    {".V1C", noLetter, anyLetter, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
+    {".C1C", anyLetter, noLetter, 14, Stamp::PrecedesDot, "YYMMDDhhmm"},
+    {".A1C", noLetter, anyLetter, 34, Stamp::PrecedesDot, "YYYYMMDDhhmm"},
+    {".A1C", noLetter, anyLetter, 32, Stamp::PrecedesDot, "YYMMDDhhmm"},
 };
 
 // Reads a number of up to `width` (2 or 4) bytes as the C library's "%2u" and "%4u" do: white space
@@ -79,7 +75,7 @@ FileName::FileName(const QString& name)
 }
 
 bool FileName::hasFirstLetter(const char* letters) const {
-    return letters == every ||
+    return letters == anyLetter ||
            (std::strchr(letters, m_name.at(0)) != nullptr && m_name.at(1) == '_');
 }
 
@@ -101,8 +97,8 @@ bool FileName::isValid() const {
     if (!(isDriver() || isVehicle()) || m_name.size() < m_shape->shortest)
         return false;
     const char* byte = m_name.constData() + stampPosition();
-    for (const char* sign = m_shape->stamp; *sign != 0; ++sign, ++byte) {
-        if (*sign == '_' ? *byte != '_' : *byte < '0' || *byte > '9')
+    for (const char* expected = m_shape->stamp; *expected != 0; ++expected, ++byte) {
+        if (*expected == '_' ? *byte != '_' : *byte < '0' || *byte > '9')
             return false;
     }
     return true;

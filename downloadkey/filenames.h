@@ -38,7 +38,7 @@ DOWNLOADKEY_EXPORT bool isVehicleFileName(QString const& name);
 // month, day or hour does not have carries over: 31 February 2024 is 2 March 2024, and 24:60 is
 // 01:00 of the next day.
 //
-// Returns false, and leaves `time` as it was, for an unknown extension, for month 0 or 13 and
-// above, for day 0 or 32 and above, for a time before 1970, and where a number is missing. The name
+// Returns false, and leaves `time` as it was, for an unknown extension, for a month outside 1
+// to 12, for a day outside 1 to 31, for a time before 1970, and where a number is missing. The name
 // need not be valid: numbers are read as by scanf(), which also takes " 8", "+8" and "8x".
 DOWNLOADKEY_EXPORT bool getModificationTimeFromFileName(QString const& name, QDateTime& time);

@@ -41,8 +41,9 @@ QDateTime readTime(const unsigned char* record, const Field& field) {
 }
 
 quint32 readOdometer(const unsigned char* record, const Field& field) {
+    constexpr quint32 noValueInFile = 0xFFFFFF;
     const quint32 kilometres = readNumber(record, field);
-    return kilometres == 0xFFFFFF ? noOdometerValue : kilometres;
+    return kilometres == noValueInFile ? noOdometerValue : kilometres;
 }
 
 // Whether that much memory can be allocated. readAll() would end the process where it cannot, and
@@ -51,7 +52,7 @@ bool fitsIntoMemory(qint64 size) {
     constexpr qint64 largest = std::numeric_limits<int>::max(); // readAll() refuses more
     constexpr qint64 overhead = 4096;
     const qint64 needed = qBound(qint64(0), size, largest - overhead) + overhead;
-    // Volatile, because nobody would miss it otherwise.
+    // volatile keeps the compiler from leaving out the allocation.
     void* volatile probe = std::malloc(static_cast<std::size_t>(needed));
     const bool fits = probe != nullptr;
     std::free(probe);
@@ -61,7 +62,7 @@ bool fitsIntoMemory(qint64 size) {
 // Reads from the position to the end. False where memory or the disk fails: readAll() itself does
 // not tell whether it ended at a bad block. A file that became shorter meanwhile is complete.
 bool load(QFile& file, QByteArray& bytes) {
-    const qint64 expected = file.size() - file.pos(); // 0 for files that do not know their size
+    const qint64 expected = file.size() - file.pos(); // 0 or less where the size is not known
     if (!fitsIntoMemory(expected))
         return false;
     file.unsetError();
@@ -87,23 +88,29 @@ aux::Error makeVehicleInfoError(QString text) {
     return aux::Error(aux::ErrorData(QStringLiteral("libdownloadkey"), std::move(text), 0));
 }
 
+aux::Error makeFileTooSmallError(const char* function) {
+    return makeVehicleInfoError(QStringLiteral("VehicleInfo ") + QLatin1String(function) +
+                                QStringLiteral("() file not mmapped, or not large enough"));
+}
+
 QString readPlate(const unsigned char* bytes) {
     return readText<VehicleRegistrationNumber, plateSize>(bytes);
 }
 
-void CardRecords::append(const unsigned char* records, quint32 count) {
+void CardRecordReader::read(const unsigned char* records, quint32 count) {
     for (; count > 0; --count, records += m_layout.size)
-        appendOne(records);
+        readOne(records);
 }
 
-void CardRecords::appendOne(const unsigned char* record) {
+void CardRecordReader::readOne(const unsigned char* record) {
     QDateTime insertionTime = readTime(record, m_layout.insertionTime);
     if (m_lastInsertion.isValid() && insertionTime == m_lastInsertion)
         return;
 
+    const QString firstNames = readName(record, m_layout.holderFirstNames);
+    const QString surname = readName(record, m_layout.holderSurname);
     VehicleInfo::_FeDriverActivities activity;
-    activity.holderName = readName(record, m_layout.holderFirstNames) % QLatin1String(", ") %
-                          readName(record, m_layout.holderSurname);
+    activity.holderName = firstNames % QLatin1String(", ") % surname;
     activity.insertionTime = insertionTime;
     activity.odometerAtInsertion = readOdometer(record, m_layout.odometerAtInsertion);
     activity.slot = static_cast<quint16>(readNumber(record, m_layout.slot));
@@ -120,8 +127,8 @@ VehicleInfo::VehicleInfo(QFile& file)
     : m_data(nullptr)
     , m_dataSize(0)
     , m_plateString(QLatin1String("")) {
-    // Asked for even when no line is written: some files, temporary ones, are on the disk only once
-    // their name has been asked for.
+    // Asked for even when no line is written: a QTemporaryFile exists on the disk only once its
+    // name has been asked for.
     const QString fileName = file.fileName();
     qCDebug(diagnostics) << "VehicleInfo: Init Vehicle Info: " << fileName;
     QByteArray bytes;
@@ -147,10 +154,8 @@ VehicleInfo::VehicleInfo(const VehicleInfo& other)
 VehicleInfo::~VehicleInfo() = default;
 
 aux::Error VehicleInfo::read() {
-    if (m_dataSize < smallestVehicleUnitFile) {
-        return makeVehicleInfoError(
-            QStringLiteral("VehicleInfo read() file not mmapped, or not large enough"));
-    }
+    if (m_dataSize < smallestVehicleUnitFile)
+        return makeFileTooSmallError("read");
     switch (const quint32 tag = bigEndian(m_data, 2)) {
     case 0x7601:
         return readGen1();

@@ -53,7 +53,7 @@ bool skipOverview(ByteReader& reader) {
     return reader.take(signatureSize) != nullptr;
 }
 
-aux::Error readDay(ByteReader& reader, CardRecords& cardRecords) {
+aux::Error readDay(ByteReader& reader, CardRecordReader& cardRecords) {
     const QString notEnoughData =
         QStringLiteral("VehicleInfo readGen1() data read error, not enough data");
     if (!reader.take(dayHeaderSize, daySections[0].countSize))
@@ -77,7 +77,7 @@ aux::Error readDay(ByteReader& reader, CardRecords& cardRecords) {
         if (!records)
             return failed(section.name, "");
         if (&section == &daySections[0])
-            cardRecords.append(records, count);
+            cardRecords.read(records, count);
     }
     return aux::Error();
 }
@@ -85,10 +85,8 @@ aux::Error readDay(ByteReader& reader, CardRecords& cardRecords) {
 } // namespace
 
 aux::Error VehicleInfo::readGen1() {
-    if (m_dataSize < smallestVehicleUnitFile) {
-        return makeVehicleInfoError(
-            QStringLiteral("VehicleInfo read() file not mmapped, or not large enough"));
-    }
+    if (m_dataSize < smallestVehicleUnitFile)
+        return makeFileTooSmallError("read");
     if (bigEndian(m_data, tagSize) != overviewTag)
         return makeVehicleInfoError(QStringLiteral("VehicleInfo readGen1() TREP01 not found"));
     m_plateString = readPlate(m_data + plateOffset);
@@ -101,9 +99,9 @@ aux::Error VehicleInfo::readGen1() {
     qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << getPlateString();
 
     // A card that stays in overnight is recorded on both days, so all days share what was last.
-    CardRecords cardRecords(gen1CardRecord, m_driverActivities);
+    CardRecordReader cardRecords(gen1CardRecord, m_driverActivities);
     do {
-        // A tag that is the last of the file begins nothing.
+        // Two tag bytes at the very end of the file do not begin a block.
         const unsigned char* const tag = reader.take(tagSize, 1);
         if (!tag || bigEndian(tag, tagSize) != activitiesTag)
             break;

@@ -37,7 +37,7 @@ struct RecordArray {
     unsigned char type;
     const char* name;
     Treatment treatment = Treatment::Skip;
-    quint32 recordSize = 0;           // 0 leaves it to the file
+    quint32 recordSize = 0;           // 0: any size
     const Version* version = nullptr; // the one that has this array; null: both have it
 };
 
@@ -76,12 +76,6 @@ struct ArrayHeader {
     unsigned short recordCount;
 };
 
-// A function of its own, so that the usual case does not pay for it.
-Q_NEVER_INLINE void reportInvalidTag(uint expected, uint found, uint position) {
-    qCDebug(diagnostics) << "readHeader(): Invalid tag found. Expected:" << Qt::hex << expected
-                         << "Read:" << found << "Pos:" << Qt::dec << position;
-}
-
 // Steps over a header of this type: type (1 byte), record size (2 bytes) and number of records (2
 // bytes). A byte must follow it. After a failure the position has no meaning.
 bool readArrayHeader(ByteReader& reader, unsigned char recordType, ArrayHeader& header) {
@@ -90,7 +84,9 @@ bool readArrayHeader(ByteReader& reader, unsigned char recordType, ArrayHeader& 
     if (!bytes)
         return false;
     if (bytes[0] != recordType) {
-        reportInvalidTag(recordType, bytes[0], position);
+        qCDebug(diagnostics) << "readHeader(): Invalid tag found. Expected:" << Qt::hex
+                             << uint(recordType) << "Read:" << uint(bytes[0]) << "Pos:" << Qt::dec
+                             << position;
         return false;
     }
     header.recordSize = static_cast<unsigned short>(bigEndian(bytes + 1, 2));
@@ -104,57 +100,44 @@ bool skipRecords(ByteReader& reader, const ArrayHeader& header) {
     return reader.take(size, 1) != nullptr;
 }
 
-class Parser {
-public:
-    Parser(const Version& version, const ByteReader& reader, QString& plate,
-           std::vector<VehicleInfo::_FeDriverActivities>& activities)
-        : m_version(version)
-        , m_reader(reader)
-        , m_plate(plate)
-        , m_activities(activities) {}
-
+struct Parser {
     aux::Error read();
-
-private:
     aux::Error readBlock(unsigned char trep, std::initializer_list<RecordArray> arrays);
     QString heading(unsigned char trep) const;
 
-    const Version& m_version;
-    ByteReader m_reader;
-    QString& m_plate;
-    std::vector<VehicleInfo::_FeDriverActivities>& m_activities;
+    const Version& version;
+    ByteReader reader;
+    QString& plate;
+    std::vector<VehicleInfo::_FeDriverActivities>& activities;
 };
 
 // "VehicleInfo readGen2_1() TREP21"
 QString Parser::heading(unsigned char trep) const {
-    return QStringLiteral("VehicleInfo ") + QLatin1String(m_version.parser) +
+    return QStringLiteral("VehicleInfo ") + QLatin1String(version.parser) +
            QStringLiteral("() TREP") + QString::number(trep, 16);
 }
 
 aux::Error Parser::read() {
-    if (m_reader.size() < smallestVehicleUnitFile) {
-        return makeVehicleInfoError(QStringLiteral("VehicleInfo ") +
-                                    QLatin1String(m_version.parser) +
-                                    QStringLiteral("() file not mmapped, or not large enough"));
-    }
+    if (reader.size() < smallestVehicleUnitFile)
+        return makeFileTooSmallError(version.parser);
     const auto isTag = [](const unsigned char* tag, unsigned char trep) {
         return tag[0] == 0x76 && tag[1] == trep;
     };
     const auto overviewNotFound = [this] {
-        return makeVehicleInfoError(heading(m_version.overviewTrep) + QStringLiteral(" not found"));
+        return makeVehicleInfoError(heading(version.overviewTrep) + QStringLiteral(" not found"));
     };
-    if (!isTag(m_reader.take(tagSize), m_version.overviewTrep))
+    if (!isTag(reader.take(tagSize), version.overviewTrep))
         return overviewNotFound();
-    aux::Error error = readBlock(m_version.overviewTrep, overviewArrays);
+    aux::Error error = readBlock(version.overviewTrep, overviewArrays);
     if (!error.isEmpty())
         return error;
-    qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << m_plate;
+    qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << plate;
 
-    const unsigned char* tag = m_reader.take(tagSize, 1);
+    const unsigned char* tag = reader.take(tagSize, 1);
     if (!tag)
         return overviewNotFound();
-    for (; tag && isTag(tag, m_version.activitiesTrep); tag = m_reader.take(tagSize, 1)) {
-        error = readBlock(m_version.activitiesTrep, activitiesArrays);
+    for (; tag && isTag(tag, version.activitiesTrep); tag = reader.take(tagSize, 1)) {
+        error = readBlock(version.activitiesTrep, activitiesArrays);
         if (!error.isEmpty())
             return error;
     }
@@ -163,40 +146,40 @@ aux::Error Parser::read() {
 
 aux::Error Parser::readBlock(unsigned char trep, std::initializer_list<RecordArray> arrays) {
     for (const RecordArray& array : arrays) {
-        if (array.version && array.version != &m_version)
+        if (array.version && array.version != &version)
             continue;
         const auto failed = [&](const char* step, const char* failure) {
             return makeVehicleInfoError(heading(trep) + QStringLiteral(": ") + QLatin1String(step) +
                                         QLatin1String(array.name) + QLatin1String(failure));
         };
         ArrayHeader header = {};
-        if (!readArrayHeader(m_reader, array.type, header))
+        if (!readArrayHeader(reader, array.type, header))
             return failed("Read ", " header failed");
         if (array.recordSize != 0 && header.recordSize != array.recordSize)
             return failed("Read ", ": Invalid data size");
 
         switch (array.treatment) {
         case Treatment::ReadCardRecords: {
-            // They may be the file's last bytes: it is then the next array that is missing. In
-            // each day the first record counts.
-            const unsigned char* const first = m_reader.take(array.recordSize * header.recordCount);
+            // No byte need follow the records here: the next header asks for it. A new reader
+            // for each day, so that its first record is always taken.
+            const unsigned char* const first = reader.take(array.recordSize * header.recordCount);
             if (!first)
                 return failed("Read ", ": Not enough data");
-            CardRecords(gen2CardRecord, m_activities).append(first, header.recordCount);
+            CardRecordReader(gen2CardRecord, activities).read(first, header.recordCount);
             continue;
         }
         case Treatment::ReadPlate: {
-            ByteReader ahead = m_reader;
+            ByteReader ahead = reader;
             const unsigned char* const first = ahead.take(array.recordSize, 1);
             if (!first || header.recordCount == 0)
                 return failed("Read ", ": Invalid data size");
-            m_plate = readPlate(first + array.recordSize - plateSize);
+            plate = readPlate(first + array.recordSize - plateSize);
             break;
         }
         case Treatment::Skip:
             break;
         }
-        if (!skipRecords(m_reader, header))
+        if (!skipRecords(reader, header))
             return failed("Skip ", " failed");
     }
     return aux::Error();
@@ -226,11 +209,11 @@ bool VehicleInfo::skipRecordData(unsigned int& position, unsigned short recordSi
 }
 
 aux::Error VehicleInfo::readGen2_1() {
-    return Parser(version1, {m_data, m_dataSize}, m_plateString, m_driverActivities).read();
+    return Parser{version1, {m_data, m_dataSize}, m_plateString, m_driverActivities}.read();
 }
 
 aux::Error VehicleInfo::readGen2_2() {
-    return Parser(version2, {m_data, m_dataSize}, m_plateString, m_driverActivities).read();
+    return Parser{version2, {m_data, m_dataSize}, m_plateString, m_driverActivities}.read();
 }
 
 } // namespace downloadkey

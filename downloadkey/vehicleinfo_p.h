@@ -10,6 +10,10 @@ namespace downloadkey {
 // An error of one entry: component "libdownloadkey", the text, code 0.
 aux::Error makeVehicleInfoError(QString text);
 
+// For a file that is not loaded, or shorter than smallestVehicleUnitFile. `function` is what the
+// message names: "read", say.
+aux::Error makeFileTooSmallError(const char* function);
+
 struct Field {
     quint32 offset; // from the record's first byte
     quint32 size;   // bytes
@@ -34,25 +38,25 @@ constexpr quint32 plateSize = 14;
 // A registration-number field of plateSize bytes as text, without white space around it.
 QString readPlate(const unsigned char* bytes);
 
-// Appends card records to a file's results. A record with the insertion time of the one appended
-// before it is left out: a card that stays in is recorded again.
-class CardRecords {
+// Turns card records into results. A record with the insertion time of the one taken before it is
+// left out: a card that stays in is recorded again.
+class CardRecordReader {
 public:
     // Both arguments belong to the caller and outlive the object.
-    CardRecords(const CardRecordLayout& layout,
-                std::vector<VehicleInfo::_FeDriverActivities>& results)
+    CardRecordReader(const CardRecordLayout& layout,
+                     std::vector<VehicleInfo::_FeDriverActivities>& results)
         : m_layout(layout)
         , m_results(results) {}
 
-    // Takes `count` records, which lie one behind the other.
-    void append(const unsigned char* records, quint32 count);
+    // Reads `count` records, which lie one behind the other.
+    void read(const unsigned char* records, quint32 count);
 
 private:
-    void appendOne(const unsigned char* record);
+    void readOne(const unsigned char* record);
 
     const CardRecordLayout& m_layout;
     std::vector<VehicleInfo::_FeDriverActivities>& m_results;
-    QDateTime m_lastInsertion; // of the record that was appended last
+    QDateTime m_lastInsertion; // of the record that was taken last
 };
 
 } // namespace downloadkey
