@@ -45,6 +45,13 @@ Q_DECLARE_METATYPE(Situation)
 class TestFileCopier : public QObject {
     Q_OBJECT
 
+    static void row(const char* title, const Situation& situation) {
+        QTest::newRow(title) << situation;
+    }
+    static void addWhatMayBeThere();
+    static void addBadSources();
+    static void addFaults();
+
 private Q_SLOTS:
     void copies_data() {
         QTest::addColumn<Situation>("situation");
@@ -54,14 +61,6 @@ private Q_SLOTS:
     }
 
     void copies();
-
-private:
-    static void row(const char* title, const Situation& situation) {
-        QTest::newRow(title) << situation;
-    }
-    static void addWhatMayBeThere();
-    static void addBadSources();
-    static void addFaults();
 };
 
 void TestFileCopier::addWhatMayBeThere() {
