@@ -24,6 +24,8 @@ QByteArray jsonNumber(const std::optional<Number>& number) {
 
 class JsonObject {
 public:
+    JsonObject() { m_members.reserve(240); } // as much as an insertion takes
+
     JsonObject& add(const char* key, const QByteArray& json) {
         m_members += m_members.isEmpty() ? "\"" : ",\"";
         m_members += key;
