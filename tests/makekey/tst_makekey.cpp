@@ -13,9 +13,11 @@ struct Result {
     QString errors;
 };
 
-Result makekey(const QStringList& arguments, const QString& outputFile = QString()) {
-    QStringList command = QStringLiteral(MAKEKEY_EMULATOR "|" MAKEKEY_PROGRAM)
-                              .split(QLatin1Char('|'), Qt::SkipEmptyParts);
+// `shell` are the words of a shell command that runs the command behind it.
+Result makekey(const QStringList& arguments, const QString& outputFile = QString(),
+               const QStringList& shell = {}) {
+    QStringList command = shell + QStringLiteral(MAKEKEY_EMULATOR "|" MAKEKEY_PROGRAM)
+                                      .split(QLatin1Char('|'), Qt::SkipEmptyParts);
     const QString program = command.takeFirst();
     QProcess process;
     if (!outputFile.isEmpty())
@@ -126,6 +128,18 @@ private Q_SLOTS:
         QVERIFY2(
             result.errors.startsWith(QStringLiteral("makekey: cannot write %1: ").arg(inTheWay)),
             qPrintable(result.errors));
+        QCOMPARE(result.status, 1);
+
+        // No file may have more than 512 bytes.
+        const TestKey full;
+        result = makekey({QStringLiteral("--days=0"), full.mountPath()}, {},
+                         {QStringLiteral("sh"), QStringLiteral("-c"),
+                          QStringLiteral("trap '' XFSZ; ulimit -f 1; exec \"$@\""),
+                          QStringLiteral("sh")});
+        QVERIFY2(result.errors.startsWith(
+                     QStringLiteral("makekey: cannot write %1: ")
+                         .arg(full.path(QStringLiteral("download/M_20240315_0830_AB100CD.DDD")))),
+                 qPrintable(result.errors));
         QCOMPARE(result.status, 1);
 
         result =

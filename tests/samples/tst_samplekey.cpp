@@ -138,8 +138,9 @@ private Q_SLOTS:
             starts += file.bytes.left(2).toHex() + ' ';
         }
         QCOMPARE(starts.left(39), QByteArray("7601 0002 7621 0002 7631 0002 7601 7606"));
-        for (const char* extension : {".V1B", ".C1B", ".V1C", ".C1C", ".A1B", ".A1C", ".TGD"})
-            QVERIFY2(!names.filter(QLatin1String(extension)).isEmpty(), extension);
+        for (const char* part :
+             {".V1B", ".C1B", ".V1C", ".C1C", ".A1B", ".A1C", ".TGD", "_DF", "_DW", "_DC"})
+            QVERIFY2(!names.filter(QLatin1String(part)).isEmpty(), part);
         QCOMPARE(names.removeDuplicates(), 0);
     }
 

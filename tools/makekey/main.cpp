@@ -89,7 +89,7 @@ std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser,
 QString write(const QString& directory, const samples::KeyFile& file) {
     QSaveFile target(directory + QLatin1Char('/') + file.name);
     if (target.open(QIODevice::WriteOnly) && target.write(file.bytes) == file.bytes.size() &&
-        target.commit())
+        target.flush() && target.commit())
         return {};
     return QStringLiteral("cannot write %1: %2").arg(target.fileName(), target.errorString());
 }
