@@ -88,6 +88,7 @@ std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser,
 // An error text; none when the file was written.
 QString write(const QString& directory, const samples::KeyFile& file) {
     QSaveFile target(directory + QLatin1Char('/') + file.name);
+    // commit() alone does not notice when the last bytes cannot be written.
     if (target.open(QIODevice::WriteOnly) && target.write(file.bytes) == file.bytes.size() &&
         target.flush() && target.commit())
         return {};

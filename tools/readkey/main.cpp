@@ -56,7 +56,8 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
         options.view->write(book, options, file);
         if (console::interruption() != 0) // what is not committed leaves nothing behind
             return false;
-        if (file.commit())
+        // commit() alone does not notice when the last bytes cannot be written.
+        if (file.flush() && file.commit())
             return true;
     }
     console::error(options.viewArgument + QStringLiteral(": cannot be written: ") +
