@@ -6,8 +6,8 @@
 #include "tests/support/errortext.h"
 #include "tests/support/memoryfile.h"
 #include "tests/support/rows.h"
+#include "tests/support/testkey.h"
 
-#include <QtCore/QTemporaryDir>
 #include <QtCore/QTemporaryFile>
 #include <QtTest/QtTest>
 
@@ -142,8 +142,8 @@ private Q_SLOTS:
 
     void filesThatAreClosedOrRemoved() {
         for (const bool isRemoved : {false, true}) {
-            const QTemporaryDir dir;
-            QFile file(dir.filePath("M_x.DDD"));
+            const TestKey key;
+            QFile file(key.path("M_x.DDD"));
             QVERIFY(file.open(QIODevice::ReadWrite));
             if (isRemoved)
                 QVERIFY(QFile::remove(file.fileName()));
@@ -175,6 +175,15 @@ private Q_SLOTS:
         VehicleInfo info(file);
         QCOMPARE(messageOf(info.read()), QString());
         QCOMPARE(info.getPlateString(), plate);
+    }
+
+    void loadsAFileThatBecameShorter() {
+        class ShorterFile : public QTemporaryFile {
+        public:
+            qint64 size() const override { return QTemporaryFile::size() + 10; }
+        } file;
+        QVERIFY(file.open() && file.write(fileOf(Generation::Gen1, {})) > 0 && file.seek(0));
+        QCOMPARE(messageOf(VehicleInfo(file).read()), QString());
     }
 
     void choosesParserByTheFirstBytes_data() {
@@ -354,6 +363,7 @@ private Q_SLOTS:
         const QByteArray later = dayBlock(Generation::Gen1, {300});
         row("one byte", "v", "");
         row("a tag alone", "\x76\x02", "");
+        row("a tag and one byte", "\x76\x02?", "", notEnoughData);
         row("another first byte", "\x77\x02" + day.mid(2), "");
         row("a day of the second generation", "\x76\x22" + day.mid(2), "");
         row("a gap, then a day", '?' + day, "");
