@@ -39,7 +39,7 @@ run_tests() {
 
 part_pc() {
     build release
-    run_tests release -LE browser
+    run_tests release
 }
 
 part_sanitizers() {
@@ -89,7 +89,7 @@ part_fuzz() {
 
 part_browser() {
     build release
-    run_tests release -L browser
+    run_tests release -C browser -R '^browser$'
 }
 
 part_armhf() {
