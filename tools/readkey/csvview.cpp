@@ -20,12 +20,8 @@ QString csvLine(const QStringList& cells) {
     return quoted.join(QLatin1Char(',')) + QLatin1String("\r\n");
 }
 
-QString timeCell(qint64 seconds) {
-    return QString::fromLatin1(utcTime(seconds));
-}
-
-QString downloadCell(const LogFile& file) {
-    return file.downloaded.isValid() ? timeCell(file.downloaded.toSecsSinceEpoch()) : QString();
+QString timeCell(std::optional<qint64> seconds) {
+    return seconds ? QString::fromLatin1(utcTime(*seconds)) : QString();
 }
 
 template <typename Number>
@@ -40,13 +36,10 @@ QString insertionLines(const Logbook& book, QIODevice& out) {
         QStringLiteral("key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
                        "odometerAtWithdrawal\r\n");
     for (const Insertion& insertion : book.insertions) {
-        const LogFile& file = book.files[static_cast<size_t>(insertion.file)];
-        const QString& holder = book.drivers[static_cast<size_t>(insertion.driver)].name;
-        result += csvLine({file.key, file.name, file.plate,
-                           holder == QLatin1String("-") ? QString() : holder,
+        const LogFile& file = book.files[insertion.file];
+        result += csvLine({file.key, file.name, file.plate, book.drivers[insertion.driver].name,
                            QString::number(insertion.slot), timeCell(insertion.inserted),
-                           numberCell(insertion.odometerAtInsertion),
-                           insertion.withdrawn ? timeCell(*insertion.withdrawn) : QString(),
+                           numberCell(insertion.odometerAtInsertion), timeCell(insertion.withdrawn),
                            numberCell(insertion.odometerAtWithdrawal)});
         if (result.size() > pieceSize) {
             out.write(result.toUtf8());
@@ -60,21 +53,19 @@ QString cardLines(const Logbook& book) {
     QString result = QStringLiteral("key,file,downloaded,type,generation,cardNumber,holder\r\n");
     for (const LogFile& file : book.files) {
         if (file.status == LogFile::Ok && file.kind == LogFile::Card)
-            result += csvLine({file.key, file.name, downloadCell(file), cardTypeName(file.cardType),
-                               QString::number(file.cardGeneration), file.cardNumber, file.holder});
+            result += csvLine({file.key, file.name, timeCell(file.downloaded),
+                               cardTypeName(file.cardType), QString::number(file.cardGeneration),
+                               file.cardNumber, file.holder});
     }
     return result;
 }
 
 QString fileLines(const Logbook& book) {
-    static const char* const kinds[] = {"card", "vehicle", ""};
-    static const char* const states[] = {"ok", "failed", "skipped"};
-    static const char* const copies[] = {"", "copied", "kept", "failed"};
     QString result = QStringLiteral("key,file,kind,downloaded,status,reason,copy,contents\r\n");
     for (const LogFile& file : book.files)
-        result += csvLine({file.key, file.name, QLatin1String(kinds[file.kind]), downloadCell(file),
-                           QLatin1String(states[file.status]), file.reason,
-                           QLatin1String(copies[file.copy]), file.contents});
+        result += csvLine({file.key, file.name, QLatin1String(kindNames[file.kind]),
+                           timeCell(file.downloaded), QLatin1String(statusNames[file.status]),
+                           file.reason, QLatin1String(copyNames[file.copy]), file.contents});
     return result;
 }
 

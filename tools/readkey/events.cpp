@@ -8,12 +8,8 @@ namespace readkey {
 
 namespace {
 
-QByteArray boolean(bool value) {
-    return value ? QByteArrayLiteral("true") : QByteArrayLiteral("false");
-}
-
 QByteArray time(const QDateTime& value) {
-    return value.isValid() ? jsonTime(value.toSecsSinceEpoch()) : QByteArrayLiteral("null");
+    return jsonTime(value.isValid() ? std::make_optional(value.toSecsSinceEpoch()) : std::nullopt);
 }
 
 QByteArray kilometres(quint32 value) {
@@ -21,18 +17,16 @@ QByteArray kilometres(quint32 value) {
                                                  : QByteArray::number(value);
 }
 
-QByteArray event(const char* name, const JsonObject& members) {
-    return JsonObject().add("event", '"' + QByteArray(name) + '"').addAll(members).json() + '\n';
+JsonObject event(const char* name) {
+    return JsonObject().add("event", '"' + QByteArray(name) + '"');
 }
 
-QByteArray errorEntries(const aux::Error& error) {
-    return jsonArray(error.entries(), [](const aux::ErrorData& entry) {
-        return JsonObject()
-            .add("component", jsonString(entry.component()))
-            .add("text", jsonString(entry.text()))
-            .add("code", QByteArray::number(entry.code()))
-            .json();
-    });
+QByteArray errorJson(const aux::ErrorData& entry) {
+    return JsonObject()
+        .add("component", jsonString(entry.component()))
+        .add("text", jsonString(entry.text()))
+        .add("code", QByteArray::number(entry.code()))
+        .json();
 }
 
 QByteArray cardJson(const std::shared_ptr<scard::SCardGeneric>& card) {
@@ -64,31 +58,29 @@ QByteArray vehicleJson(const std::shared_ptr<downloadkey::VehicleInfo>& vehicle)
 
 } // namespace
 
-void EventWriter::openReturned(const aux::Error& error) {
-    m_out.write(event("open", JsonObject().add("errors", errorEntries(error))));
+void writeSignals(downloadkey::DownloadKey& key, QIODevice& out) {
+    using downloadkey::DownloadKey;
+    const auto write = [&out](const JsonObject& object) { out.write(object.json() + '\n'); };
+    QObject::connect(&key, &DownloadKey::progress, &key, [write](int percent) {
+        write(event("progress").add("relative", QByteArray::number(percent)));
+    });
+    QObject::connect(&key, &DownloadKey::downloadFile, &key,
+                     [write](const QString& path, const QDateTime& timestamp) {
+                         write(event("downloadFile")
+                                   .add("filename", jsonString(path))
+                                   .add("downloadTimestamp", time(timestamp)));
+                     });
+    QObject::connect(&key, &DownloadKey::readDone, &key,
+                     [write](const auto& cards, const auto& vehicles, bool parsingError) {
+                         write(event("readDone")
+                                   .add("parsingError", parsingError ? "true" : "false")
+                                   .add("driverCards", jsonArray(cards, cardJson))
+                                   .add("vehicleInfos", jsonArray(vehicles, vehicleJson)));
+                     });
 }
 
-void EventWriter::progress(int percent) {
-    m_out.write(event("progress", JsonObject().add("relative", QByteArray::number(percent))));
-}
-
-void EventWriter::downloadFile(const QString& filename, const QDateTime& timestamp) {
-    m_out.write(event("downloadFile", JsonObject()
-                                          .add("filename", jsonString(filename))
-                                          .add("downloadTimestamp", time(timestamp))));
-}
-
-void EventWriter::readDone(const std::vector<std::shared_ptr<scard::SCardGeneric>>& cards,
-                           const std::vector<std::shared_ptr<downloadkey::VehicleInfo>>& vehicles,
-                           bool parsingError) {
-    m_out.write(event("readDone", JsonObject()
-                                      .add("parsingError", boolean(parsingError))
-                                      .add("driverCards", jsonArray(cards, cardJson))
-                                      .add("vehicleInfos", jsonArray(vehicles, vehicleJson))));
-}
-
-void EventWriter::readReturned(const aux::Error& error) {
-    m_out.write(event("read", JsonObject().add("errors", errorEntries(error))));
+void writeReturned(const char* call, const aux::Error& error, QIODevice& out) {
+    out.write(event(call).add("errors", jsonArray(error.entries(), errorJson)).json() + '\n');
 }
 
 } // namespace readkey

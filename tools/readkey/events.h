@@ -10,22 +10,10 @@
 
 namespace readkey {
 
-class EventWriter {
-public:
-    // `out` must outlive the writer.
-    explicit EventWriter(QIODevice& out)
-        : m_out(out) {}
+// Writes each signal of `key` as it comes. `out` must outlive the key.
+void writeSignals(downloadkey::DownloadKey& key, QIODevice& out);
 
-    void openReturned(const aux::Error& error);
-    void progress(int percent);
-    void downloadFile(const QString& filename, const QDateTime& timestamp);
-    void readDone(const std::vector<std::shared_ptr<scard::SCardGeneric>>& cards,
-                  const std::vector<std::shared_ptr<downloadkey::VehicleInfo>>& vehicles,
-                  bool parsingError);
-    void readReturned(const aux::Error& error);
-
-private:
-    QIODevice& m_out;
-};
+// Writes what "open" or "read" returned.
+void writeReturned(const char* call, const aux::Error& error, QIODevice& out);
 
 } // namespace readkey

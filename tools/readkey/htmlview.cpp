@@ -33,8 +33,16 @@ QByteArray policy(const QByteArray& style, const QByteArray& script) {
 }
 
 // Null for an instant that is not known.
-QJsonValue instant(qint64 seconds) {
-    return seconds == 0 ? QJsonValue() : QJsonValue(seconds);
+QJsonValue instant(std::optional<qint64> seconds) {
+    return seconds ? QJsonValue(*seconds) : QJsonValue();
+}
+
+template <typename Items, typename ToJson>
+QJsonArray array(const Items& items, ToJson toJson) {
+    QJsonArray result;
+    for (const auto& item : items)
+        result.append(toJson(item));
+    return result;
 }
 
 // [[from this instant on, the clock is so many seconds ahead of UTC], ...] for all times of the
@@ -50,8 +58,8 @@ QJsonArray clockOffsets(const Logbook& book, bool utc) {
         add(insertion.withdrawn.value_or(insertion.inserted));
     }
     for (const LogFile& file : book.files) {
-        if (file.downloaded.isValid())
-            add(file.downloaded.toSecsSinceEpoch());
+        if (file.downloaded)
+            add(*file.downloaded);
     }
     std::sort(quarters.begin(), quarters.end());
     quarters.erase(std::unique(quarters.begin(), quarters.end()), quarters.end());
@@ -67,88 +75,67 @@ QJsonArray clockOffsets(const Logbook& book, bool utc) {
     return result;
 }
 
-QJsonArray vehicles(const Logbook& book) {
-    QJsonArray result;
-    for (const VehicleSummary& vehicle : book.vehicles) {
-        result.append(QJsonObject{
-            {QStringLiteral("plate"), printable(vehicle.plate)},
-            {QStringLiteral("download"), instant(vehicle.lastDownload)},
-            {QStringLiteral("overdue"), vehicle.overdue},
-            {QStringLiteral("insertions"), static_cast<qint64>(vehicle.insertions.size())},
-            {QStringLiteral("drivers"), static_cast<qint64>(vehicle.drivers.size())},
-            {QStringLiteral("km"), vehicle.kilometres},
-            {QStringLiteral("seconds"), vehicle.seconds},
-            {QStringLiteral("kmWithoutCard"), vehicle.kilometresWithoutCard},
-        });
-    }
-    return result;
+QJsonObject vehicleJson(const VehicleSummary& vehicle) {
+    return {
+        {QStringLiteral("plate"), printable(vehicle.plate)},
+        {QStringLiteral("download"), instant(vehicle.lastDownload)},
+        {QStringLiteral("overdue"), vehicle.overdue},
+        {QStringLiteral("insertions"), vehicle.insertions},
+        {QStringLiteral("drivers"), static_cast<qint64>(vehicle.drivers.size())},
+        {QStringLiteral("km"), vehicle.kilometres},
+        {QStringLiteral("seconds"), vehicle.seconds},
+        {QStringLiteral("kmWithoutCard"), vehicle.kilometresWithoutCard},
+    };
 }
 
-QJsonArray drivers(const Logbook& book) {
-    QJsonArray result;
-    for (const DriverSummary& driver : book.drivers) {
-        result.append(QJsonObject{
-            {QStringLiteral("name"), printable(driver.name)},
-            {QStringLiteral("card"), printable(driver.cardNumber)},
-            {QStringLiteral("download"), instant(driver.cardDownload.value_or(0))},
-            {QStringLiteral("overdue"), driver.overdue},
-            {QStringLiteral("insertions"), static_cast<qint64>(driver.insertions.size())},
-            {QStringLiteral("vehicles"), static_cast<qint64>(driver.vehicles.size())},
-            {QStringLiteral("km"), driver.kilometres},
-            {QStringLiteral("seconds"), driver.seconds},
-        });
-    }
-    return result;
+QJsonObject driverJson(const DriverSummary& driver) {
+    return {
+        {QStringLiteral("name"), printable(orDash(driver.name))},
+        {QStringLiteral("card"), printable(driver.cardNumber)},
+        {QStringLiteral("download"), instant(driver.cardDownload)},
+        {QStringLiteral("overdue"), driver.overdue},
+        {QStringLiteral("insertions"), driver.insertions},
+        {QStringLiteral("vehicles"), static_cast<qint64>(driver.vehicles.size())},
+        {QStringLiteral("km"), driver.kilometres},
+        {QStringLiteral("seconds"), driver.seconds},
+    };
 }
 
-QJsonArray files(const Logbook& book) {
-    static constexpr const char* statuses[] = {"ok", "failed", "skipped"};
-    static constexpr const char* copies[] = {"", "copied", "kept", "not copied"};
-    QJsonArray result;
-    for (const LogFile& file : book.files) {
-        const qint64 time = file.downloaded.isValid() ? file.downloaded.toSecsSinceEpoch() : 0;
-        result.append(QJsonObject{
-            {QStringLiteral("key"), printable(file.key)},
-            {QStringLiteral("name"), printable(file.name)},
-            {QStringLiteral("downloaded"), instant(time)},
-            {QStringLiteral("contents"), printable(file.contents)},
-            {QStringLiteral("status"), QLatin1String(statuses[file.status])},
-            {QStringLiteral("copy"), QLatin1String(copies[file.copy])},
-        });
-    }
-    return result;
+QJsonObject fileJson(const LogFile& file) {
+    const bool isNotCopied = file.copy == LogFile::NotCopied;
+    return {
+        {QStringLiteral("key"), printable(file.key)},
+        {QStringLiteral("name"), printable(file.name)},
+        {QStringLiteral("downloaded"), instant(file.downloaded)},
+        {QStringLiteral("contents"), printable(file.contents)},
+        {QStringLiteral("status"), QLatin1String(statusNames[file.status])},
+        {QStringLiteral("copy"), QLatin1String(isNotCopied ? "not copied" : copyNames[file.copy])},
+    };
 }
 
-QJsonArray failures(const Logbook& book) {
-    QJsonArray result;
-    for (const Failure& failure : book.failures) {
-        result.append(QJsonObject{
-            {QStringLiteral("key"), printable(failure.key)},
-            {QStringLiteral("file"), printable(failure.file)},
-            {QStringLiteral("reason"), printable(failure.reason)},
-        });
-    }
-    return result;
+QJsonObject failureJson(const Failure& failure) {
+    return {
+        {QStringLiteral("key"), printable(failure.key)},
+        {QStringLiteral("file"), printable(failure.file)},
+        {QStringLiteral("reason"), printable(failure.reason)},
+    };
 }
 
 // JSON as it may stand inside of a script element: without the character that could end it.
 QByteArray json(const Logbook& book, const Options& options) {
-    QJsonArray keys;
-    for (const QString& path : options.paths)
-        keys.append(printable(path));
     const QJsonObject data{
-        {QStringLiteral("keys"), keys},
-        {QStringLiteral("zone"), printable(Clock(options.utc).zone())},
+        {QStringLiteral("keys"), array(options.paths, printable)},
+        {QStringLiteral("zone"), printable(Clock{options.utc}.zone())},
         {QStringLiteral("offsets"), clockOffsets(book, options.utc)},
         {QStringLiteral("newest"), instant(book.newestDownload)},
         {QStringLiteral("vehicleDays"), vehicleDownloadDays},
         {QStringLiteral("cardDays"), cardDownloadDays},
         {QStringLiteral("insertionsFound"), static_cast<qint64>(book.insertionsFound)},
         {QStringLiteral("otherEntries"), static_cast<qint64>(book.otherEntries)},
-        {QStringLiteral("vehicles"), vehicles(book)},
-        {QStringLiteral("drivers"), drivers(book)},
-        {QStringLiteral("files"), files(book)},
-        {QStringLiteral("failures"), failures(book)},
+        {QStringLiteral("vehicles"), array(book.vehicles, vehicleJson)},
+        {QStringLiteral("drivers"), array(book.drivers, driverJson)},
+        {QStringLiteral("files"), array(book.files, fileJson)},
+        {QStringLiteral("failures"), array(book.failures, failureJson)},
     };
     return QJsonDocument(data).toJson(QJsonDocument::Compact).replace('<', "\\u003c");
 }

@@ -26,8 +26,8 @@ QByteArray jsonStringOrNull(const QString& text) {
     return text.isEmpty() ? QByteArrayLiteral("null") : jsonString(text);
 }
 
-QByteArray jsonTime(qint64 seconds) {
-    return '"' + utcTime(seconds) + '"';
+QByteArray jsonTime(std::optional<qint64> seconds) {
+    return seconds ? '"' + utcTime(*seconds) + '"' : QByteArrayLiteral("null");
 }
 
 } // namespace readkey

@@ -14,8 +14,8 @@ QByteArray jsonString(const QString& text);
 // "null" for an empty text.
 QByteArray jsonStringOrNull(const QString& text);
 
-// A time as a JSON string, "2024-03-15T08:30:00Z".
-QByteArray jsonTime(qint64 seconds);
+// Seconds since 1970 as a JSON string, "2024-03-15T08:30:00Z", or "null".
+QByteArray jsonTime(std::optional<qint64> seconds);
 
 template <typename Number>
 QByteArray jsonNumber(const std::optional<Number>& number) {
@@ -31,10 +31,6 @@ public:
         m_members += key;
         m_members += "\":";
         m_members += json;
-        return *this;
-    }
-    JsonObject& addAll(const JsonObject& other) {
-        m_members += (m_members.isEmpty() ? "" : ",") + other.m_members;
         return *this;
     }
     QByteArray json() const { return '{' + m_members + '}'; }

@@ -19,39 +19,36 @@ QByteArray cardJson(const LogFile& file) {
 
 QByteArray insertionJson(const Insertion& insertion, const std::vector<QByteArray>& holders) {
     return JsonObject()
-        .add("holder", holders[static_cast<size_t>(insertion.driver)])
+        .add("holder", holders[insertion.driver])
         .add("slot", QByteArray::number(insertion.slot))
         .add("inserted", jsonTime(insertion.inserted))
         .add("odometerAtInsertion", jsonNumber(insertion.odometerAtInsertion))
-        .add("withdrawn",
-             insertion.withdrawn ? jsonTime(*insertion.withdrawn) : QByteArrayLiteral("null"))
+        .add("withdrawn", jsonTime(insertion.withdrawn))
         .add("odometerAtWithdrawal", jsonNumber(insertion.odometerAtWithdrawal))
         .json();
 }
 
 QByteArray fileJson(const LogFile& file, const QByteArray& insertions) {
-    static const char* const kinds[] = {"\"card\"", "\"vehicle\"", "null"};
-    static const char* const states[] = {"\"ok\"", "\"failed\"", "\"skipped\""};
-    static const char* const copies[] = {"null", "\"copied\"", "\"kept\"", "\"failed\""};
-    const bool isOk = file.status == LogFile::Ok;
-    JsonObject object;
-    object.add("file", jsonString(file.name))
+    QByteArray card = QByteArrayLiteral("null");
+    QByteArray vehicle = card;
+    if (file.status == LogFile::Ok && file.kind == LogFile::Card)
+        card = cardJson(file);
+    else if (file.status == LogFile::Ok)
+        vehicle = JsonObject()
+                      .add("plate", jsonString(file.plate))
+                      .add("insertions", '[' + insertions + ']')
+                      .json();
+    return JsonObject()
+        .add("file", jsonString(file.name))
         .add("key", jsonString(file.key))
-        .add("kind", kinds[file.kind])
-        .add("downloaded", file.downloaded.isValid() ? jsonTime(file.downloaded.toSecsSinceEpoch())
-                                                     : QByteArrayLiteral("null"))
-        .add("status", states[file.status])
+        .add("kind", jsonStringOrNull(QLatin1String(kindNames[file.kind])))
+        .add("downloaded", jsonTime(file.downloaded))
+        .add("status", jsonString(QLatin1String(statusNames[file.status])))
         .add("reason", jsonStringOrNull(file.reason))
-        .add("copy", copies[file.copy])
-        .add("card",
-             isOk && file.kind == LogFile::Card ? cardJson(file) : QByteArrayLiteral("null"))
-        .add("vehicle", isOk && file.kind == LogFile::Vehicle
-                            ? JsonObject()
-                                  .add("plate", jsonString(file.plate))
-                                  .add("insertions", '[' + insertions + ']')
-                                  .json()
-                            : QByteArrayLiteral("null"));
-    return object.json() + '\n';
+        .add("copy", jsonStringOrNull(QLatin1String(copyNames[file.copy])))
+        .add("card", card)
+        .add("vehicle", vehicle)
+        .json();
 }
 
 } // namespace
@@ -59,15 +56,14 @@ QByteArray fileJson(const LogFile& file, const QByteArray& insertions) {
 void writeJson(const Logbook& book, const Options& /*options*/, QIODevice& out) {
     std::vector<QByteArray> holders;
     for (const DriverSummary& driver : book.drivers)
-        holders.push_back(driver.name == QLatin1String("-") ? QByteArrayLiteral("null")
-                                                            : jsonString(driver.name));
+        holders.push_back(jsonStringOrNull(driver.name));
     std::vector<QByteArray> insertions(book.files.size());
     for (const Insertion& insertion : book.insertions) {
-        QByteArray& list = insertions[static_cast<size_t>(insertion.file)];
+        QByteArray& list = insertions[insertion.file];
         list += (list.isEmpty() ? "" : ",") + insertionJson(insertion, holders);
     }
     for (size_t i = 0; i < book.files.size(); ++i)
-        out.write(fileJson(book.files[i], insertions[i]));
+        out.write(fileJson(book.files[i], insertions[i]) + '\n');
 }
 
 } // namespace readkey

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <tuple>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -58,7 +57,7 @@ LogFile examineEntry(int directory, const char* bytes) {
         skip(file, "it is hidden");
     else if (file.kind == LogFile::Other)
         skip(file, "it is not named like one");
-    else if (!file.downloaded.isValid())
+    else if (!file.downloaded)
         skip(file, "its name has no valid date and time");
     else if (state.invalidChars > 0 || state.remainingChars > 0)
         fail(file, QStringLiteral("cannot be read: its name is not valid UTF-8"));
@@ -81,16 +80,38 @@ QString openReason(QFile& file) {
 }
 
 // Why a parser refused the file, as far as a look at its bytes can tell more than the parser did.
-QString parserReason(QFile& file, const aux::Error& error, bool isVehicle) {
+QString parserReason(QFile& file, const aux::Error& error, LogFile::Kind kind) {
     file.seek(0);
     const QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError)
         return QStringLiteral("cannot be read: ") + file.errorString();
     const QByteArray begin = bytes.left(2);
-    if (isVehicle && begin != "\x76\x01" && begin != "\x76\x21" && begin != "\x76\x31")
+    if (kind == LogFile::Vehicle && begin != "\x76\x01" && begin != "\x76\x21" &&
+        begin != "\x76\x31")
         return QStringLiteral("not a vehicle-unit download (begins with %1)")
             .arg(QString::fromLatin1(begin.toHex(' ').toUpper()));
     return QStringLiteral("damaged or cut off (%1)").arg(errorText(error));
+}
+
+aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file) {
+    const QDateTime time = QDateTime::fromSecsSinceEpoch(file.downloaded.value_or(0), Qt::UTC);
+    scard::SCardGeneric generic(device, time, scard::FilenameRegion::Unknown);
+    aux::Error error = generic.readCardInfo();
+    std::shared_ptr<scard::SCardGeneric> specific;
+    if (error.isEmpty() && isDriverCard(generic.getCardType())) {
+        specific = key.generateSpecific(generic);
+        error = specific->calcDataSize();
+        if (error.isEmpty())
+            error = specific->readData();
+    }
+    if (!error.isEmpty())
+        return error;
+    const scard::SCardGeneric& card = specific ? *specific : generic;
+    file.cardType = card.getCardType();
+    file.cardGeneration = card.is2ndGeneneration() ? 2 : 1;
+    file.cardNumber = card.cardNumber();
+    file.holder = card.holderName();
+    return error;
 }
 
 } // namespace
@@ -100,7 +121,9 @@ LogFile fileOf(const QString& name) {
     file.name = name;
     if (isValidFileName(name)) {
         file.kind = isDriverFileName(name) ? LogFile::Card : LogFile::Vehicle;
-        getModificationTimeFromFileName(name, file.downloaded);
+        QDateTime time;
+        if (getModificationTimeFromFileName(name, time))
+            file.downloaded = time.toSecsSinceEpoch();
     }
     return file;
 }
@@ -136,45 +159,21 @@ Listing listFiles(const QString& downloadDir) {
     return result;
 }
 
-void takeCard(const scard::SCardGeneric& card, LogFile& file) {
-    file.cardType = card.getCardType();
-    file.cardGeneration = card.is2ndGeneneration() ? 2 : 1;
-    file.cardNumber = card.cardNumber();
-    file.holder = card.holderName();
-}
-
-void readCard(downloadkey::DownloadKey& key, const QString& path, LogFile& file) {
-    QFile device(path);
-    const QString reason = openReason(device);
-    if (!reason.isEmpty())
-        return fail(file, reason);
-    scard::SCardGeneric generic(device, file.downloaded.toUTC(), scard::FilenameRegion::Unknown);
-    aux::Error error = generic.readCardInfo();
-    if (error.isEmpty() && !isDriverCard(generic.getCardType()))
-        return takeCard(generic, file);
-    if (error.isEmpty()) {
-        const std::shared_ptr<scard::SCardGeneric> card = key.generateSpecific(generic);
-        error = card->calcDataSize();
-        if (error.isEmpty())
-            error = card->readData();
-        if (error.isEmpty())
-            return takeCard(*card, file);
-    }
-    fail(file, parserReason(device, error, false));
-}
-
-std::unique_ptr<downloadkey::VehicleInfo> readVehicle(const QString& path, LogFile& file) {
+std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key,
+                                                   const QString& path, LogFile& file) {
     QFile device(path);
     const QString reason = openReason(device);
     if (!reason.isEmpty()) {
         fail(file, reason);
         return nullptr;
     }
-    auto vehicle = std::make_unique<downloadkey::VehicleInfo>(device);
-    const aux::Error error = vehicle->read();
+    std::unique_ptr<downloadkey::VehicleInfo> vehicle;
+    if (file.kind == LogFile::Vehicle)
+        vehicle = std::make_unique<downloadkey::VehicleInfo>(device);
+    const aux::Error error = vehicle ? vehicle->read() : readCard(key, device, file);
     if (error.isEmpty())
         return vehicle;
-    fail(file, parserReason(device, error, true));
+    fail(file, parserReason(device, error, file.kind));
     return nullptr;
 }
 

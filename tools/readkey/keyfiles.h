@@ -26,14 +26,10 @@ Listing listFiles(const QString& downloadDir);
 // What the bare name tells of a file that is to be read.
 LogFile fileOf(const QString& name);
 
-// Takes what `file` shows of the card.
-void takeCard(const scard::SCardGeneric& card, LogFile& file);
-
-// Reads a card file into `file`; a failure is told there. `key` only lends its generateSpecific().
-void readCard(downloadkey::DownloadKey& key, const QString& path, LogFile& file);
-
-// Reads a vehicle-unit file. Null when it fails, which is told in `file`.
-std::unique_ptr<downloadkey::VehicleInfo> readVehicle(const QString& path, LogFile& file);
+// Reads the file at `path`; a failure is told in `file`. Returns what a vehicle-unit file holds; a
+// card goes into `file`. `key` only lends its generateSpecific().
+std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key,
+                                                   const QString& path, LogFile& file);
 
 // The texts of an error's entries, in their order.
 QString errorText(const aux::Error& error);

@@ -1,38 +1,37 @@
 #include "keyreader.h"
 
 #include "console.h"
+#include "events.h"
 #include "remount.h"
 
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
-#include "scard/scardgeneric.h"
 
 #include <QtCore/QDir>
-#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
-#include <algorithm>
 #include <cerrno>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace readkey {
 
 namespace {
 
-size_t parsedFiles(const Listing& listing, LogFile::Kind kind) {
-    const auto count =
-        std::count_if(listing.files.begin(), listing.files.end(), [kind](const LogFile& file) {
-            return file.kind == kind && file.status == LogFile::Ok;
-        });
-    return std::min(static_cast<size_t>(count), size_t{downloadkey::parsedFilesOfEachKind});
+// Empty where there is none.
+QString downloadDirOf(const QString& mountDir) {
+    for (const char* name : {"/download", "/DOWNLOAD"}) {
+        QString directory = mountDir + QLatin1String(name);
+        if (QFileInfo(directory).isDir())
+            return directory;
+    }
+    return {};
 }
 
 } // namespace
 
 KeyReader::KeyReader(const Options& options, const QString& path, LogbookBuilder& book,
-                     FileCopier* copier, EventWriter* events)
+                     FileCopier* copier, QIODevice* events)
     : m_options(options)
     , m_path(path)
     , m_book(book)
@@ -40,6 +39,8 @@ KeyReader::KeyReader(const Options& options, const QString& path, LogbookBuilder
     , m_events(events)
     , m_key(m_configuration) {
     setUpHost();
+    if (m_events)
+        writeSignals(m_key, *m_events);
     connectSignals();
 }
 
@@ -48,32 +49,21 @@ KeyReader::~KeyReader() {
     logging::Logger::setSink({});
 }
 
+// A key is named by its mount directory or by its download directory. Any other directory with
+// download files in it is a folder of copies.
 bool KeyReader::read(const std::function<void(int)>& progress) {
     m_progress = progress;
-    findDirectories();
+    m_mountDir = mountDirOf(m_path);
+    m_isFolder =
+        downloadDirOf(m_mountDir).isEmpty() && !m_events && !listFiles(m_path).files.empty();
     m_key.init();
-    if (m_mountDir.isEmpty()) {
-        listDirectory();
-        if (m_options.makeDownloadedDir)
-            fail({}, QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
-        addFiles(true);
-        if (m_options.remount)
-            remount(m_path);
-    } else if (openKey()) {
+    if (m_isFolder)
+        readFolder();
+    else if (openKey())
         readKey();
-    }
     m_key.close();
     m_key.uninit();
-    return !m_failed;
-}
-
-QString KeyReader::downloadDirOf(const QString& mountDir) {
-    for (const char* name : {"/download", "/DOWNLOAD"}) {
-        QString directory = mountDir + QLatin1String(name);
-        if (QFileInfo(directory).isDir())
-            return directory;
-    }
-    return {};
+    return m_failures == 0;
 }
 
 QString KeyReader::mountDirOf(const QString& path) {
@@ -99,11 +89,8 @@ void KeyReader::setUpHost() {
             fail({}, errorText(error));
     });
     if (m_options.remount) {
-        aux::SystemHelper::setRemountHandler([this](const QString& mountDir) {
-            const bool before = m_failed;
-            remount(mountDir);
-            return m_failed == before;
-        });
+        aux::SystemHelper::setRemountHandler(
+            [this](const QString& mountDir) { return remount(mountDir); });
     }
 }
 
@@ -112,56 +99,43 @@ void KeyReader::connectSignals() {
     // The key is a member, so nothing is emitted once this object is gone.
     QObject::connect(&m_key, &DownloadKey::progress, &m_key, [this](int percent) {
         m_progress(percent);
-        if (m_events)
-            m_events->progress(percent);
         if (console::interruption() != 0)
             m_key.close(); // ends the read() at the next file
     });
     QObject::connect(&m_key, &DownloadKey::downloadFile, &m_key,
                      [this](const QString& path, const QDateTime& time) {
-                         if (m_events)
-                             m_events->downloadFile(path, time);
-                         m_offered.append(path.mid(path.lastIndexOf(QLatin1Char('/')) + 1));
+                         m_offered.append(QFileInfo(path).fileName());
                          m_copies[m_offered.last()] = copyFile(path, time);
                      });
-    QObject::connect(
-        &m_key, &DownloadKey::readDone, &m_key,
-        [this](const DriverCards& cards, const VehicleInfos& vehicles, bool parsingError) {
-            takeResults(cards, vehicles);
-            if (m_events)
-                m_events->readDone(cards, vehicles, parsingError);
-        });
+    // The vehicles do not know their files. But no file failed, so they are in the order of the
+    // offered ones, and are their beginning.
+    QObject::connect(&m_key, &DownloadKey::readDone, &m_key,
+                     [this](const auto& /*cards*/, const auto& vehicles) {
+                         auto vehicle = vehicles.begin();
+                         for (const QString& name : m_offered) {
+                             if (vehicle != vehicles.end() && fileOf(name).kind == LogFile::Vehicle)
+                                 m_vehicles[name] = *vehicle++;
+                         }
+                     });
 }
 
-// A key is named by its mount directory or by its download directory. Any other directory with
-// download files in it is a folder of copies.
-void KeyReader::findDirectories() {
-    m_mountDir = mountDirOf(m_path);
-    if (downloadDirOf(m_mountDir).isEmpty() && !m_events && !listFiles(m_path).files.empty()) {
-        m_mountDir.clear();
-        m_downloadDir = m_path;
-    }
-}
-
-void KeyReader::listDirectory() {
-    m_listing = listFiles(m_downloadDir);
-    if (m_listing.error != 0)
-        fail({}, m_downloadDir + QStringLiteral(": cannot be read: ") +
-                     qt_error_string(m_listing.error));
-    m_book.addOtherEntries(m_listing.otherEntries);
+void KeyReader::readFolder() {
+    listDirectory(m_path);
+    if (m_options.makeDownloadedDir)
+        fail({}, QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
+    addFiles(true);
+    if (m_options.remount)
+        remount(m_path);
 }
 
 bool KeyReader::openKey() {
     QDir mountDir(m_mountDir);
     const aux::Error error = m_key.open(mountDir);
     if (m_events)
-        m_events->openReturned(error);
-    if (!error.isEmpty()) {
-        fail({}, reasonNotOpened());
-        return false;
-    }
-    m_downloadDir = downloadDirOf(m_mountDir);
-    listDirectory();
+        writeReturned("open", error, *m_events);
+    if (!error.isEmpty())
+        return fail({}, reasonNotOpened());
+    listDirectory(downloadDirOf(m_mountDir));
     return true;
 }
 
@@ -170,76 +144,58 @@ void KeyReader::readKey() {
     if (console::interruption() != 0)
         return;
     if (m_events)
-        m_events->readReturned(error);
+        writeReturned("read", error, *m_events);
     if (error.isEmpty())
         return addFiles(false);
     // The library dropped what it had parsed, and with it the reason of each failure.
+    const int before = m_failures;
     if (!QFileInfo(m_downloadDir).isDir())
-        return fail({}, QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
-    const bool before = m_failed;
-    m_failed = false;
-    addFiles(true);
-    if (!m_failed)
+        fail({}, QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
+    else
+        addFiles(true);
+    if (m_failures == before)
         fail({}, QStringLiteral("a file failed that can be read now: the key's contents changed"));
-    m_failed = m_failed || before;
 }
 
-// Neither cards nor vehicles know their files. Where no file failed, both come in the order of the
-// offered files, and are their beginning; but a card that is no driver's is left out.
-void KeyReader::takeResults(const DriverCards& cards, const VehicleInfos& vehicles) {
-    size_t cardCount = 0;
-    size_t vehicleCount = 0;
-    const bool allCards = cards.size() == parsedFiles(m_listing, LogFile::Card);
-    for (const QString& name : m_offered) {
-        if (fileOf(name).kind == LogFile::Vehicle && vehicleCount < vehicles.size())
-            m_vehicles[name] = vehicles[vehicleCount++];
-        else if (fileOf(name).kind == LogFile::Card && allCards && cardCount < cards.size())
-            m_cards[name] = cards[cardCount++];
-    }
+void KeyReader::listDirectory(const QString& directory) {
+    m_downloadDir = directory;
+    m_listing = listFiles(directory);
+    if (m_listing.error != 0)
+        fail({},
+             directory + QStringLiteral(": cannot be read: ") + qt_error_string(m_listing.error));
+    m_book.addOtherEntries(m_listing.otherEntries);
 }
 
 // Puts the files into the logbook. Unless `listedOnly`, the library read the key without an error
 // and offered the files: a disk that fails while the library lists the key makes its list shorter,
 // no more.
 void KeyReader::addFiles(bool listedOnly) {
-    QStringList names = m_offered;
     int done = 0;
-    std::sort(names.begin(), names.end());
     for (LogFile& file : m_listing.files) {
         if (console::interruption() != 0)
             return;
         m_progress(100 * ++done / static_cast<int>(m_listing.files.size()));
-        const auto name = std::lower_bound(names.begin(), names.end(), file.name);
-        const bool isOffered = name != names.end() && *name == file.name;
-        if (isOffered)
-            names.erase(name);
-        if (file.status == LogFile::Ok && !isOffered && !listedOnly) {
+        if (file.status == LogFile::Ok && !m_copies.contains(file.name) && !listedOnly) {
             file.status = LogFile::Failed;
             file.reason = QStringLiteral("was not read, a listing of the key left it out");
         }
         addFile(std::move(file));
     }
-    for (const QString& name : names)
+    for (const QString& name : m_copies.keys())
         addFile(fileOf(name));
 }
 
 void KeyReader::addFile(LogFile file) {
     const QString path = m_downloadDir + QLatin1Char('/') + file.name;
-    std::shared_ptr<downloadkey::VehicleInfo> vehicle;
     file.key = m_path;
-    if (file.status == LogFile::Ok && m_mountDir.isEmpty())
-        file.copy = copyFile(path, file.downloaded);
-    else
-        file.copy = m_copies.value(file.name, LogFile::NotAsked);
-    if (file.status == LogFile::Ok && file.kind == LogFile::Vehicle) {
+    file.copy = m_copies.take(file.name);
+    std::shared_ptr<downloadkey::VehicleInfo> vehicle;
+    if (file.status == LogFile::Ok) {
+        if (m_isFolder)
+            file.copy = copyFile(path, QDateTime::fromSecsSinceEpoch(file.downloaded.value_or(0)));
         vehicle = m_vehicles.take(file.name);
         if (!vehicle)
-            vehicle = readVehicle(path, file);
-    } else if (file.status == LogFile::Ok) {
-        if (const auto card = m_cards.take(file.name))
-            takeCard(*card, file);
-        else
-            readCard(m_key, path, file);
+            vehicle = readFile(m_key, path, file);
     }
     if (file.status == LogFile::Failed)
         fail(file.name, file.reason);
@@ -254,47 +210,40 @@ LogFile::Copy KeyReader::copyFile(const QString& path, const QDateTime& time) {
         return LogFile::NotAsked;
     if (!m_copier)
         return LogFile::NotCopied;
-    const QString name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
-    switch (m_copier->copy(path, time)) {
-    case FileCopier::Copied:
-        if (!m_copier->warning().isEmpty())
-            console::error(name + QStringLiteral(": ") + m_copier->warning());
-        return LogFile::Copied;
-    case FileCopier::Kept:
-        return LogFile::Kept;
-    case FileCopier::Failed:
-        break;
+    const QString name = QFileInfo(path).fileName();
+    const FileCopier::Outcome outcome = m_copier->copy(path, time);
+    if (outcome == FileCopier::Failed) {
+        fail(name, QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()));
+        return LogFile::NotCopied;
     }
-    fail(name, QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()));
-    return LogFile::NotCopied;
+    if (!m_copier->warning().isEmpty())
+        console::error(name + QStringLiteral(": ") + m_copier->warning());
+    return outcome == FileCopier::Copied ? LogFile::Copied : LogFile::Kept;
 }
 
-void KeyReader::remount(const QString& mountDir) {
+bool KeyReader::remount(const QString& mountDir) {
     const QString reason = remountReadOnly(mountDir);
-    if (!reason.isEmpty())
-        fail({}, QStringLiteral("not remounted: ") + reason);
+    return reason.isEmpty() || fail({}, QStringLiteral("not remounted: ") + reason);
 }
 
 QString KeyReader::reasonNotOpened() const {
-    const QByteArray path = QFile::encodeName(m_path);
-    struct stat status {};
-    if (::stat(path.constData(), &status) != 0)
-        return errno == ENOENT ? QStringLiteral("no such directory")
-                               : QStringLiteral("cannot be read: ") + qt_error_string(errno);
-    if (!S_ISDIR(status.st_mode))
-        return QStringLiteral("not a directory");
-    if (::access(path.constData(), X_OK) != 0)
-        return QStringLiteral("cannot be read: ") + qt_error_string(errno);
-    return QStringLiteral("no key: it has no \"download\" directory, and no download files");
+    if (::access(QFile::encodeName(m_path + QLatin1String("/.")).constData(), X_OK) == 0)
+        return QStringLiteral("no key: it has no \"download\" directory, and no download files");
+    return errno == ENOENT    ? QStringLiteral("no such directory")
+           : errno == ENOTDIR ? QStringLiteral("not a directory")
+                              : QStringLiteral("cannot be read: ") + qt_error_string(errno);
 }
 
-void KeyReader::fail(const QString& file, const QString& reason) {
-    m_failed = true;
+bool KeyReader::fail(const QString& file, const QString& reason) {
+    ++m_failures;
     m_book.addFailure({m_path, file, reason});
-    const QString place = m_options.paths.size() > 1 || file.isEmpty() ? m_path : file;
-    console::error(place + QStringLiteral(": ") +
-                   (place == m_path && !file.isEmpty() ? file + QStringLiteral(": ") : QString()) +
-                   reason);
+    QStringList words(reason);
+    if (!file.isEmpty())
+        words.prepend(file);
+    if (file.isEmpty() || m_options.paths.size() > 1)
+        words.prepend(m_path);
+    console::error(words.join(QStringLiteral(": ")));
+    return false;
 }
 
 } // namespace readkey

@@ -4,7 +4,6 @@
 // thread.
 #pragma once
 
-#include "events.h"
 #include "filecopier.h"
 #include "keyfiles.h"
 #include "options.h"
@@ -16,19 +15,17 @@
 #include <QtCore/QMap>
 
 #include <functional>
-#include <memory>
 
 namespace readkey {
 
 class KeyReader {
 public:
     // Everything must outlive the reader. `copier` is null where nothing is to be copied or nothing
-    // can be; `events` is null unless the library's own signals are to be shown.
+    // can be; `events` is null unless the library's own signals are to be written there.
     KeyReader(const Options& options, const QString& path, LogbookBuilder& book, FileCopier* copier,
-              EventWriter* events);
+              QIODevice* events);
     ~KeyReader();
-    KeyReader(const KeyReader&) = delete;
-    KeyReader& operator=(const KeyReader&) = delete;
+    Q_DISABLE_COPY(KeyReader)
 
     // Returns whether everything that was asked for was done. `progress` hears percents.
     bool read(const std::function<void(int)>& progress);
@@ -37,40 +34,35 @@ public:
     static QString mountDirOf(const QString& path);
 
 private:
-    using DriverCards = std::vector<std::shared_ptr<scard::SCardGeneric>>;
-    using VehicleInfos = std::vector<std::shared_ptr<downloadkey::VehicleInfo>>;
-
-    static QString downloadDirOf(const QString& mountDir); // empty where there is none
     void setUpHost();
     void connectSignals();
-    void findDirectories();
-    void listDirectory();
+    void readFolder();
     bool openKey();
     void readKey();
-    void takeResults(const DriverCards& cards, const VehicleInfos& vehicles);
+    void listDirectory(const QString& directory);
     void addFiles(bool listedOnly);
     void addFile(LogFile file);
     LogFile::Copy copyFile(const QString& path, const QDateTime& time);
-    void remount(const QString& mountDir);
+    bool remount(const QString& mountDir);
     QString reasonNotOpened() const;
-    void fail(const QString& file, const QString& reason);
+    bool fail(const QString& file, const QString& reason); // returns false
 
     const Options& m_options;
     const QString m_path;
     LogbookBuilder& m_book;
     FileCopier* m_copier;
-    EventWriter* m_events;
+    QIODevice* m_events;
     aux::Configuration m_configuration;
     downloadkey::DownloadKey m_key;
     std::function<void(int)> m_progress;
-    QString m_mountDir; // empty for a folder
+    QString m_mountDir;
     QString m_downloadDir;
+    bool m_isFolder = false;
     Listing m_listing;                     // as it was when the key was opened
     QStringList m_offered;                 // names, in the library's order
-    QMap<QString, LogFile::Copy> m_copies; // by name, like these
+    QMap<QString, LogFile::Copy> m_copies; // by name, what became of them
     QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles; // that the library parsed
-    QMap<QString, std::shared_ptr<scard::SCardGeneric>> m_cards;
-    bool m_failed = false;
+    int m_failures = 0;
 };
 
 } // namespace readkey

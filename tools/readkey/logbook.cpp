@@ -37,59 +37,175 @@ Insertion insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activ
     return result;
 }
 
-auto identity(const Insertion& insertion) {
-    return std::make_tuple(insertion.vehicle, insertion.inserted, insertion.slot, insertion.driver);
+// The index of the item with this text in its member, which is added where there is none.
+template <typename Item>
+size_t indexOf(const QString& text, QString Item::*member, std::vector<Item>& items,
+               QHash<QString, size_t>& indices) {
+    const auto known = indices.constFind(text);
+    if (known != indices.constEnd())
+        return *known;
+    items.emplace_back().*member = text;
+    return *indices.insert(text, items.size() - 1);
 }
 
-// Keeps of equal insertions the one that comes first: a closed one before open ones, then by file
-// rank.
-template <typename Iterator, typename Rank>
-Iterator mergeEqual(Iterator begin, Iterator end, Rank rank) {
-    std::stable_sort(begin, end, [&rank](const Insertion& a, const Insertion& b) {
-        return std::make_tuple(identity(a), !a.withdrawn, rank(a)) <
-               std::make_tuple(identity(b), !b.withdrawn, rank(b));
+// Orders the insertions from `begin` on, and keeps of equal ones the one from the newest download
+// that closes it.
+void mergeEqual(Logbook& book, size_t begin) {
+    const auto identity = [](const Insertion& a) {
+        return std::make_tuple(a.vehicle, a.inserted, a.slot, a.driver);
+    };
+    const auto rank = [&book](const Insertion& a) {
+        return std::make_tuple(!a.withdrawn, -book.files[a.file].downloaded.value_or(0));
+    };
+    std::vector<Insertion>& all = book.insertions;
+    const auto first = all.begin() + static_cast<std::ptrdiff_t>(begin);
+    std::stable_sort(first, all.end(), [&](const Insertion& a, const Insertion& b) {
+        const auto aIdentity = identity(a);
+        const auto bIdentity = identity(b);
+        return aIdentity == bIdentity ? rank(a) < rank(b) : aIdentity < bIdentity;
     });
-    return std::unique(begin, end, [](const Insertion& a, const Insertion& b) {
-        return identity(a) == identity(b);
-    });
+    all.erase(std::unique(first, all.end(),
+                          [&identity](const Insertion& a, const Insertion& b) {
+                              return identity(a) == identity(b);
+                          }),
+              all.end());
 }
 
-// Sorts `items`, drops those that are not wanted, and returns for each old index the new one, or
-// -1.
-template <typename Item, typename Key>
-std::vector<int> sortWanted(std::vector<Item>& items, const std::vector<bool>& wanted, Key key) {
-    std::vector<size_t> order;
-    for (size_t i = 0; i < items.size(); ++i) {
-        if (wanted[i])
-            order.push_back(i);
+// The insertions are ordered by vehicle and time.
+void findGaps(Logbook& book) {
+    const Insertion* before = nullptr;
+    for (const Insertion& insertion : book.insertions) {
+        if (insertion.slot != driverSlot)
+            continue;
+        if (before && before->vehicle == insertion.vehicle && before->withdrawn &&
+            before->odometerAtWithdrawal && insertion.odometerAtInsertion &&
+            *before->withdrawn <= insertion.inserted &&
+            *before->odometerAtWithdrawal < *insertion.odometerAtInsertion)
+            book.gaps.push_back({insertion.vehicle, *before->withdrawn, insertion.inserted,
+                                 *before->odometerAtWithdrawal, *insertion.odometerAtInsertion});
+        before = &insertion;
     }
+}
+
+// By index, which are to be shown.
+struct Wanted {
+    std::vector<bool> vehicles;
+    std::vector<bool> drivers;
+};
+
+Wanted wantedNames(const Logbook& book, const Filter& filter) {
+    const auto withoutBlanks = [](QString text) { return text.remove(QLatin1Char(' ')); };
+    const QString plate = withoutBlanks(filter.plate);
+    Wanted result;
+    for (const VehicleSummary& vehicle : book.vehicles)
+        result.vehicles.push_back(
+            withoutBlanks(vehicle.plate).contains(plate, Qt::CaseInsensitive));
+    for (const DriverSummary& driver : book.drivers)
+        result.drivers.push_back(driver.name.contains(filter.driver, Qt::CaseInsensitive) ||
+                                 driver.cardNumber.contains(filter.driver, Qt::CaseInsensitive));
+    return result;
+}
+
+template <typename Item, typename IsWanted>
+void removeUnless(std::vector<Item>& items, IsWanted isWanted) {
+    items.erase(std::remove_if(items.begin(), items.end(),
+                               [&](const Item& item) { return !isWanted(item); }),
+                items.end());
+}
+
+void filterRecords(Logbook& book, const Filter& filter, const Wanted& wanted) {
+    const auto overlaps = [&filter](qint64 from, qint64 to) {
+        return (!filter.from || to >= *filter.from) && (!filter.to || from < *filter.to);
+    };
+    removeUnless(book.insertions, [&](const Insertion& insertion) {
+        // An open one lasts until the download that it was taken from, as far as anyone knows.
+        const qint64 end = insertion.withdrawn.value_or(
+            book.files[insertion.file].downloaded.value_or(insertion.inserted));
+        return wanted.vehicles[insertion.vehicle] && wanted.drivers[insertion.driver] &&
+               overlaps(insertion.inserted, std::max(insertion.inserted, end));
+    });
+    // A stretch without a card is no driver's.
+    removeUnless(book.gaps, [&](const Gap& gap) {
+        return wanted.vehicles[gap.vehicle] && filter.driver.isEmpty() &&
+               overlaps(gap.from, gap.to);
+    });
+}
+
+// What has no insertions is shown where nothing was asked that only insertions can answer.
+void addOwners(Wanted& wanted, const Logbook& book, const Filter& filter) {
+    if (filter.from || filter.to || !filter.driver.isEmpty())
+        wanted.vehicles.assign(wanted.vehicles.size(), false);
+    if (filter.from || filter.to || !filter.plate.isEmpty())
+        wanted.drivers.assign(wanted.drivers.size(), false);
+    for (const Insertion& insertion : book.insertions) {
+        wanted.vehicles[insertion.vehicle] = true;
+        wanted.drivers[insertion.driver] = true;
+    }
+    for (const Gap& gap : book.gaps)
+        wanted.vehicles[gap.vehicle] = true;
+}
+
+// Sorts `items` by name, drops those that are not wanted, and returns for each old index the new
+// one.
+template <typename Item>
+std::vector<size_t> sortWanted(std::vector<Item>& items, const std::vector<bool>& wanted,
+                               QString Item::*name) {
+    std::vector<size_t> order(items.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    removeUnless(order, [&wanted](size_t i) { return wanted[i]; });
     std::sort(order.begin(), order.end(),
-              [&](size_t a, size_t b) { return key(items[a]) < key(items[b]); });
-    std::vector<int> newIndex(items.size(), -1);
+              [&](size_t a, size_t b) { return items[a].*name < items[b].*name; });
+    std::vector<size_t> newIndex(items.size());
     std::vector<Item> sorted;
     for (const size_t i : order) {
-        newIndex[i] = static_cast<int>(sorted.size());
+        newIndex[i] = sorted.size();
         sorted.push_back(std::move(items[i]));
     }
     items = std::move(sorted);
     return newIndex;
 }
 
-size_t index(int number) {
-    return static_cast<size_t>(number);
+// Brings everything into its order, without vehicles and drivers that are not wanted.
+void arrange(Logbook& book, const Wanted& wanted) {
+    const auto vehicles = sortWanted(book.vehicles, wanted.vehicles, &VehicleSummary::plate);
+    const auto drivers = sortWanted(book.drivers, wanted.drivers, &DriverSummary::name);
+    for (Insertion& insertion : book.insertions) {
+        insertion.vehicle = vehicles[insertion.vehicle];
+        insertion.driver = drivers[insertion.driver];
+    }
+    for (Gap& gap : book.gaps)
+        gap.vehicle = vehicles[gap.vehicle];
+    // The order by time within a vehicle stays.
+    const auto byVehicle = [](const auto& a, const auto& b) { return a.vehicle < b.vehicle; };
+    std::stable_sort(book.insertions.begin(), book.insertions.end(), byVehicle);
+    std::stable_sort(book.gaps.begin(), book.gaps.end(), byVehicle);
 }
 
-template <typename Items, typename IsWanted>
-void removeUnless(Items& items, IsWanted isWanted) {
-    items.erase(std::remove_if(items.begin(), items.end(),
-                               [&](const auto& item) { return !isWanted(item); }),
-                items.end());
-}
-
-void insertSorted(std::vector<int>& numbers, int number) {
-    const auto place = std::lower_bound(numbers.begin(), numbers.end(), number);
-    if (place == numbers.end() || *place != number)
-        numbers.insert(place, number);
+void sumUp(Logbook& book) {
+    for (const Insertion& insertion : book.insertions) {
+        VehicleSummary& vehicle = book.vehicles[insertion.vehicle];
+        DriverSummary& driver = book.drivers[insertion.driver];
+        ++vehicle.insertions;
+        ++driver.insertions;
+        vehicle.drivers.insert(insertion.driver);
+        driver.vehicles.insert(insertion.vehicle);
+        driver.seconds += insertion.duration();
+        if (insertion.slot != driverSlot)
+            continue;
+        vehicle.seconds += insertion.duration();
+        vehicle.kilometres += insertion.distance().value_or(0);
+        driver.kilometres += insertion.distance().value_or(0);
+    }
+    for (const Gap& gap : book.gaps)
+        book.vehicles[gap.vehicle].kilometresWithoutCard +=
+            qint64{gap.toOdometer} - gap.fromOdometer;
+    const auto isOverdue = [&book](std::optional<qint64> download, qint64 days) {
+        return download && book.newestDownload.value_or(0) - *download > days * secondsPerDay;
+    };
+    for (VehicleSummary& vehicle : book.vehicles)
+        vehicle.overdue = isOverdue(vehicle.lastDownload, vehicleDownloadDays);
+    for (DriverSummary& driver : book.drivers)
+        driver.overdue = isOverdue(driver.cardDownload, cardDownloadDays);
 }
 
 } // namespace
@@ -105,58 +221,28 @@ qint64 Insertion::duration() const {
     return withdrawn ? std::max(*withdrawn - inserted, qint64{0}) : 0;
 }
 
-LogbookBuilder::LogbookBuilder(Filter filter)
-    : m_filter(std::move(filter)) {}
-
-int LogbookBuilder::vehicleOf(const QString& plate) {
-    const auto known = m_vehicles.constFind(plate);
-    if (known != m_vehicles.constEnd())
-        return *known;
-    const int index = static_cast<int>(m_book.vehicles.size());
-    m_book.vehicles.emplace_back();
-    m_book.vehicles.back().plate = plate;
-    m_vehicles.insert(plate, index);
-    return index;
-}
-
-int LogbookBuilder::driverOf(const QString& name) {
-    const auto known = m_drivers.constFind(name);
-    if (known != m_drivers.constEnd())
-        return *known;
-    const int index = static_cast<int>(m_book.drivers.size());
-    m_book.drivers.emplace_back();
-    m_book.drivers.back().name = name.isEmpty() ? QStringLiteral("-") : name;
-    m_drivers.insert(name, index);
-    return index;
-}
-
 void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
     file.plate = info.getPlateString();
-    file.vehicle = vehicleOf(file.plate);
-    const qint64 time = file.downloaded.isValid() ? file.downloaded.toSecsSinceEpoch() : 0;
-    VehicleSummary& vehicle = m_book.vehicles[index(file.vehicle)];
-    vehicle.lastDownload = std::max(vehicle.lastDownload, time);
-    m_book.newestDownload = std::max(m_book.newestDownload, time);
-
-    QHash<QString, int> drivers; // most holders come again and again
-    std::vector<Insertion>& insertions = m_book.insertions;
-    const auto begin = static_cast<std::ptrdiff_t>(insertions.size());
-    for (const auto& activity : info.getDriverActivities()) {
-        auto driver = drivers.find(activity.holderName);
-        if (driver == drivers.end())
-            driver = drivers.insert(activity.holderName, driverOf(driverName(activity.holderName)));
-        insertions.push_back(insertionOf(activity));
-        insertions.back().vehicle = file.vehicle;
-        insertions.back().driver = *driver;
-        insertions.back().file = static_cast<int>(m_book.files.size());
-    }
-    const auto end = mergeEqual(insertions.begin() + begin, insertions.end(),
-                                [](const Insertion& /*insertion*/) { return 0; });
-    const auto count = static_cast<size_t>(end - insertions.begin() - begin);
-    insertions.erase(end, insertions.end());
-    file.contents = (file.plate.isEmpty() ? QStringLiteral("-") : file.plate) +
-                    QStringLiteral(", ") + counted(count, "insertion");
+    const size_t index = indexOf(file.plate, &VehicleSummary::plate, m_book.vehicles, m_vehicles);
+    VehicleSummary& vehicle = m_book.vehicles[index];
+    vehicle.lastDownload = std::max(vehicle.lastDownload, file.downloaded);
+    m_book.newestDownload = std::max(m_book.newestDownload, file.downloaded);
     m_book.files.push_back(std::move(file));
+
+    QHash<QString, size_t> drivers; // most holders come again and again
+    const size_t begin = m_book.insertions.size();
+    for (const auto& activity : info.getDriverActivities()) {
+        auto driver = drivers.constFind(activity.holderName);
+        if (driver == drivers.constEnd())
+            driver = drivers.insert(activity.holderName, driverOf(driverName(activity.holderName)));
+        Insertion& insertion = m_book.insertions.emplace_back(insertionOf(activity));
+        insertion.vehicle = index;
+        insertion.driver = *driver;
+        insertion.file = m_book.files.size() - 1;
+    }
+    mergeEqual(m_book, begin);
+    m_book.files.back().contents = orDash(vehicle.plate) + QStringLiteral(", ") +
+                                   counted(m_book.insertions.size() - begin, "insertion");
 }
 
 void LogbookBuilder::addFile(LogFile file) {
@@ -171,167 +257,35 @@ void LogbookBuilder::addFile(LogFile file) {
 
 void LogbookBuilder::takeCard(LogFile& file) {
     file.contents = cardTypeName(file.cardType) + QStringLiteral(" card");
-    const qint64 time = file.downloaded.isValid() ? file.downloaded.toSecsSinceEpoch() : 0;
-    m_book.newestDownload = std::max(m_book.newestDownload, time);
+    m_book.newestDownload = std::max(m_book.newestDownload, file.downloaded);
     if (!isDriverCard(file.cardType))
         return;
     file.holder = file.holder.simplified();
     file.contents += QLatin1Char(' ') + file.cardNumber + QLatin1Char(' ') + file.holder;
-    file.driver = driverOf(file.holder);
-    DriverSummary& driver = m_book.drivers[index(file.driver)];
-    if (driver.cardDownload && *driver.cardDownload >= time)
+    DriverSummary& driver = m_book.drivers[driverOf(file.holder)];
+    if (driver.cardDownload >= file.downloaded)
         return;
-    driver.cardDownload = time;
+    driver.cardDownload = file.downloaded;
     driver.cardNumber = file.cardNumber;
     driver.cardGeneration = file.cardGeneration;
 }
 
-Logbook LogbookBuilder::finish() {
-    mergeInsertions();
-    findGaps();
-    applyFilter();
-    arrange();
-    sumUp();
+size_t LogbookBuilder::driverOf(const QString& name) {
+    return indexOf(name, &DriverSummary::name, m_book.drivers, m_drivers);
+}
+
+Logbook LogbookBuilder::finish(const Filter& filter) {
+    mergeEqual(m_book, 0);
+    m_book.insertionsFound = m_book.insertions.size();
+    findGaps(m_book);
+    Wanted wanted = wantedNames(m_book, filter);
+    filterRecords(m_book, filter, wanted);
+    addOwners(wanted, m_book, filter);
+    arrange(m_book, wanted);
+    sumUp(m_book);
     m_vehicles.clear();
     m_drivers.clear();
     return std::move(m_book);
-}
-
-void LogbookBuilder::mergeInsertions() {
-    std::vector<int> byAge(m_book.files.size());
-    std::iota(byAge.begin(), byAge.end(), 0);
-    std::stable_sort(byAge.begin(), byAge.end(), [this](int a, int b) {
-        const auto time = [this](int i) { return m_book.files[index(i)].downloaded; };
-        return time(b) < time(a);
-    });
-    std::vector<int> rank(byAge.size());
-    for (size_t i = 0; i < byAge.size(); ++i)
-        rank[index(byAge[i])] = static_cast<int>(i);
-    std::vector<Insertion>& insertions = m_book.insertions;
-    insertions.erase(
-        mergeEqual(insertions.begin(), insertions.end(),
-                   [&rank](const Insertion& insertion) { return rank[index(insertion.file)]; }),
-        insertions.end());
-    m_book.insertionsFound = insertions.size();
-}
-
-// The insertions are ordered by vehicle and time.
-void LogbookBuilder::findGaps() {
-    const Insertion* before = nullptr;
-    for (const Insertion& insertion : m_book.insertions) {
-        if (insertion.slot != driverSlot)
-            continue;
-        if (before && before->vehicle == insertion.vehicle && before->withdrawn &&
-            before->odometerAtWithdrawal && insertion.odometerAtInsertion &&
-            *before->withdrawn <= insertion.inserted &&
-            *before->odometerAtWithdrawal < *insertion.odometerAtInsertion)
-            m_book.gaps.push_back({insertion.vehicle, *before->withdrawn, insertion.inserted,
-                                   *before->odometerAtWithdrawal, *insertion.odometerAtInsertion});
-        before = &insertion;
-    }
-}
-
-void LogbookBuilder::applyFilter() {
-    const QString plate = QString(m_filter.plate).remove(QLatin1Char(' '));
-    for (const VehicleSummary& vehicle : m_book.vehicles)
-        m_vehicleWanted.push_back(
-            QString(vehicle.plate).remove(QLatin1Char(' ')).contains(plate, Qt::CaseInsensitive));
-    for (const DriverSummary& driver : m_book.drivers)
-        m_driverWanted.push_back(driver.name.contains(m_filter.driver, Qt::CaseInsensitive) ||
-                                 driver.cardNumber.contains(m_filter.driver, Qt::CaseInsensitive));
-    if (m_filter.isActive()) {
-        removeUnless(m_book.insertions,
-                     [this](const Insertion& insertion) { return isWanted(insertion); });
-        removeUnless(m_book.gaps, [this](const Gap& gap) { return isWanted(gap); });
-    }
-    // What has no insertions is shown where nothing was asked that only insertions can answer.
-    if (m_filter.from || m_filter.to || !m_filter.driver.isEmpty())
-        m_vehicleWanted.assign(m_vehicleWanted.size(), false);
-    if (m_filter.from || m_filter.to || !m_filter.plate.isEmpty())
-        m_driverWanted.assign(m_driverWanted.size(), false);
-    for (const Insertion& insertion : m_book.insertions) {
-        m_vehicleWanted[index(insertion.vehicle)] = true;
-        m_driverWanted[index(insertion.driver)] = true;
-    }
-    for (const Gap& gap : m_book.gaps)
-        m_vehicleWanted[index(gap.vehicle)] = true;
-}
-
-bool LogbookBuilder::isWanted(const Insertion& insertion) const {
-    // An open insertion lasts until the download that it was taken from, as far as anyone knows.
-    const QDateTime& seen = m_book.files[index(insertion.file)].downloaded;
-    const qint64 end =
-        insertion.withdrawn.value_or(seen.isValid() ? seen.toSecsSinceEpoch() : insertion.inserted);
-    return m_vehicleWanted[index(insertion.vehicle)] && m_driverWanted[index(insertion.driver)] &&
-           overlaps(insertion.inserted, std::max(insertion.inserted, end));
-}
-
-// A stretch without a card is no driver's.
-bool LogbookBuilder::isWanted(const Gap& gap) const {
-    return m_vehicleWanted[index(gap.vehicle)] && m_filter.driver.isEmpty() &&
-           overlaps(gap.from, gap.to);
-}
-
-bool LogbookBuilder::overlaps(qint64 from, qint64 to) const {
-    return (!m_filter.from || to >= *m_filter.from) && (!m_filter.to || from < *m_filter.to);
-}
-
-// Brings everything into its order, without vehicles and drivers that are not wanted.
-void LogbookBuilder::arrange() {
-    const std::vector<int> vehicles =
-        sortWanted(m_book.vehicles, m_vehicleWanted,
-                   [](const VehicleSummary& vehicle) -> const QString& { return vehicle.plate; });
-    const std::vector<int> drivers =
-        sortWanted(m_book.drivers, m_driverWanted,
-                   [](const DriverSummary& driver) -> const QString& { return driver.name; });
-    for (LogFile& file : m_book.files) {
-        file.vehicle = file.vehicle < 0 ? -1 : vehicles[index(file.vehicle)];
-        file.driver = file.driver < 0 ? -1 : drivers[index(file.driver)];
-    }
-    for (Insertion& insertion : m_book.insertions) {
-        insertion.vehicle = vehicles[index(insertion.vehicle)];
-        insertion.driver = drivers[index(insertion.driver)];
-    }
-    for (Gap& gap : m_book.gaps)
-        gap.vehicle = vehicles[index(gap.vehicle)];
-    // The order by time within a vehicle stays.
-    const auto byVehicle = [](const auto& a, const auto& b) { return a.vehicle < b.vehicle; };
-    std::stable_sort(m_book.insertions.begin(), m_book.insertions.end(), byVehicle);
-    std::stable_sort(m_book.gaps.begin(), m_book.gaps.end(), byVehicle);
-}
-
-void LogbookBuilder::sumUp() {
-    for (size_t i = 0; i < m_book.insertions.size(); ++i) {
-        const Insertion& insertion = m_book.insertions[i];
-        VehicleSummary& vehicle = m_book.vehicles[index(insertion.vehicle)];
-        DriverSummary& driver = m_book.drivers[index(insertion.driver)];
-        vehicle.insertions.push_back(static_cast<int>(i));
-        driver.insertions.push_back(static_cast<int>(i));
-        insertSorted(vehicle.drivers, insertion.driver);
-        insertSorted(driver.vehicles, insertion.vehicle);
-        driver.seconds += insertion.duration();
-        if (insertion.slot != driverSlot)
-            continue;
-        vehicle.seconds += insertion.duration();
-        vehicle.kilometres += insertion.distance().value_or(0);
-        driver.kilometres += insertion.distance().value_or(0);
-    }
-    for (size_t i = 0; i < m_book.gaps.size(); ++i) {
-        const Gap& gap = m_book.gaps[i];
-        VehicleSummary& vehicle = m_book.vehicles[index(gap.vehicle)];
-        vehicle.gaps.push_back(static_cast<int>(i));
-        vehicle.kilometresWithoutCard += qint64{gap.toOdometer} - gap.fromOdometer;
-    }
-    for (VehicleSummary& vehicle : m_book.vehicles)
-        vehicle.overdue =
-            m_book.newestDownload - vehicle.lastDownload > vehicleDownloadDays * secondsPerDay;
-    for (DriverSummary& driver : m_book.drivers) {
-        driver.overdue = driver.cardDownload && m_book.newestDownload - *driver.cardDownload >
-                                                    cardDownloadDays * secondsPerDay;
-        std::sort(driver.insertions.begin(), driver.insertions.end(), [this](int a, int b) {
-            return m_book.insertions[index(a)].inserted < m_book.insertions[index(b)].inserted;
-        });
-    }
 }
 
 } // namespace readkey

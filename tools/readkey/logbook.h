@@ -5,11 +5,11 @@
 // (plate, slot, insertion time, holder), taken from the newest download that closes it.
 #pragma once
 
-#include <QtCore/QDateTime>
 #include <QtCore/QHash>
 #include <QtCore/QString>
 
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace downloadkey {
@@ -29,11 +29,9 @@ struct LogFile {
     Kind kind = Other;
     Status status = Ok;
     Copy copy = NotAsked;
-    QDateTime downloaded; // invalid if the name carries none
-    QString reason;       // why it failed or was skipped, in plain words
-    QString contents;     // "driver card DF... Jo Sample", "AB 100 CD, 24 insertions", "failed"
-    int driver = -1;      // driver card: index into drivers; -1 if filters leave it out
-    int vehicle = -1;     // vehicle-unit file: index into vehicles; -1 if filters leave it out
+    std::optional<qint64> downloaded; // seconds since 1970 UTC; none if the name carries none
+    QString reason;                   // why it failed or was skipped, in plain words
+    QString contents; // "driver card DF... Jo Sample", "AB 100 CD, 24 insertions", "failed"
 
     int cardType = 0; // as the card library numbers them; 0: no card
     int cardGeneration = 0;
@@ -43,14 +41,14 @@ struct LogFile {
 };
 
 struct Insertion {
-    int vehicle = 0;
-    int driver = 0;
+    size_t vehicle = 0; // index into vehicles, and so on
+    size_t driver = 0;
     quint16 slot = 0;                // 0 driver, 1 co-driver; others as the file has them
     qint64 inserted = 0;             // seconds since 1970 UTC
     std::optional<qint64> withdrawn; // none: not withdrawn when the vehicle was downloaded
     std::optional<quint32> odometerAtInsertion; // kilometres
     std::optional<quint32> odometerAtWithdrawal;
-    int file = 0; // index into files: where it was taken from
+    size_t file = 0; // where it was taken from
 
     // Kilometres; none where a value is missing or runs back.
     std::optional<qint64> distance() const;
@@ -60,7 +58,7 @@ struct Insertion {
 
 // Kilometres that a vehicle was driven without a card in the driver's slot.
 struct Gap {
-    int vehicle = 0;
+    size_t vehicle = 0;
     qint64 from = 0; // the withdrawal before, the insertion after
     qint64 to = 0;
     quint32 fromOdometer = 0;
@@ -69,26 +67,25 @@ struct Gap {
 
 struct VehicleSummary {
     QString plate;
-    qint64 lastDownload = 0;     // 0: unknown
-    bool overdue = false;        // at the newest download of all
-    std::vector<int> insertions; // ordered by time, like the gaps
-    std::vector<int> gaps;
-    std::vector<int> drivers; // ordered by name
-    qint64 kilometres = 0;    // with a card in the driver's slot
-    qint64 seconds = 0;       // likewise
+    std::optional<qint64> lastDownload;
+    bool overdue = false; // at the newest download of all
+    qint64 insertions = 0;
+    std::set<size_t> drivers;
+    qint64 kilometres = 0; // with a card in the driver's slot
+    qint64 seconds = 0;    // likewise
     qint64 kilometresWithoutCard = 0;
 };
 
 struct DriverSummary {
-    QString name; // "first names surname", "-" if blank
+    QString name; // "first names surname"
     QString cardNumber;
     int cardGeneration = 0;
     std::optional<qint64> cardDownload; // the newest
     bool overdue = false;
-    std::vector<int> insertions; // ordered by time
-    std::vector<int> vehicles;   // ordered by plate
-    qint64 kilometres = 0;       // in the driver's slot
-    qint64 seconds = 0;          // in any slot
+    qint64 insertions = 0;
+    std::set<size_t> vehicles;
+    qint64 kilometres = 0; // in the driver's slot
+    qint64 seconds = 0;    // in any slot
 };
 
 struct Failure {
@@ -107,6 +104,11 @@ struct Filter {
     bool isActive() const { return !plate.isEmpty() || !driver.isEmpty() || from || to; }
 };
 
+// The words for a file's kind, status and copy; empty where there is none.
+constexpr const char* kindNames[] = {"card", "vehicle", ""};
+constexpr const char* statusNames[] = {"ok", "failed", "skipped"};
+constexpr const char* copyNames[] = {"", "copied", "kept", "failed"};
+
 constexpr quint16 driverSlot = 0;
 
 // A vehicle's data must be downloaded every 90 days, a driver card's every 28.
@@ -116,20 +118,18 @@ constexpr qint64 cardDownloadDays = 28;
 
 struct Logbook {
     std::vector<LogFile> files; // key by key: cards, vehicles, each newest first, then the rest
-    std::vector<Insertion> insertions; // by plate, then time
-    std::vector<Gap> gaps;
+    std::vector<Insertion> insertions;    // by plate, then time
+    std::vector<Gap> gaps;                // likewise
     std::vector<VehicleSummary> vehicles; // by plate
     std::vector<DriverSummary> drivers;   // by name
     std::vector<Failure> failures;
-    qint64 newestDownload = 0;  // of the files that could be read; ages are told against it
-    size_t otherEntries = 0;    // of the keys, that do not look like downloads
-    size_t insertionsFound = 0; // with those that the filter leaves out
+    std::optional<qint64> newestDownload; // of the files that could be read: ages count from it
+    size_t otherEntries = 0;              // of the keys, that do not look like downloads
+    size_t insertionsFound = 0;           // with those that the filter leaves out
 };
 
 class LogbookBuilder {
 public:
-    explicit LogbookBuilder(Filter filter);
-
     // A vehicle-unit file that could be read.
     void addVehicle(LogFile file, downloadkey::VehicleInfo& vehicle);
     // Any other file. A failed one, or one that could not be copied, needs a failure of its own.
@@ -138,27 +138,15 @@ public:
     void addOtherEntries(size_t count) { m_book.otherEntries += count; }
 
     // Merges, filters and adds up. The builder is empty afterwards.
-    Logbook finish();
+    Logbook finish(const Filter& filter);
 
 private:
-    int vehicleOf(const QString& plate);
-    int driverOf(const QString& name);
+    size_t driverOf(const QString& name);
     void takeCard(LogFile& file);
-    void mergeInsertions();
-    void findGaps();
-    void applyFilter();
-    bool isWanted(const Insertion& insertion) const;
-    bool isWanted(const Gap& gap) const;
-    bool overlaps(qint64 from, qint64 to) const;
-    void arrange();
-    void sumUp();
 
-    Filter m_filter;
     Logbook m_book;
-    QHash<QString, int> m_vehicles;
-    QHash<QString, int> m_drivers;
-    std::vector<bool> m_vehicleWanted; // by index
-    std::vector<bool> m_driverWanted;
+    QHash<QString, size_t> m_vehicles; // indices by plate
+    QHash<QString, size_t> m_drivers;  // by name
 };
 
 } // namespace readkey

@@ -33,7 +33,7 @@ std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& b
     return nullptr;
 }
 
-bool readKeys(const Options& options, LogbookBuilder& book, EventWriter* events) {
+bool readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
     const std::unique_ptr<FileCopier> copier = openCopier(options, book);
     bool isComplete = copier || options.copyTo.isEmpty();
     const int count = options.paths.size();
@@ -68,14 +68,13 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
 // Reads the keys one after another into a logbook and shows it. Where the user interrupts, nothing
 // is shown.
 int run(const Options& options, StandardOutput& out) {
-    LogbookBuilder builder(options.filter);
-    EventWriter events(out);
-    const bool isComplete = readKeys(options, builder, options.view ? nullptr : &events);
+    LogbookBuilder builder;
+    const bool isComplete = readKeys(options, builder, options.view ? nullptr : &out);
     if (console::interruption() != 0) {
         console::error(QStringLiteral("interrupted, nothing is complete"));
         return ExitFailure;
     }
-    const bool isShown = !options.view || show(builder.finish(), options, out);
+    const bool isShown = !options.view || show(builder.finish(options.filter), options, out);
     return isComplete && isShown ? ExitSuccess : ExitFailure;
 }
 

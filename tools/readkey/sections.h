@@ -14,7 +14,4 @@ QString openingText(const Logbook& book, const Options& options);
 // Every file with what is in it, what failed in plain words, and a line that counts it all.
 QString closingText(const Logbook& book, const Clock& clock, const Paper& paper);
 
-// "-" for what is not known.
-QString orDash(const QString& text);
-
 } // namespace readkey

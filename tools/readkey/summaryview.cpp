@@ -7,8 +7,10 @@ namespace readkey {
 namespace {
 
 // "95 d", and whether a download is due since.
-QString ageText(const Logbook& book, qint64 download, bool isOverdue) {
-    return QString::number((book.newestDownload - download) / secondsPerDay) +
+QString ageText(const Logbook& book, std::optional<qint64> download, bool isOverdue) {
+    if (!download || !book.newestDownload)
+        return QStringLiteral("-");
+    return QString::number((*book.newestDownload - *download) / secondsPerDay) +
            QLatin1String(isOverdue ? " d overdue" : " d");
 }
 
@@ -17,8 +19,6 @@ QString hours(qint64 seconds) {
 }
 
 QString vehiclesText(const Logbook& book, const Clock& clock, const Paper& paper) {
-    if (book.vehicles.empty())
-        return paper.heading(QStringLiteral("Vehicles: none")) + QLatin1Char('\n');
     Table table({{"Vehicle", Table::Column::Name},
                  {"Downloaded"},
                  {"Age"},
@@ -27,23 +27,17 @@ QString vehiclesText(const Logbook& book, const Clock& clock, const Paper& paper
                  {"Hours", Table::Column::Right},
                  {"km", Table::Column::Right},
                  {"km without card", Table::Column::Right}});
-    for (const VehicleSummary& vehicle : book.vehicles) {
-        const bool isKnown = vehicle.lastDownload != 0;
-        table.addRow(
-            {orDash(vehicle.plate),
-             isKnown ? clock.minute(vehicle.lastDownload) : QStringLiteral("-"),
-             isKnown ? ageText(book, vehicle.lastDownload, vehicle.overdue) : QStringLiteral("-"),
-             QString::number(vehicle.insertions.size()), QString::number(vehicle.drivers.size()),
-             hours(vehicle.seconds), QString::number(vehicle.kilometres),
-             QString::number(vehicle.kilometresWithoutCard)},
-            vehicle.overdue);
-    }
-    return paper.heading(QStringLiteral("Vehicles")) + QLatin1Char('\n') + table.text(paper);
+    for (const VehicleSummary& vehicle : book.vehicles)
+        table.addRow({orDash(vehicle.plate), clock.minute(vehicle.lastDownload),
+                      ageText(book, vehicle.lastDownload, vehicle.overdue),
+                      QString::number(vehicle.insertions), QString::number(vehicle.drivers.size()),
+                      hours(vehicle.seconds), QString::number(vehicle.kilometres),
+                      QString::number(vehicle.kilometresWithoutCard)},
+                     vehicle.overdue);
+    return table.section("Vehicles", paper);
 }
 
 QString driversText(const Logbook& book, const Clock& clock, const Paper& paper) {
-    if (book.drivers.empty())
-        return paper.heading(QStringLiteral("Drivers: none")) + QLatin1Char('\n');
     Table table({{"Driver", Table::Column::Name},
                  {"Card downloaded"},
                  {"Age"},
@@ -51,23 +45,19 @@ QString driversText(const Logbook& book, const Clock& clock, const Paper& paper)
                  {"Vehicles", Table::Column::Right},
                  {"Hours", Table::Column::Right},
                  {"km", Table::Column::Right}});
-    for (const DriverSummary& driver : book.drivers) {
-        table.addRow(
-            {driver.name,
-             driver.cardDownload ? clock.minute(*driver.cardDownload) : QStringLiteral("-"),
-             driver.cardDownload ? ageText(book, *driver.cardDownload, driver.overdue)
-                                 : QStringLiteral("-"),
-             QString::number(driver.insertions.size()), QString::number(driver.vehicles.size()),
-             hours(driver.seconds), QString::number(driver.kilometres)},
-            driver.overdue);
-    }
-    return paper.heading(QStringLiteral("Drivers")) + QLatin1Char('\n') + table.text(paper);
+    for (const DriverSummary& driver : book.drivers)
+        table.addRow({orDash(driver.name), clock.minute(driver.cardDownload),
+                      ageText(book, driver.cardDownload, driver.overdue),
+                      QString::number(driver.insertions), QString::number(driver.vehicles.size()),
+                      hours(driver.seconds), QString::number(driver.kilometres)},
+                     driver.overdue);
+    return table.section("Drivers", paper);
 }
 
 } // namespace
 
 void writeSummary(const Logbook& book, const Options& options, QIODevice& out) {
-    const Clock clock(options.utc);
+    const Clock clock{options.utc};
     const Paper paper = Paper::ofStandardOutput();
     const QChar newline = QLatin1Char('\n');
     out.write((openingText(book, options) + newline + vehiclesText(book, clock, paper) + newline +

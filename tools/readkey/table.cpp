@@ -1,10 +1,12 @@
 #include "table.h"
 
-#include "console.h"
 #include "text.h"
 
 #include <algorithm>
 #include <numeric>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace readkey {
 
@@ -23,7 +25,12 @@ QString shortened(const QString& text, int width) {
 } // namespace
 
 Paper Paper::ofStandardOutput() {
-    return {StandardOutput::width(), StandardOutput::isColoured()};
+    winsize size{};
+    const bool isTerminal = ::isatty(STDOUT_FILENO) == 1;
+    if (isTerminal)
+        ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
+    return {size.ws_col,
+            isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb"};
 }
 
 QString Paper::fitting(const QString& line) const {
@@ -31,8 +38,9 @@ QString Paper::fitting(const QString& line) const {
 }
 
 QString Paper::heading(const QString& line) const {
-    return isColoured ? QLatin1String("\033[1m") + fitting(line) + QLatin1String("\033[0m")
-                      : fitting(line);
+    const QString text = fitting(line);
+    return (isColoured ? QLatin1String("\033[1m") + text + QLatin1String("\033[0m") : text) +
+           QLatin1Char('\n');
 }
 
 QString Paper::alarm(const QString& text) const {
@@ -104,13 +112,17 @@ QString Table::line(size_t row, const std::vector<int>& widths, bool onTerminal)
 
 QString Table::text(const Paper& paper) const {
     const std::vector<int> widths = columnWidths(paper);
-    QString result;
-    for (size_t row = 0; row < m_alarms.size(); ++row) {
+    QString result = paper.heading(line(0, widths, paper.width > 0));
+    for (size_t row = 1; row < m_alarms.size(); ++row) {
         const QString text = paper.fitting(line(row, widths, paper.width > 0));
-        result += m_alarms[row] ? paper.alarm(text) : row == 0 ? paper.heading(text) : text;
-        result += QLatin1Char('\n');
+        result += (m_alarms[row] ? paper.alarm(text) : text) + QLatin1Char('\n');
     }
     return result;
+}
+
+QString Table::section(const char* title, const Paper& paper) const {
+    return isEmpty() ? paper.heading(QLatin1String(title) + QLatin1String(": none"))
+                     : paper.heading(QLatin1String(title)) + text(paper);
 }
 
 } // namespace readkey

@@ -15,7 +15,7 @@ struct Paper {
 
     static Paper ofStandardOutput();
     QString fitting(const QString& line) const; // cut to the terminal's width
-    QString heading(const QString& line) const; // likewise
+    QString heading(const QString& line) const; // likewise, with the end of its line
     QString alarm(const QString& text) const;
 };
 
@@ -32,7 +32,10 @@ public:
 
     // One cell for each column.
     void addRow(const std::vector<QString>& cells, bool isAlarm = false);
+    bool isEmpty() const { return m_alarms.size() == 1; }
     QString text(const Paper& paper) const;
+    // With a heading; "TITLE: none" where there are no rows.
+    QString section(const char* title, const Paper& paper) const;
 
 private:
     struct Cell {

@@ -7,8 +7,6 @@ namespace readkey {
 namespace {
 
 QString driversText(const Logbook& book, const Clock& clock, const Paper& paper) {
-    if (book.drivers.empty())
-        return paper.heading(QStringLiteral("Drivers: none")) + QLatin1Char('\n');
     Table table({{"Driver", Table::Column::Name},
                  {"Card number"},
                  {"Gen"},
@@ -16,11 +14,10 @@ QString driversText(const Logbook& book, const Clock& clock, const Paper& paper)
                  {"Insertions", Table::Column::Right}});
     for (const DriverSummary& driver : book.drivers)
         table.addRow(
-            {driver.name, orDash(driver.cardNumber),
+            {orDash(driver.name), orDash(driver.cardNumber),
              driver.cardDownload ? QString::number(driver.cardGeneration) : QStringLiteral("-"),
-             driver.cardDownload ? clock.minute(*driver.cardDownload) : QStringLiteral("-"),
-             QString::number(driver.insertions.size())});
-    return paper.heading(QStringLiteral("Drivers")) + QLatin1Char('\n') + table.text(paper);
+             clock.minute(driver.cardDownload), QString::number(driver.insertions)});
+    return table.section("Drivers", paper);
 }
 
 QString slotName(quint16 slot) {
@@ -41,57 +38,59 @@ void addGap(Table& table, const Gap& gap, const Clock& clock) {
                   QString::number(gap.toOdometer - gap.fromOdometer)});
 }
 
-QString vehicleText(const Logbook& book, const VehicleSummary& vehicle, const Clock& clock,
-                    const Paper& paper) {
+void addInsertion(Table& table, const Insertion& insertion, const QString& driver,
+                  const Clock& clock) {
+    table.addRow({orDash(driver), slotName(insertion.slot), clock.minute(insertion.inserted),
+                  clock.end(insertion.inserted, insertion.withdrawn),
+                  numberOrDash(insertion.odometerAtInsertion),
+                  numberOrDash(insertion.odometerAtWithdrawal),
+                  numberOrDash(insertion.distance())});
+}
+
+QString vehicleHeading(const VehicleSummary& vehicle, const Clock& clock, const Paper& paper) {
     QString heading = QStringLiteral("Vehicle ") + printable(orDash(vehicle.plate));
-    if (vehicle.lastDownload != 0)
+    if (vehicle.lastDownload)
         heading += QStringLiteral(", downloaded ") + clock.minute(vehicle.lastDownload);
-    heading = QLatin1Char('\n') + paper.heading(heading) + QLatin1Char('\n');
-    if (vehicle.insertions.empty() && vehicle.gaps.empty())
-        return heading + QStringLiteral("  no card insertions\n");
-    Table table({{"Driver", Table::Column::Name},
-                 {"Slot"},
-                 {"From"},
-                 {"To"},
-                 {"km from", Table::Column::Right},
-                 {"km to", Table::Column::Right},
-                 {"km", Table::Column::Right}});
-    auto gap = vehicle.gaps.begin();
-    const auto addGapsUntil = [&](qint64 time) {
-        for (; gap != vehicle.gaps.end(); ++gap) {
-            if (book.gaps[static_cast<size_t>(*gap)].to > time)
-                return;
-            addGap(table, book.gaps[static_cast<size_t>(*gap)], clock);
+    return QLatin1Char('\n') + paper.heading(heading);
+}
+
+// The logbook's insertions and gaps are ordered by vehicle.
+void writeVehicles(const Logbook& book, const Clock& clock, const Paper& paper, QIODevice& out) {
+    auto insertion = book.insertions.begin();
+    auto gap = book.gaps.begin();
+    for (size_t vehicle = 0; vehicle < book.vehicles.size(); ++vehicle) {
+        Table table({{"Driver", Table::Column::Name},
+                     {"Slot"},
+                     {"From"},
+                     {"To"},
+                     {"km from", Table::Column::Right},
+                     {"km to", Table::Column::Right},
+                     {"km", Table::Column::Right}});
+        const auto addGapsUntil = [&](qint64 time) {
+            for (; gap != book.gaps.end() && gap->vehicle == vehicle && gap->to <= time; ++gap)
+                addGap(table, *gap, clock);
+        };
+        for (; insertion != book.insertions.end() && insertion->vehicle == vehicle; ++insertion) {
+            addGapsUntil(insertion->inserted);
+            addInsertion(table, *insertion, book.drivers[insertion->driver].name, clock);
         }
-    };
-    for (const int number : vehicle.insertions) {
-        const Insertion& insertion = book.insertions[static_cast<size_t>(number)];
-        addGapsUntil(insertion.inserted);
-        table.addRow({book.drivers[static_cast<size_t>(insertion.driver)].name,
-                      slotName(insertion.slot), clock.minute(insertion.inserted),
-                      insertion.withdrawn ? clock.end(insertion.inserted, *insertion.withdrawn)
-                                          : QStringLiteral("-"),
-                      numberOrDash(insertion.odometerAtInsertion),
-                      numberOrDash(insertion.odometerAtWithdrawal),
-                      numberOrDash(insertion.distance())});
+        addGapsUntil(std::numeric_limits<qint64>::max());
+        const QString rows =
+            table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper);
+        out.write((vehicleHeading(book.vehicles[vehicle], clock, paper) + rows).toUtf8());
     }
-    addGapsUntil(std::numeric_limits<qint64>::max());
-    return heading + table.text(paper);
 }
 
 } // namespace
 
 void writeTables(const Logbook& book, const Options& options, QIODevice& out) {
-    const Clock clock(options.utc);
+    const Clock clock{options.utc};
     const Paper paper = Paper::ofStandardOutput();
-    out.write((openingText(book, options) + QLatin1Char('\n') + driversText(book, clock, paper))
+    const QString noVehicles = QLatin1Char('\n') + paper.heading(QStringLiteral("Vehicles: none"));
+    out.write((openingText(book, options) + QLatin1Char('\n') + driversText(book, clock, paper) +
+               (book.vehicles.empty() ? noVehicles : QString()))
                   .toUtf8());
-    if (book.vehicles.empty())
-        out.write((QLatin1Char('\n') + paper.heading(QStringLiteral("Vehicles: none")) +
-                   QLatin1Char('\n'))
-                      .toUtf8());
-    for (const VehicleSummary& vehicle : book.vehicles)
-        out.write(vehicleText(book, vehicle, clock, paper).toUtf8());
+    writeVehicles(book, clock, paper, out);
     out.write(closingText(book, clock, paper).toUtf8());
 }
 

@@ -14,34 +14,22 @@ namespace readkey {
 
 namespace {
 
-std::tm partsOf(qint64 seconds, bool utc) {
+// Puts the time into a form such as "0000-00-00T00:00:00Z" or its beginning. strftime() takes
+// several times as long.
+QByteArray timeText(qint64 seconds, bool utc, QByteArray form) {
     const auto time = static_cast<std::time_t>(seconds);
-    std::tm result{};
+    std::tm parts{};
     if (utc)
-        ::gmtime_r(&time, &result);
+        ::gmtime_r(&time, &parts);
     else
-        ::localtime_r(&time, &result);
-    return result;
-}
-
-// Puts two digits for each letter of the form, four for 'y': year, Month, day, hour, minute,
-// second. strftime() takes several times as long.
-QByteArray timeText(const std::tm& time, QByteArray form) {
-    const auto valueOf = [&time](char letter) {
-        return letter == 'y'   ? time.tm_year + 1900
-               : letter == 'M' ? time.tm_mon + 1
-               : letter == 'd' ? time.tm_mday
-               : letter == 'h' ? time.tm_hour
-               : letter == 'm' ? time.tm_min
-               : letter == 's' ? time.tm_sec
-                               : -1;
-    };
-    for (int i = 0; i < form.size(); ++i) {
-        int value = valueOf(form.at(i));
-        for (int place = i + (form.at(i) == 'y' ? 3 : 1); value >= 0 && place >= i; --place) {
-            form[place] = static_cast<char>('0' + value % 10);
-            value /= 10;
-        }
+        ::localtime_r(&time, &parts);
+    // Each number, and where its last digit stands.
+    const std::pair<int, int> numbers[] = {{parts.tm_year + 1900, 3}, {parts.tm_mon + 1, 6},
+                                           {parts.tm_mday, 9},        {parts.tm_hour, 12},
+                                           {parts.tm_min, 15},        {parts.tm_sec, 18}};
+    for (auto [number, place] : numbers) {
+        for (; number > 0 && place < form.size(); number /= 10)
+            form[place--] = static_cast<char>('0' + number % 10);
     }
     return form;
 }
@@ -100,32 +88,35 @@ QString cardTypeName(int type) {
     return type >= 1 && type <= 4 ? QString::fromLatin1(names[type - 1]) : QString::number(type);
 }
 
+QString orDash(const QString& text) {
+    return text.isEmpty() ? QStringLiteral("-") : text;
+}
+
 QByteArray utcTime(qint64 seconds) {
-    return timeText(partsOf(seconds, true), "yyyy-MM-ddThh:mm:ssZ");
+    return timeText(seconds, true, "0000-00-00T00:00:00Z");
 }
 
 QString Clock::zone() const {
-    if (m_utc)
+    if (utc)
         return QStringLiteral("UTC");
     const QByteArray id = QTimeZone::systemTimeZoneId();
     return QStringLiteral("local: ") +
            (id.isEmpty() ? QStringLiteral("an unnamed zone") : printable(QString::fromUtf8(id)));
 }
 
-QString Clock::minute(qint64 seconds) const {
-    return QString::fromLatin1(timeText(partsOf(seconds, m_utc), "yyyy-MM-dd hh:mm"));
+QString Clock::minute(std::optional<qint64> seconds) const {
+    return QString::fromLatin1(seconds ? timeText(*seconds, utc, "0000-00-00 00:00") : "-");
 }
 
-QString Clock::end(qint64 from, qint64 seconds) const {
-    const std::tm first = partsOf(from, m_utc);
-    const std::tm last = partsOf(seconds, m_utc);
-    QString text = QString::fromLatin1(timeText(last, "hh:mm"));
-    if (first.tm_yday == last.tm_yday && first.tm_year == last.tm_year)
-        return text;
-    const auto date = [](const std::tm& time) {
-        return QDate(time.tm_year + 1900, time.tm_mon + 1, time.tm_mday);
+QString Clock::end(qint64 from, std::optional<qint64> seconds) const {
+    const QString first = minute(from);
+    const QString last = minute(seconds);
+    if (!seconds || first.leftRef(10) == last.leftRef(10))
+        return last.right(5);
+    const auto date = [](const QString& time) {
+        return QDate::fromString(time.left(10), Qt::ISODate);
     };
-    return text +
+    return last.right(5) +
            QString::asprintf(" %+lldd", static_cast<long long>(date(first).daysTo(date(last))));
 }
 

@@ -5,6 +5,8 @@
 
 #include <QtCore/QString>
 
+#include <optional>
+
 namespace readkey {
 
 // Whether a terminal may act on the character rather than show it: control characters, line and
@@ -30,22 +32,21 @@ bool isDriverCard(int cardType);
 // "driver", "workshop", "control", "company" or the number.
 QString cardTypeName(int type);
 
+// "-" for what is not known.
+QString orDash(const QString& text);
+
 // "2024-03-15T08:30:00Z" of seconds since 1970.
 QByteArray utcTime(qint64 seconds);
 
-// Presents times in one zone: UTC or the process's own.
-class Clock {
-public:
-    explicit Clock(bool utc)
-        : m_utc(utc) {}
+// Presents times, seconds since 1970, in one zone: UTC or the process's own. A time that is not
+// known is "-".
+struct Clock {
+    bool utc;
 
-    QString zone() const;                 // "UTC", or "local: Europe/Berlin"
-    QString minute(qint64 seconds) const; // "2024-03-15 08:30"
+    QString zone() const;                                // "UTC", or "local: Europe/Berlin"
+    QString minute(std::optional<qint64> seconds) const; // "2024-03-15 08:30"
     // The end of what began at `from`: "08:30", with "+1d" behind it where it is another day.
-    QString end(qint64 from, qint64 seconds) const;
-
-private:
-    bool m_utc;
+    QString end(qint64 from, std::optional<qint64> seconds) const;
 };
 
 } // namespace readkey
