@@ -76,8 +76,9 @@ public:
     //
     // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: there
     // is no download directory (and nothing was done), or a file failed (and readDone() was not
-    // emitted). After a close() from a slot, read() finishes the file at hand and succeeds with what
-    // was parsed. If the key was also pulled, that file usually fails, and read() returns an error.
+    // emitted). After a close() from a slot, read() finishes the file at hand and succeeds with
+    // what was parsed. If the key was also pulled, that file usually fails, and read() returns an
+    // error.
     //
     // Without a successful open(), or after close(), it finds no files, succeeds, and has the mount
     // directory of the last open() remounted; if there was none, the process's current directory.
