@@ -8,10 +8,12 @@
 #pragma once
 
 #include "tests/support/datafile.h"
+#include "tests/support/rows.h"
 
 #include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVariant>
 
 #include <utility>
 
@@ -42,6 +44,15 @@ public:
         if (!isNumber)
             refuse(QString("\"%1\" is no number").arg(text(column)));
         return number;
+    }
+
+    template <typename Value>
+    Value value(const char* column) const {
+        QVariant cell = text(column);
+        if (!cell.convert(qMetaTypeId<Value>()))
+            refuse(QString("\"%1\" is no %2")
+                       .arg(text(column), QMetaType::typeName(qMetaTypeId<Value>())));
+        return cell.value<Value>();
     }
 
     // One of these words.
@@ -96,4 +107,12 @@ void forEachRow(const QString& fileName, Use use) {
     }
     if (known.isEmpty())
         qFatal("%s has no rows", qPrintable(fileName));
+}
+
+// The rows of a table, as they are, for a data-driven test.
+template <typename... Types>
+void tableRows(const QString& fileName, ColumnName<Types>... names) {
+    const auto addRow = columns<Types...>(names...);
+    forEachRow(fileName,
+               [&](const TableRow& row) { addRow(row.place(), row.value<Types>(names)...); });
 }
