@@ -1,8 +1,9 @@
 // readkey as a user runs it: a process that is given arguments, and what it writes and returns.
 #pragma once
 
+#include "tests/support/testkey.h"
+
 #include <QtCore/QProcess>
-#include <QtCore/QString>
 
 #include <csignal>
 
@@ -17,35 +18,40 @@ struct Run {
     QString err;
 };
 
+// In a key's directory. Arguments and output have KEY in the place of its path.
 class Readkey : public QProcess {
 public:
-    explicit Readkey(const QString& zone = QStringLiteral("UTC")) {
+    explicit Readkey(const TestKey& key, const QString& zone = "UTC")
+        : m_path(key.mountPath()) {
+        setWorkingDirectory(m_path);
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
-        environment.remove(QStringLiteral("QT_LOGGING_RULES"));
+        environment.remove("QT_LOGGING_RULES");
         setProcessEnvironment(environment);
+        set("LC_ALL", "C");
         set("TZ", zone);
     }
 
     void set(const char* variable, const QString& value) {
         QProcessEnvironment environment = processEnvironment();
-        environment.insert(QLatin1String(variable), value);
+        environment.insert(variable, value);
         setProcessEnvironment(environment);
     }
 
-    Run run(const QStringList& arguments) {
-        QStringList command = QStringLiteral(READKEY_EMULATOR "|" READKEY_PROGRAM)
-                                  .split(QLatin1Char('|'), Qt::SkipEmptyParts);
+    Run run(QStringList arguments) {
+        QStringList command =
+            QString(READKEY_EMULATOR "|" READKEY_PROGRAM).split('|', Qt::SkipEmptyParts);
         const QString program = command.takeFirst();
-        start(program, command + arguments);
+        start(program, command + arguments.replaceInStrings("KEY", m_path));
         if (!waitForFinished(120000))
             return {};
-        Run result{exitCode(), 0, QString::fromUtf8(readAllStandardOutput()),
-                   QString::fromUtf8(readAllStandardError())};
+        Run result{exitCode(), 0, QString::fromUtf8(readAllStandardOutput()).replace(m_path, "KEY"),
+                   QString::fromUtf8(readAllStandardError()).replace(m_path, "KEY")};
         if (exitStatus() == CrashExit)
             std::swap(result.status, result.signal);
         return result;
     }
+    // Arguments as they are typed.
+    Run run(const QString& arguments) { return run(splitCommand(arguments)); }
 
     bool asOrdinaryUser = false; // root is refused nothing
     bool outputIsUnread = false;
@@ -65,4 +71,7 @@ protected:
         if (user && (::setgid(user->pw_gid) != 0 || ::setuid(user->pw_uid) != 0))
             ::_exit(99);
     }
+
+private:
+    QString m_path;
 };

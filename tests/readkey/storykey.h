@@ -13,13 +13,12 @@
 
 #include <QtCore/QDateTime>
 
-// Seconds since 1970 of a UTC time such as "2024-03-13 06:00".
-inline quint32 at(const char* time) {
-    const QDateTime result = QDateTime::fromString(QLatin1String(time), "yyyy-MM-dd hh:mm");
+// Seconds since 1970 of a UTC time such as "2024-03-13T06:00".
+inline quint32 at(const QString& time) {
+    const QDateTime result = QDateTime::fromString(time + "Z", Qt::ISODate);
     if (!result.isValid())
-        qFatal("%s is no time", time);
-    return static_cast<quint32>(
-        QDateTime(result.date(), result.time(), Qt::UTC).toSecsSinceEpoch());
+        qFatal("%s is no time", qPrintable(time));
+    return static_cast<quint32>(result.toSecsSinceEpoch());
 }
 
 constexpr quint32 stillInserted = 0xFFFFFFFF;
@@ -37,7 +36,7 @@ inline QByteArray vehicleFile(const char* plate,
     unit.plate = plate;
     unit.days.resize(days.size());
     for (size_t i = 0; i < days.size(); ++i) {
-        unit.days[i].date = at("2024-03-13 00:00") + static_cast<quint32>(i) * 86400;
+        unit.days[i].date = at("2024-03-13T00:00") + static_cast<quint32>(i) * 86400;
         unit.days[i].cardRecords = days[i];
     }
     return samples::vehicleUnitFile(unit);
@@ -45,12 +44,12 @@ inline QByteArray vehicleFile(const char* plate,
 
 inline void tellStory(const TestKey& key) {
     const auto jo =
-        insertion("Jo", "Sample", at("2024-03-13 06:00"), 1000, at("2024-03-13 14:00"), 1200);
-    const auto overMidnight = insertion("K\xE4the", "O\"Neil", at("2024-03-13 22:00"), 1212,
-                                        at("2024-03-14 04:00"), 1400);
+        insertion("Jo", "Sample", at("2024-03-13T06:00"), 1000, at("2024-03-13T14:00"), 1200);
+    const auto overMidnight = insertion("K\xE4the", "O\"Neil", at("2024-03-13T22:00"), 1212,
+                                        at("2024-03-14T04:00"), 1400);
     const auto beside =
-        insertion("Jo", "Sample", at("2024-03-13 22:01"), 1212, at("2024-03-14 04:00"), 1400, 1);
-    const auto open = insertion("", "", at("2024-03-15 06:00"), 1400, stillInserted, noKilometres);
+        insertion("Jo", "Sample", at("2024-03-13T22:01"), 1212, at("2024-03-14T04:00"), 1400, 1);
+    const auto open = insertion("", "", at("2024-03-15T06:00"), 1400, stillInserted, noKilometres);
     auto notYet = overMidnight;
     notYet.withdrawalTime = stillInserted;
     notYet.odometerAtWithdrawal = noKilometres;
@@ -58,11 +57,15 @@ inline void tellStory(const TestKey& key) {
               vehicleFile("AB 123 CD", {{jo, overMidnight, beside}, {overMidnight}, {open}}));
     key.write("download/M_20240313_2330_AB123CD.DDD", vehicleFile("AB 123 CD", {{jo, notYet}}));
     key.write("download/V_XY9_20231101_0830.TGD",
-              vehicleFile("XY 9", {{insertion("Jo", "Sample", at("2023-10-31 06:00"), noKilometres,
+              vehicleFile("XY 9", {{insertion("Jo", "Sample", at("2023-10-31T06:00"), noKilometres,
                                               0, noKilometres)}}));
     key.write("download/C_20240215_0815_J_SAMPLE.DDD", smallCard("DF00000000000100", 1, 2));
     key.write("download/C_20240314_0815_W.DDD", smallCard("DW00000000000500", 2));
 }
+
+struct StoryKey : TestKey {
+    StoryKey() { tellStory(*this); }
+};
 
 // What is no download, and one download that fails.
 inline void addOddities(const TestKey& key) {
