@@ -61,8 +61,9 @@ bool readFixedWidthNumber(const QByteArray& name, int position, int width, int& 
 } // namespace
 
 FileName::FileName(const QString& name)
-    : m_name(name.toUtf8().constData())
-    , m_dot(m_name.lastIndexOf('.')) {
+    : m_name(name.toUtf8()) {
+    m_name.truncate(static_cast<int>(qstrlen(m_name.constData())));
+    m_dot = m_name.lastIndexOf('.');
     if (m_dot < 0)
         return;
     for (const NameShape& shape : shapes) {
