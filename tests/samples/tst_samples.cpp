@@ -1,203 +1,216 @@
-// Sample downloads against the layouts that the regulation publishes. All sums are written out by
-// hand: headers, counts, and records by their sizes.
+// Sample downloads against the layouts that the regulation publishes, and whole sample keys: that
+// what they tell of drivers and vehicles could be true.
+#include "downloadkey/vehicleinfo.h"
 #include "samples/samples.h"
 #include "tests/support/datatable.h"
+#include "tests/support/memoryfile.h"
+#include "tests/support/rows.h"
 
-#include <QtTest/QtTest>
+#include <algorithm>
+#include <map>
+#include <vector>
 
 using samples::Generation;
 
-Q_DECLARE_METATYPE(samples::Generation)
-
 namespace {
 
-struct Blocks {
-    QByteArray treps; // one byte for each block
-    QVector<int> sizes;
-};
-
-// Two company locks, one control, and a day with three insertions, four activity changes, five
-// places, six GNSS positions, two specific conditions, seven border crossings and eight loads.
-samples::VehicleUnit vehicleUnit(Generation generation) {
-    samples::VehicleUnit unit;
-    unit.generation = generation;
-    unit.companyLocks = 2;
-    unit.controlActivities = 1;
-    unit.days = {{0, 0, std::vector<samples::CardRecord>(3), 4, 5, 6, 2, 7, 8}};
-    return unit;
-}
+constexpr samples::KeyOptions withOddities{28, 4, 6, 1, true};
 
 int numberAt(const QByteArray& bytes, int position, int size) {
     return bytes.mid(position, size).toHex().toInt(nullptr, 16);
 }
 
-struct CardFile {
-    QByteArray name; // id and, behind a colon, kind
-    QByteArray value;
-};
-
-QVector<CardFile> cardFiles(const QByteArray& bytes) {
-    QVector<CardFile> files;
-    for (int position = 0; position < bytes.size();) {
-        const int size = numberAt(bytes, position + 3, 2);
-        files.append({bytes.mid(position, 2).toHex().toUpper() + ':' +
-                          QByteArray::number(bytes.at(position + 2)),
-                      bytes.mid(position + 5, size)});
-        position += 5 + size;
-    }
-    return files;
+// Two company locks, one control, and a day with three insertions, four activity changes, five
+// places, six GNSS positions, two specific conditions, seven border crossings and eight loads.
+QByteArray vehicleFile(Generation generation) {
+    samples::VehicleUnit unit;
+    unit.generation = generation;
+    unit.companyLocks = 2;
+    unit.controlActivities = 1;
+    unit.days = {{0, 0, std::vector<samples::CardRecord>(3), 4, 5, 6, 2, 7, 8}};
+    return vehicleUnitFile(unit);
 }
 
-QByteArray valueOf(const QVector<CardFile>& files, const char* name) {
-    for (const CardFile& file : files) {
-        if (file.name == name)
-            return file.value;
+// The blocks of a card file by id and kind, such as "0520:1".
+QMap<QString, QByteArray> cardBlocks(const QByteArray& file) {
+    QMap<QString, QByteArray> blocks;
+    for (int position = 0; position < file.size();) {
+        const QString id = file.mid(position, 2).toHex().toUpper();
+        const int size = numberAt(file, position + 3, 2);
+        blocks[id + ':' + QString::number(file.at(position + 2))] = file.mid(position + 5, size);
+        position += 5 + size;
     }
-    return {};
+    return blocks;
+}
+
+struct Insertion : downloadkey::VehicleInfo::_FeDriverActivities {
+    QString plate;
+    bool isOpen() const { return withdrawalTime.toSecsSinceEpoch() == 0xFFFFFFFF; }
+};
+
+// All card insertions of these files, by their times.
+std::vector<Insertion> insertionsOf(const std::vector<samples::KeyFile>& files) {
+    std::vector<Insertion> insertions;
+    for (const samples::KeyFile& keyFile : files) {
+        MemoryFile file(keyFile.bytes);
+        downloadkey::VehicleInfo info(file);
+        if (!info.read().isEmpty()) // no vehicle-unit file, or a cut one
+            continue;
+        for (const auto& activity : info.getDriverActivities())
+            insertions.push_back({activity, info.getPlateString()});
+    }
+    std::stable_sort(insertions.begin(), insertions.end(), [](const auto& a, const auto& b) {
+        return a.insertionTime < b.insertionTime;
+    });
+    return insertions;
 }
 
 } // namespace
 
-Q_DECLARE_METATYPE(Blocks)
+Q_DECLARE_METATYPE(samples::KeyOptions)
 
 class TestSamples : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void vehicleBlocksHaveThePublishedSizes_data() {
-        QTest::addColumn<Generation>("generation");
-        QTest::addColumn<Blocks>("blocks");
-        QTest::newRow("first generation")
-            << Generation::Gen1
-            << Blocks{"\x01\x02\x03\x04\x05",
-                      {2 + 194 + 194 + 17 + 15 + 4 + 8 + 1 + 58 + 1 + 2 * 98 + 1 + 31 + 128,
-                       2 + 4 + 3 + 2 + 3 * 129 + 2 + 4 * 2 + 1 + 5 * 28 + 2 + 2 * 5 + 128,
-                       2 + 1 + 2 * 82 + 1 + 5 * 83 + 9 + 1 + 3 * 31 + 1 + 98 + 128,
-                       2 + 2 + 20 * 64 + 128, 2 + 116 + 20 + 1 + 167 + 128}};
-        QTest::newRow("second generation, version 1")
-            << Generation::Gen2V1
-            << Blocks{"\x21\x22\x23\x24\x25",
-                      {2 + 11 * 5 + 205 + 205 + 17 + 14 + 4 + 8 + 1 + 59 + 2 * 99 + 32 + 64,
-                       2 + 8 * 5 + 4 + 3 + 3 * 131 + 4 * 2 + 5 * 40 + 6 * 56 + 2 * 5 + 64,
-                       2 + 6 * 5 + 2 * 90 + 5 * 91 + 9 + 3 * 32 + 99 + 64, 2 + 2 * 5 + 20 * 64 + 64,
-                       2 + 8 * 5 + 126 + 28 + 28 + 222 + 45 + 20 + 87 + 64}};
-        QTest::newRow("second generation, version 2")
-            << Generation::Gen2V2
-            << Blocks{"\x31\x32\x33\x24\x35",
-                      {2 + 11 * 5 + 205 + 205 + 17 + 15 + 4 + 8 + 1 + 59 + 2 * 99 + 32 + 64,
-                       2 + 10 * 5 + 4 + 3 + 3 * 131 + 4 * 2 + 5 * 41 + 6 * 57 + 2 * 5 + 7 * 55 +
-                           8 * 58 + 64,
-                       2 + 6 * 5 + 2 * 90 + 5 * 91 + 9 + 3 * 32 + 99 + 64, 2 + 2 * 5 + 20 * 64 + 64,
-                       2 + 8 * 5 + 138 + 28 + 28 + 252 + 45 + 20 + 87 + 64}};
-    }
+    void initTestCase() { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }
+
     void vehicleBlocksHaveThePublishedSizes() {
-        QFETCH(Generation, generation);
-        QFETCH(Blocks, blocks);
-        const QByteArray file = vehicleUnitFile(vehicleUnit(generation));
+        const QByteArray files = vehicleFile(Generation::Gen1) + vehicleFile(Generation::Gen2V1) +
+                                 vehicleFile(Generation::Gen2V2);
         int position = 0;
-        for (int i = 0; i < blocks.sizes.size(); ++i) {
-            QCOMPARE(file.mid(position, 2), QByteArray("\x76") + blocks.treps.at(i));
-            position += blocks.sizes.at(i);
-        }
-        QCOMPARE(file.size(), position);
-    }
-
-    void recordArraysFitTheirHeaders_data() {
-        QTest::addColumn<Generation>("generation");
-        QTest::newRow("version 1") << Generation::Gen2V1;
-        QTest::newRow("version 2") << Generation::Gen2V2;
-    }
-    void recordArraysFitTheirHeaders() {
-        QFETCH(Generation, generation);
-        const QByteArray file = vehicleUnitFile(vehicleUnit(generation));
-        int blocks = 0;
-        int position = 0;
-        bool isBlockStart = true;
-        while (position < file.size()) {
-            if (isBlockStart) {
-                QCOMPARE(file.at(position), '\x76');
-                position += 2;
-                ++blocks;
-            }
-            isBlockStart = file.at(position) == 0x08; // a signature is the last array of its block
-            position += 5 + numberAt(file, position + 1, 2) * numberAt(file, position + 3, 2);
-        }
-        QCOMPARE(position, file.size());
-        QCOMPARE(blocks, 5);
-    }
-
-    void fieldsStandWhereTheLibraryLooks_data() {
-        QTest::addColumn<Generation>("generation");
-        QTest::addColumn<int>("plateAt");
-        QTest::addColumn<int>("insertionAt");
-        QTest::newRow("first generation") << Generation::Gen1 << 408 << 94;
-        QTest::newRow("version 1") << Generation::Gen2V1 << 2 + 4 * 5 + 205 + 205 + 17 << 95;
-        QTest::newRow("version 2") << Generation::Gen2V2 << 2 + 4 * 5 + 205 + 205 + 17 + 1 << 95;
-    }
-    void fieldsStandWhereTheLibraryLooks() {
-        QFETCH(Generation, generation);
-        QFETCH(int, plateAt);
-        QFETCH(int, insertionAt);
-        const QByteArray overview = overviewBlock(vehicleUnit(generation));
-        QCOMPARE(overview.mid(plateAt, 14), QByteArray("\1AB 123 CD    "));
-        samples::CardRecord record;
-        record.insertionTime = 0x01020304;
-        record.odometerAtInsertion = 0x050607;
-        record.slot = 1;
-        record.withdrawalTime = 0x08090A0B;
-        record.odometerAtWithdrawal = 0x0C0D0E;
-        QCOMPARE(cardRecord(generation, record).mid(insertionAt, 15).toHex(),
-                 QByteArray("010203040506070108090a0b0c0d0e"));
+        forEachRow("vehicleblocks.txt", [&](const TableRow& row) {
+            const int end = position + row.number("bytes");
+            QCOMPARE(files.mid(position, 2).toHex(), row.text("block").toUtf8());
+            int array = row.text("generation") == "1" ? end : position + 2;
+            while (array < end)
+                array += 5 + numberAt(files, array + 1, 2) * numberAt(files, array + 3, 2);
+            QCOMPARE(array, end);
+            position = end;
+        });
+        QCOMPARE(position, files.size());
     }
 
     void powerInterruptionNamesEachSlotAtBothTimes() {
-        const QByteArray file = vehicleUnitFile(vehicleUnit(Generation::Gen2V2));
-        const QByteArray cards = file.right(87 + 5 + 64).mid(10, 4 * 19);
+        const QByteArray cards = vehicleFile(Generation::Gen2V2).right(87 + 5 + 64).mid(10, 4 * 19);
         const QByteArray driver = "\x01\x0D"
                                   "DF00000000000100\x02";
         QCOMPARE(cards, driver + driver + QByteArray(2 * 19, '\xFF'));
     }
 
-    void cardFilesHaveThePublishedSizes() {
+    void cardBlocksHaveThePublishedSizes() {
         forEachRow("cardfiles.txt", [](const TableRow& row) {
             samples::Card card;
             card.type = static_cast<unsigned char>(row.number("type"));
             card.generation = row.number("generation");
-            const char data = card.generation == 1 ? '0' : '2';
-            const QVector<CardFile> files = cardFiles(cardFile(card));
+            const QString data = card.generation == 1 ? ":0" : ":2";
+            const QString signature = card.generation == 1 ? ":1" : ":3";
+            const auto blocks = cardBlocks(cardFile(card));
             QStringList sizes;
-            for (const CardFile& file : files) {
-                if (file.name.endsWith(data) && !file.name.startsWith("000"))
-                    sizes << QString::fromLatin1(file.name.left(4)) + QLatin1Char('=') +
-                                 QString::number(file.value.size());
+            for (const QString& name : blocks.keys()) {
+                if (name.endsWith(data))
+                    sizes << QString("%1=%2").arg(name.left(4)).arg(blocks[name].size());
+                else if (name.endsWith(signature))
+                    sizes.last() += QString("+%1").arg(blocks[name].size());
             }
-            QCOMPARE(sizes.join(QLatin1Char(' ')), row.text("files"));
-            QCOMPARE(QString::fromLatin1(
-                         valueOf(files, data == '0' ? "0501:0" : "0501:2").toHex().toUpper()),
-                     row.text("application"));
+            QCOMPARE(sizes.join(' '), row.text("files"));
+            QCOMPARE(blocks["0501" + data].toHex().toUpper(), row.text("application").toUtf8());
         });
     }
 
-    void cardsOfDriversAndWorkshopsAreSigned() {
-        samples::Card card;
-        card.generation = 2;
-        QVector<CardFile> files = cardFiles(cardFile(card));
-        QCOMPARE(valueOf(files, "0520:1").size(), 128);
-        QCOMPARE(valueOf(files, "0520:3").size(), 64);
-        QVERIFY(valueOf(files, "050E:1").isEmpty());
-        card.type = 4;
-        files = cardFiles(cardFile(card));
-        QVERIFY(valueOf(files, "0520:1").isEmpty());
+    void datesAndCountersOfCardsAreDecimalDigits() {
+        const auto blocks = cardBlocks(cardFile(samples::Card()));
+        QCOMPARE(numberAt(blocks["0002:0"], 1 + 4, 2), 0x0320);            // made
+        QCOMPARE(numberAt(blocks["0504:0"], 4 + 27 * 44 + 8, 2), 0x0028);  // 28th day
+        QCOMPARE(numberAt(blocks["0505:0"], 2 + 27 * 31 + 29, 2), 0x0028); // 28th vehicle
+        QCOMPARE(numberAt(blocks["0520:0"], 65 + 72, 4), 0x19800229);      // born
     }
 
-    void chipsAndCountersAreAsPublished() {
-        const QVector<CardFile> files = cardFiles(cardFile(samples::Card()));
-        QCOMPARE(valueOf(files, "0002:0").size(), 25);
-        QCOMPARE(valueOf(files, "0005:0").size(), 8);
-        QCOMPARE(numberAt(valueOf(files, "0002:0"), 1 + 4, 2), 0x0320);            // made
-        QCOMPARE(numberAt(valueOf(files, "0504:0"), 4 + 27 * 44 + 8, 2), 0x0028);  // 28th day
-        QCOMPARE(numberAt(valueOf(files, "0505:0"), 2 + 27 * 31 + 29, 2), 0x0028); // 28th vehicle
-        QCOMPARE(numberAt(valueOf(files, "0520:0"), 65 + 72, 4), 0x19800229);      // born
+    void keyHasEveryGenerationNameAndOddity() {
+        const std::vector<samples::KeyFile> files = samples::sampleKey({1, 1, 8, 1, true});
+        std::size_t count = 0;
+        forEachRow("key.txt", [&](const TableRow& row) {
+            const samples::KeyFile file = files.at(count++);
+            QCOMPARE(file.name, row.text("name"));
+            QCOMPARE(file.bytes.left(2).toHex().toUpper(), row.text("begin").toUtf8());
+        });
+        QCOMPARE(count, files.size());
+        QVERIFY(insertionsOf({files[17]}).empty()); // it is cut
+        QVERIFY(samples::sampleKeyFile({1, 1, 8, 2}, 0).bytes != files[0].bytes);
+    }
+
+    void driversAndOdometersAreConsistent_data() {
+        const auto row = columns<samples::KeyOptions>("options");
+        row("as makekey writes it", {});
+        row("many teams", {14, 2, 100, 2});
+        row("a year", {365, 6, 6, 3});
+        row("as many insertions as a day takes", {2, 65535, 2, 4});
+    }
+    void driversAndOdometersAreConsistent() {
+        QFETCH(samples::KeyOptions, options);
+        std::map<QString, QDateTime> freeFrom; // by driver, and by vehicle and slot
+        std::map<QString, quint32> odometer;   // by vehicle
+        const std::vector<Insertion> insertions = insertionsOf(samples::sampleKey(options));
+        QVERIFY(insertions.size() > std::size_t(options.files * options.days));
+        for (const Insertion& insertion : insertions) {
+            const QString place = QString("%1/%2").arg(insertion.plate).arg(insertion.slot);
+            for (const QString& who : {insertion.holderName, place}) {
+                QVERIFY2(insertion.insertionTime >= freeFrom[who], qPrintable(who));
+                freeFrom[who] = insertion.withdrawalTime;
+            }
+            QVERIFY(insertion.withdrawalTime > insertion.insertionTime);
+            if (insertion.slot != 0)
+                continue;
+            QVERIFY2(insertion.odometerAtInsertion >= odometer[insertion.plate], qPrintable(place));
+            QVERIFY(insertion.odometerAtWithdrawal >= insertion.odometerAtInsertion);
+            odometer[insertion.plate] = insertion.odometerAtWithdrawal;
+        }
+    }
+
+    void driversGoTogetherAndRestOnWeekends() {
+        QSet<QString> drivers;
+        int onWeekends = 0;
+        int coDriven = 0;
+        for (const Insertion& insertion : insertionsOf(samples::sampleKey())) {
+            drivers << insertion.holderName;
+            onWeekends += insertion.insertionTime.date().dayOfWeek() > 5 ? 1 : 0;
+            coDriven += insertion.slot;
+        }
+        QCOMPARE(drivers.size(), 8);
+        QVERIFY(drivers.contains({"Žofie, Vzorová", "Ελένη, Δείγμα", "Вера, Образец"}));
+        QVERIFY(onWeekends > 0 && onWeekends < 30);
+        QVERIFY(coDriven >= 5);
+    }
+
+    void olderDownloadOverlapsTheNewerOne() {
+        const std::vector<Insertion> newer =
+            insertionsOf({samples::sampleKeyFile(withOddities, 0)});
+        const std::vector<Insertion> older = insertionsOf({samples::oddFiles(withOddities)[0]});
+        QVERIFY(older.size() > 20 && older.size() < newer.size());
+        QVERIFY(older.back().isOpen());
+        for (std::size_t i = 0; i < older.size(); ++i) {
+            QCOMPARE(older[i].insertionTime, newer[i].insertionTime);
+            QCOMPARE(older[i].holderName, newer[i].holderName);
+            QVERIFY(!newer[i].isOpen());
+        }
+    }
+
+    void cardsStayInOverNightAndVehiclesDriveWithoutOne() {
+        const std::vector<Insertion> insertions =
+            insertionsOf({samples::sampleKeyFile(withOddities, 2)});
+        int nights = 0;
+        std::vector<quint32> gaps;
+        for (std::size_t i = 1; i < insertions.size(); ++i) {
+            const Insertion& last = insertions[i - 1];
+            const Insertion& next = insertions[i];
+            if (next.insertionTime == last.insertionTime)
+                nights += last.insertionTime.daysTo(last.withdrawalTime) == 1 ? 1 : 0;
+            else if (last.slot + next.slot == 0 &&
+                     next.odometerAtInsertion != last.odometerAtWithdrawal)
+                gaps.push_back(next.odometerAtInsertion - last.odometerAtWithdrawal);
+        }
+        QCOMPARE(nights, 1);
+        QCOMPARE(gaps, std::vector<quint32>({63}));
     }
 };
 
