@@ -8,11 +8,6 @@
 
 using fuzzing::require;
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzzing::prepareProcess();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // As a host gets it from a directory; the first byte chooses what UTF-8 cannot express.
     const QByteArray bytes = fuzzing::bytesOf(data, size);

@@ -37,11 +37,4 @@ inline void setDebugLines(bool areOn) {
     QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, areOn);
 }
 
-// UTC, and nothing on the terminal.
-inline void prepareProcess() {
-    qputenv("TZ", "UTC");
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-    setDebugLines(false);
-}
-
 } // namespace fuzzing
