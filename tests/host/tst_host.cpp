@@ -170,16 +170,6 @@ private Q_SLOTS:
         QVERIFY(merged.isEmpty());
     }
 
-    void logGoesToItsSink() {
-        QStringList logged;
-        logging::Logger::setSink([&](const aux::Error& error, logging::Level level) {
-            logged << textOf(error) << QString::number(static_cast<int>(level));
-        });
-        logging::Logger::log(errorOf("oops", 1), logging::Level::Error);
-        logging::Logger::setSink({});
-        QCOMPARE(logged, QStringList({"component|oops|1", "2"}));
-    }
-
     void logWithoutASinkIsOneLineOnStderr() {
         QTemporaryFile output;
         const int saved = ::dup(STDERR_FILENO);

@@ -130,7 +130,7 @@ private Q_SLOTS:
         const std::vector<samples::KeyFile> files = samples::sampleKey({1, 1, 8, 1, true});
         std::size_t count = 0;
         forEachRow("key.txt", [&](const TableRow& row) {
-            const samples::KeyFile file = files.at(count++);
+            const samples::KeyFile& file = files.at(count++);
             QCOMPARE(file.name, row.text("name"));
             QCOMPARE(file.bytes.left(2).toHex().toUpper(), row.text("begin").toUtf8());
         });
