@@ -9,7 +9,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace readkey {
@@ -55,11 +54,6 @@ void takeStandardDescriptors() {
     }
 }
 
-void writeQtMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/,
-                    const QString& text) {
-    console::line(text);
-}
-
 } // namespace
 
 namespace console {
@@ -79,7 +73,8 @@ void prepareProcess() {
         action.sa_flags = static_cast<int>(SA_RESETHAND);
         ::sigaction(number, &action, nullptr);
     }
-    qInstallMessageHandler(writeQtMessage);
+    qInstallMessageHandler([](QtMsgType /*type*/, const QMessageLogContext& /*context*/,
+                              const QString& text) { line(text); });
 }
 
 int interruption() {
@@ -129,31 +124,10 @@ void removeProgress() {
 
 } // namespace console
 
-StandardOutput::StandardOutput() {
-    open(QIODevice::WriteOnly | QIODevice::Unbuffered);
-}
-
-qint64 StandardOutput::readData(char* /*data*/, qint64 /*size*/) {
-    return -1;
-}
-
 qint64 StandardOutput::writeData(const char* data, qint64 size) {
     if (m_error == 0)
         m_error = console::interruption() != 0 ? EINTR : writeAll(STDOUT_FILENO, data, size);
     return size;
-}
-
-bool StandardOutput::isTerminal() {
-    return ::isatty(STDOUT_FILENO) == 1;
-}
-
-int StandardOutput::width() {
-    winsize size{};
-    return isTerminal() && ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
-}
-
-bool StandardOutput::isColoured() {
-    return isTerminal() && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
 }
 
 } // namespace readkey

@@ -42,16 +42,12 @@ void removeProgress();
 // written. It claims to have written everything all the same, so that the work behind it goes on.
 class StandardOutput : public QIODevice {
 public:
-    StandardOutput();
+    StandardOutput() { open(QIODevice::WriteOnly | QIODevice::Unbuffered); }
 
     int failure() const { return m_error; } // an errno, or 0
 
-    static bool isTerminal();
-    static int width(); // columns of the terminal; 0 where it is none
-    static bool isColoured();
-
 protected:
-    qint64 readData(char* data, qint64 size) override;
+    qint64 readData(char* /*data*/, qint64 /*size*/) override { return -1; }
     qint64 writeData(const char* data, qint64 size) override;
 
 private:

@@ -8,7 +8,7 @@ namespace readkey {
 
 namespace {
 
-QString csvLine(const QStringList& cells) {
+QByteArray csvLine(const QStringList& cells) {
     QStringList quoted;
     for (const QString& cell : cells) {
         QString text = printable(cell);
@@ -17,7 +17,7 @@ QString csvLine(const QStringList& cells) {
                    QLatin1Char('"');
         quoted.append(text);
     }
-    return quoted.join(QLatin1Char(',')) + QLatin1String("\r\n");
+    return quoted.join(QLatin1Char(',')).toUtf8() + "\r\n";
 }
 
 QString timeCell(std::optional<qint64> seconds) {
@@ -29,28 +29,21 @@ QString numberCell(const std::optional<Number>& number) {
     return number ? QString::number(*number) : QString();
 }
 
-// So many that they are written in pieces.
-QString insertionLines(const Logbook& book, QIODevice& out) {
-    constexpr int pieceSize = 65536;
-    QString result =
-        QStringLiteral("key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
-                       "odometerAtWithdrawal\r\n");
+QByteArray insertionLines(const Logbook& book) {
+    QByteArray result = "key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
+                        "odometerAtWithdrawal\r\n";
     for (const Insertion& insertion : book.insertions) {
         const LogFile& file = book.files[insertion.file];
         result += csvLine({file.key, file.name, file.plate, book.drivers[insertion.driver].name,
                            QString::number(insertion.slot), timeCell(insertion.inserted),
                            numberCell(insertion.odometerAtInsertion), timeCell(insertion.withdrawn),
                            numberCell(insertion.odometerAtWithdrawal)});
-        if (result.size() > pieceSize) {
-            out.write(result.toUtf8());
-            result.clear();
-        }
     }
     return result;
 }
 
-QString cardLines(const Logbook& book) {
-    QString result = QStringLiteral("key,file,downloaded,type,generation,cardNumber,holder\r\n");
+QByteArray cardLines(const Logbook& book) {
+    QByteArray result = "key,file,downloaded,type,generation,cardNumber,holder\r\n";
     for (const LogFile& file : book.files) {
         if (file.status == LogFile::Ok && file.kind == LogFile::Card)
             result += csvLine({file.key, file.name, timeCell(file.downloaded),
@@ -60,8 +53,8 @@ QString cardLines(const Logbook& book) {
     return result;
 }
 
-QString fileLines(const Logbook& book) {
-    QString result = QStringLiteral("key,file,kind,downloaded,status,reason,copy,contents\r\n");
+QByteArray fileLines(const Logbook& book) {
+    QByteArray result = "key,file,kind,downloaded,status,reason,copy,contents\r\n";
     for (const LogFile& file : book.files)
         result += csvLine({file.key, file.name, QLatin1String(kindNames[file.kind]),
                            timeCell(file.downloaded), QLatin1String(statusNames[file.status]),
@@ -72,11 +65,9 @@ QString fileLines(const Logbook& book) {
 } // namespace
 
 void writeCsv(const Logbook& book, const Options& options, QIODevice& out) {
-    const QString text = options.viewArgument == QLatin1String("cards") ? cardLines(book)
-                         : options.viewArgument == QLatin1String("files")
-                             ? fileLines(book)
-                             : insertionLines(book, out);
-    out.write(text.toUtf8());
+    out.write(options.viewArgument == QLatin1String("cards")   ? cardLines(book)
+              : options.viewArgument == QLatin1String("files") ? fileLines(book)
+                                                               : insertionLines(book));
 }
 
 } // namespace readkey

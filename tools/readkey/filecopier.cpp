@@ -2,10 +2,10 @@
 
 #include "console.h"
 
-#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
 #include <cerrno>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,107 +17,90 @@ namespace {
 
 constexpr int chunkSize = 65536;
 
-bool isSame(const struct stat& a, const struct stat& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+std::filesystem::path fileSystemPath(const QString& path) {
+    return QFile::encodeName(path).toStdString();
 }
 
-// Whether `directory` is, or lies in, `other`. The kernel resolves each "..", so links do not
-// matter.
-bool liesIn(const QString& directory, const QString& other) {
-    QByteArray path = QFile::encodeName(directory);
-    struct stat end {};
-    struct stat here {};
-    struct stat above {};
-    if (::stat(QFile::encodeName(other).constData(), &end) != 0 ||
-        ::stat(path.constData(), &here) != 0)
-        return false;
-    while (!isSame(here, end)) {
-        path += "/..";
-        if (::stat(path.constData(), &above) != 0 || isSame(here, above))
-            return false;
-        here = above;
-    }
-    return true;
+// Whether `directory` is, or lies in, `other`, whatever links lead there.
+bool liesIn(const std::filesystem::path& directory, const std::filesystem::path& other) {
+    std::error_code error;
+    std::filesystem::path place = std::filesystem::canonical(directory, error);
+    while (!error && place.has_relative_path() && !equivalent(place, other, error))
+        place = place.parent_path();
+    return !error && equivalent(place, other, error);
 }
 
 // Opens what is a regular file and nothing else: whatever took its place must neither be followed
-// nor block.
-bool openRegular(QFile& file, struct stat& status) {
+// nor block. Returns 0 or an errno, ELOOP for what is no file.
+int openRegular(QFile& file) {
     const int descriptor = ::open(QFile::encodeName(file.fileName()).constData(),
                                   O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
-        return false;
-    if (::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode))
-        errno = ELOOP;
-    else if (file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
-                       QFileDevice::AutoCloseHandle))
-        return true;
-    const int reason = errno;
+        return errno;
+    struct stat status {};
+    const int reason = ::fstat(descriptor, &status) != 0 ? errno
+                       : S_ISREG(status.st_mode)         ? 0
+                                                         : ELOOP;
+    if (reason == 0 && file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
+                                 QFileDevice::AutoCloseHandle))
+        return 0;
     ::close(descriptor);
-    errno = reason;
-    return false;
+    return reason == 0 ? EBADF : reason;
+}
+
+// Makes the directory if need be. Returns what is wrong with it.
+QString prepare(const QString& directory, const QStringList& sources) {
+    const bool isThere = QFileInfo::exists(directory);
+    std::filesystem::path nearest = absolute(fileSystemPath(directory));
+    if (!isThere)
+        nearest = (nearest.has_filename() ? nearest : nearest.parent_path()).parent_path();
+    for (const QString& source : sources) {
+        if (liesIn(nearest, fileSystemPath(source)))
+            return QStringLiteral("it is on the key itself (%1)").arg(source);
+    }
+    if (::mkdir(QFile::encodeName(directory).constData(), 0777) != 0 && !isThere)
+        return QStringLiteral("it cannot be made: ") + qt_error_string(errno);
+    return QFileInfo(directory).isDir() ? QString() : QStringLiteral("it is not a directory");
 }
 
 } // namespace
 
 bool FileCopier::open(const QStringList& sources) {
-    const bool isThere = QFileInfo::exists(m_directory);
-    QString nearest = m_directory;
-    while (!isThere && nearest.size() > 1 && nearest.endsWith(QLatin1Char('/')))
-        nearest.chop(1);
-    if (!isThere)
-        nearest = QFileInfo(nearest).path();
-    for (const QString& source : sources) {
-        if (liesIn(nearest, source))
-            return fail(QStringLiteral("it is on the key itself (%1)").arg(source));
-    }
-    if (::mkdir(QFile::encodeName(m_directory).constData(), 0777) == 0 || isThere)
-        return QFileInfo(m_directory).isDir() || fail(QStringLiteral("it is not a directory"));
-    return fail(QStringLiteral("it cannot be made: ") + qt_error_string(errno));
+    m_error = prepare(m_directory, sources);
+    return m_error.isEmpty();
 }
 
 FileCopier::Outcome FileCopier::copy(const QString& path, const QDateTime& time) {
     m_warning.clear();
     QFile source(path);
+    const int reason = openRegular(source);
+    if (reason != 0)
+        return fail(reason == ELOOP ? QStringLiteral("it is no longer a regular file")
+                                    : qt_error_string(reason));
+    const QString target = m_directory + QLatin1Char('/') + QFileInfo(path).fileName();
     struct stat status {};
-    if (!openRegular(source, status)) {
-        fail(errno == ELOOP ? QStringLiteral("it is no longer a regular file")
-                            : qt_error_string(errno));
-        return Failed;
-    }
-    const QString target =
-        m_directory + QLatin1Char('/') + path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
     if (::lstat(QFile::encodeName(target).constData(), &status) == 0)
         return compare(source, target);
-    if (errno != ENOENT) { // what cannot be seen may be there
-        fail(qt_error_string(errno));
-        return Failed;
-    }
+    if (errno != ENOENT) // what cannot be seen may be there
+        return fail(qt_error_string(errno));
     QSaveFile copy(target);
-    if (!copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-        fail(copy.errorString());
-        return Failed;
-    }
-    if (!transfer(source, copy))
+    if (!copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        return fail(copy.errorString());
+    if (transfer(source, copy) == Failed)
         return Failed; // the unfinished copy goes with its object
     setTime(copy, time);
-    if (!copy.commit()) {
-        fail(copy.errorString());
-        return Failed;
-    }
-    return Copied;
+    return copy.commit() ? Copied : fail(copy.errorString());
 }
 
 FileCopier::Outcome FileCopier::compare(QFile& source, const QString& copyPath) {
     QFile copy(copyPath);
-    struct stat status {};
-    if (!openRegular(copy, status)) {
-        fail(errno == ELOOP
-                 ? QStringLiteral("what is there under this name is not a file; it was left alone")
-                 : QStringLiteral("the copy that is there cannot be read: ") +
-                       qt_error_string(errno));
-        return Failed;
-    }
+    const int reason = openRegular(copy);
+    if (reason == ELOOP)
+        return fail(
+            QStringLiteral("what is there under this name is not a file; it was left alone"));
+    if (reason != 0)
+        return fail(QStringLiteral("the copy that is there cannot be read: ") +
+                    qt_error_string(reason));
     bool isEqual = source.size() == copy.size();
     while (isEqual && console::interruption() == 0) {
         const QByteArray bytes = source.read(chunkSize);
@@ -126,18 +109,18 @@ FileCopier::Outcome FileCopier::compare(QFile& source, const QString& copyPath) 
             break;
     }
     if (console::interruption() != 0)
-        fail(QStringLiteral("interrupted"));
-    else if (source.error() != QFileDevice::NoError || copy.error() != QFileDevice::NoError)
-        fail(QStringLiteral("it cannot be compared with the copy that is there: ") +
-             (source.error() != QFileDevice::NoError ? source : copy).errorString());
-    else if (isEqual)
-        return Kept;
-    else
-        fail(QStringLiteral("another file with this name is there; it was left alone"));
-    return Failed;
+        return fail(QStringLiteral("interrupted"));
+    for (const QFile* file : {&source, &copy}) {
+        if (file->error() != QFileDevice::NoError)
+            return fail(QStringLiteral("it cannot be compared with the copy that is there: ") +
+                        file->errorString());
+    }
+    return isEqual
+               ? Kept
+               : fail(QStringLiteral("another file with this name is there; it was left alone"));
 }
 
-bool FileCopier::transfer(QFile& source, QSaveFile& target) {
+FileCopier::Outcome FileCopier::transfer(QFile& source, QSaveFile& target) {
     const qint64 size = source.size();
     qint64 copied = 0;
     while (copied <= size) { // a file that never ends would fill the target
@@ -160,7 +143,7 @@ bool FileCopier::transfer(QFile& source, QSaveFile& target) {
     if (copied != size)
         return fail(QStringLiteral("it changed while it was copied"));
     // A failing sync is nothing to commit().
-    return ::fsync(target.handle()) == 0 || fail(qt_error_string(errno));
+    return ::fsync(target.handle()) == 0 ? Copied : fail(qt_error_string(errno));
 }
 
 // A file system that cannot keep the time keeps its own latest one, and says nothing.
@@ -171,9 +154,9 @@ void FileCopier::setTime(QSaveFile& target, const QDateTime& time) {
         m_warning = QStringLiteral("copied, but its modification time could not be set");
 }
 
-bool FileCopier::fail(const QString& reason) {
+FileCopier::Outcome FileCopier::fail(const QString& reason) {
     m_error = reason;
-    return false;
+    return Failed;
 }
 
 } // namespace readkey

@@ -33,9 +33,9 @@ public:
 
 private:
     Outcome compare(QFile& source, const QString& copyPath);
-    bool transfer(QFile& source, QSaveFile& target);
+    Outcome transfer(QFile& source, QSaveFile& target);
     void setTime(QSaveFile& target, const QDateTime& time);
-    bool fail(const QString& reason);
+    Outcome fail(const QString& reason);
 
     QString m_directory;
     QString m_error;

@@ -2,7 +2,6 @@
 
 #include "console.h"
 #include "events.h"
-#include "remount.h"
 
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
@@ -12,6 +11,9 @@
 
 #include <cerrno>
 
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace readkey {
@@ -25,6 +27,36 @@ QString downloadDirOf(const QString& mountDir) {
         if (QFileInfo(directory).isDir())
             return directory;
     }
+    return {};
+}
+
+// A remount sets all flags anew, so those in force are passed again. statvfs() tells them by
+// mount()'s own numbers, but for one.
+unsigned long mountFlags(unsigned long inForce) {
+    constexpr unsigned long same = ST_NOSUID | ST_NODEV | ST_NOEXEC | ST_SYNCHRONOUS | ST_NOATIME |
+                                   ST_NODIRATIME | ST_MANDLOCK;
+    static_assert(same == (MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS | MS_NOATIME |
+                           MS_NODIRATIME | MS_MANDLOCK));
+    constexpr unsigned long relative = MS_RELATIME;
+    return (inForce & same) | ((inForce & ST_RELATIME) != 0 ? relative : 0);
+}
+
+// Remounts the file system at `mountDir` and keeps its other flags. Returns an empty text, or the
+// reason why not: where a directory is no mount point, the file system around it would be changed.
+QString remountReadOnly(const QString& mountDir) {
+    const QByteArray path = QFile::encodeName(mountDir);
+    struct stat directory {};
+    struct stat parent {};
+    struct statvfs fileSystem {};
+    if (::stat(path.constData(), &directory) != 0 ||
+        ::stat((path + "/..").constData(), &parent) != 0 ||
+        ::statvfs(path.constData(), &fileSystem) != 0)
+        return qt_error_string(errno);
+    if (directory.st_dev == parent.st_dev)
+        return QStringLiteral("it is not a mount point");
+    const unsigned long flags = MS_REMOUNT | MS_RDONLY | mountFlags(fileSystem.f_flag);
+    if (::mount(nullptr, path.constData(), nullptr, flags, nullptr) != 0)
+        return qt_error_string(errno);
     return {};
 }
 

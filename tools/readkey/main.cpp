@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <clocale>
 #include <csignal>
+#include <cstdlib>
 
 namespace readkey {
 
@@ -68,14 +69,15 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
 // Reads the keys one after another into a logbook and shows it. Where the user interrupts, nothing
 // is shown.
 int run(const Options& options, StandardOutput& out) {
+    console::setDebugLines(options.verbose);
     LogbookBuilder builder;
     const bool isComplete = readKeys(options, builder, options.view ? nullptr : &out);
     if (console::interruption() != 0) {
         console::error(QStringLiteral("interrupted, nothing is complete"));
-        return ExitFailure;
+        return EXIT_FAILURE;
     }
     const bool isShown = !options.view || show(builder.finish(options.filter), options, out);
-    return isComplete && isShown ? ExitSuccess : ExitFailure;
+    return isComplete && isShown ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 // Without TZ the C library looks at the system's zone file before every conversion of a time.
@@ -98,25 +100,19 @@ int main(int argc, char* argv[]) {
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters
-    QCoreApplication::setApplicationName(QStringLiteral("readkey"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(READKEY_VERSION));
 
     const CommandLine commandLine = parseCommandLine(QCoreApplication::arguments());
     StandardOutput standardOutput;
-    int status = ExitSuccess;
-    switch (commandLine.action) {
-    case CommandLine::ShowText:
-        standardOutput.write(commandLine.text.toUtf8());
-        break;
-    case CommandLine::RefuseUsage:
+    int status = EXIT_SUCCESS;
+    if (commandLine.isWrong) {
         console::error(commandLine.text);
         console::error(QStringLiteral("\"readkey --help\" shows how it is used"));
-        return ExitUsage;
-    case CommandLine::ReadKeys:
-        console::setDebugLines(commandLine.options.verbose);
-        status = run(commandLine.options, standardOutput);
-        break;
+        return 2;
     }
+    if (commandLine.text.isEmpty())
+        status = run(commandLine.options, standardOutput);
+    else
+        standardOutput.write(commandLine.text.toUtf8());
     if (console::interruption() != 0)
         console::endBySignal(console::interruption());
     if (standardOutput.failure() == EPIPE) // the reader has seen enough
@@ -124,7 +120,7 @@ int main(int argc, char* argv[]) {
     if (standardOutput.failure() != 0) {
         console::error(QStringLiteral("cannot write to standard output: ") +
                        qt_error_string(standardOutput.failure()));
-        return ExitFailure;
+        return EXIT_FAILURE;
     }
     return status;
 }

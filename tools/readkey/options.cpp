@@ -2,15 +2,15 @@
 
 #include "views.h"
 
-#include <QtCore/QCommandLineOption>
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QCoreApplication>
 #include <QtCore/QDate>
+#include <QtCore/QRegularExpression>
 
 namespace readkey {
 
 namespace {
 
+// It is the list of the options too, so none can be missing here.
 const char helpText[] = R"(Usage: readkey [options] PATH...
 Shows what is on download keys. PATH: where a key is mounted, or a folder of
 download files. Without a view: tables of drivers, vehicles and files.
@@ -18,6 +18,7 @@ download files. Without a view: tables of drivers, vehicles and files.
   --summary             totals by vehicle and driver instead of every insertion
   --json                JSON Lines, one object for each file
   --csv[=WHAT]          CSV of "insertions" (default), "cards" or "files"
+  --html FILE           one page for a browser ("-" is standard output)
   --events              the library's own signals as JSON Lines, of one key
   --vehicle PLATE       only insertions in vehicles with this in their plate
   --driver TEXT         only those of drivers with this in name or card number
@@ -35,31 +36,20 @@ Exit status: 0 success, 1 a key could not be opened or a file failed, 2 wrong
 usage. "man readkey" has formats and examples.
 )";
 
-struct Row {
-    const char* name;
-    const char* value; // what its value is called; null: it has none
-    char letter = 0;
-};
-
-constexpr Row otherOptions[] = {
-    {"events", nullptr},  {"vehicle", "PLATE"}, {"driver", "TEXT"},     {"from", "DATE"},
-    {"to", "DATE"},       {"utc", nullptr},     {"copy-to", "DIR"},     {"downloaded-dir", nullptr},
-    {"remount", nullptr}, {"verbose", nullptr}, {"help", nullptr, 'h'}, {"version", nullptr, 'v'},
-};
-
-std::vector<Row> allOptions() {
-    std::vector<Row> result(std::begin(otherOptions), std::end(otherOptions));
-    for (const View& view : views) {
-        if (view.option)
-            result.push_back({view.option, view.value});
+QList<QCommandLineOption> allOptions() {
+    static const QRegularExpression row(
+        QStringLiteral(
+            "^  (?:-(?<letter>\\w), )?--(?<name>[a-z-]+)(?:(?: |\\[=)(?<value>[A-Z]+))?"),
+        QRegularExpression::MultilineOption);
+    QList<QCommandLineOption> result;
+    auto rows = row.globalMatch(QLatin1String(helpText));
+    while (rows.hasNext()) {
+        const QRegularExpressionMatch option = rows.next();
+        QStringList names(option.captured(QStringLiteral("name")));
+        if (!option.captured(QStringLiteral("letter")).isEmpty())
+            names.append(option.captured(QStringLiteral("letter")));
+        result.append({names, {}, option.captured(QStringLiteral("value"))});
     }
-    return result;
-}
-
-CommandLine finished(CommandLine::Action action, const QString& text) {
-    CommandLine result;
-    result.action = action;
-    result.text = text;
     return result;
 }
 
@@ -69,52 +59,46 @@ QString withSuggestion(const QCommandLineParser& parser) {
         return parser.errorText();
     const QString name = parser.unknownOptionNames().first();
     QString text = QStringLiteral("unknown option \"%1\"").arg(name);
-    for (const Row& row : allOptions()) {
-        if (name.size() > 1 && QLatin1String(row.name).startsWith(name.leftRef(2)))
-            return text + QStringLiteral("; did you mean \"--%1\"?").arg(QLatin1String(row.name));
+    for (const QCommandLineOption& option : allOptions()) {
+        const QString known = option.names().first();
+        if (name.size() > 1 && known.startsWith(name.leftRef(2)))
+            return text + QStringLiteral("; did you mean \"--%1\"?").arg(known);
     }
     return text;
 }
 
-// The values that the parser cannot check; returns what is wrong.
-class Values {
-public:
-    explicit Values(const QCommandLineParser& parser)
-        : m_parser(parser) {}
+// What the command line gives, and the first thing that is wrong with it beyond what the parser
+// checks.
+struct Values {
+    const QCommandLineParser& parser;
+    QString problem;
 
-    QString problem() const { return m_problem; }
-    bool isSet(const char* name) const { return m_parser.isSet(QLatin1String(name)); }
+    void refuse(const QString& text) {
+        if (problem.isEmpty())
+            problem = text;
+    }
+
+    bool isSet(const char* name) const { return parser.isSet(QLatin1String(name)); }
 
     // Empty when the option was not given.
     QString value(const char* name) {
-        const QStringList all = m_parser.values(QLatin1String(name));
-        if (all.isEmpty())
-            return {};
-        if (all.count(all.first()) != all.size())
-            refuse(QStringLiteral("--%1 was given twice, with different values"), name);
-        else if (all.first().isEmpty())
-            refuse(QStringLiteral("the value of --%1 is empty"), name);
-        return all.first();
+        const QStringList all = parser.values(QLatin1String(name));
+        const QString option = QLatin1String("--") + QLatin1String(name);
+        if (all.count(all.value(0)) != all.size())
+            refuse(option + QStringLiteral(" was given twice, with different values"));
+        else if (all.contains(QString()))
+            refuse(QStringLiteral("the value of %1 is empty").arg(option));
+        return all.value(0);
     }
 
     QDate date(const char* name) {
         const QString text = value(name);
         const QDate date = QDate::fromString(text, Qt::ISODate);
         if (isSet(name) && !date.isValid())
-            refuse(QStringLiteral("--%1 needs a date such as 2024-03-15, not \"") + text +
-                       QLatin1Char('"'),
-                   name);
+            refuse(QStringLiteral("--%1 needs a date such as 2024-03-15, not \"%2\"")
+                       .arg(QLatin1String(name), text));
         return date;
     }
-
-    void refuse(const QString& text, const char* name = "") {
-        if (m_problem.isEmpty())
-            m_problem = text.contains(QLatin1String("%1")) ? text.arg(QLatin1String(name)) : text;
-    }
-
-private:
-    const QCommandLineParser& m_parser;
-    QString m_problem;
 };
 
 Filter filterOf(Values& values, bool utc) {
@@ -143,8 +127,7 @@ void chooseView(Values& values, Options& options) {
             continue;
         given.append(QLatin1String("--") + QLatin1String(view.option));
         options.view = &view;
-        if (view.value)
-            options.viewArgument = values.value(view.option);
+        options.viewArgument = values.value(view.option);
     }
     if (values.isSet("events")) {
         given.append(QStringLiteral("--events"));
@@ -166,7 +149,7 @@ void chooseView(Values& values, Options& options) {
 CommandLine optionsOf(const QCommandLineParser& parser) {
     CommandLine result;
     Options& options = result.options;
-    Values values(parser);
+    Values values{parser, {}};
     options.paths = parser.positionalArguments();
     if (options.paths.isEmpty())
         values.refuse(QStringLiteral("PATH is missing: where is the key mounted?"));
@@ -179,8 +162,9 @@ CommandLine optionsOf(const QCommandLineParser& parser) {
     options.makeDownloadedDir = values.isSet("downloaded-dir");
     options.remount = values.isSet("remount");
     options.verbose = values.isSet("verbose");
-    return values.problem().isEmpty() ? result
-                                      : finished(CommandLine::RefuseUsage, values.problem());
+    result.text = values.problem;
+    result.isWrong = !values.problem.isEmpty();
+    return result;
 }
 
 } // namespace
@@ -193,21 +177,14 @@ CommandLine parseCommandLine(QStringList arguments) {
             arguments[i] = QStringLiteral("--csv=insertions");
     }
     QCommandLineParser parser;
-    for (const Row& row : allOptions()) {
-        QStringList names(QLatin1String(row.name));
-        if (row.letter != 0)
-            names.append(QString(QLatin1Char(row.letter)));
-        parser.addOption(QCommandLineOption(names, {}, QLatin1String(row.value)));
-    }
+    parser.addOptions(allOptions());
     const bool understood = parser.parse(arguments);
     if (parser.isSet(QStringLiteral("help")))
-        return finished(CommandLine::ShowText, QLatin1String(helpText));
+        return {{}, QLatin1String(helpText)};
     if (parser.isSet(QStringLiteral("version")))
-        return finished(CommandLine::ShowText,
-                        QCoreApplication::applicationName() + QLatin1Char(' ') +
-                            QCoreApplication::applicationVersion() + QLatin1Char('\n'));
+        return {{}, QStringLiteral("readkey " READKEY_VERSION "\n")};
     if (!understood)
-        return finished(CommandLine::RefuseUsage, withSuggestion(parser));
+        return {{}, withSuggestion(parser), true};
     return optionsOf(parser);
 }
 

@@ -8,12 +8,6 @@
 
 namespace readkey {
 
-enum ExitStatus {
-    ExitSuccess = 0,
-    ExitFailure = 1, // a key could not be opened, or something that was asked for failed
-    ExitUsage = 2,
-};
-
 struct View;
 
 struct Options {
@@ -29,11 +23,9 @@ struct Options {
 };
 
 struct CommandLine {
-    enum Action { ReadKeys, ShowText, RefuseUsage };
-
-    Action action = ReadKeys;
-    Options options; // for ReadKeys
-    QString text;    // for the others: help, version, or what is wrong
+    Options options;
+    QString text = {}; // help or version, which are all that is wanted, or what is wrong
+    bool isWrong = false;
 };
 
 // `arguments` begins with the program's name.

@@ -16,13 +16,13 @@ QString filesText(const Logbook& book, const Clock& clock, const Paper& paper) {
         std::any_of(book.files.begin(), book.files.end(),
                     [](const LogFile& file) { return file.copy != LogFile::NotAsked; });
     const bool hasTimes = paper.width >= widthForTimes;
-    std::vector<Table::Column> columns;
+    std::vector<Column> columns;
     if (hasTimes)
-        columns.push_back({"Downloaded"});
+        columns.push_back({"Downloaded", Column::Left});
     if (hasCopies)
-        columns.push_back({"Copy"});
-    columns.push_back({"Name", Table::Column::Name, 30});
-    columns.push_back({"Contents", Table::Column::Name});
+        columns.push_back({"Copy", Column::Left});
+    columns.push_back({"Name", Column::Name, 30});
+    columns.push_back({"Contents", Column::Name});
     Table table(columns);
     for (const LogFile& file : book.files) {
         std::vector<QString> cells;

@@ -19,14 +19,12 @@ QString hours(qint64 seconds) {
 }
 
 QString vehiclesText(const Logbook& book, const Clock& clock, const Paper& paper) {
-    Table table({{"Vehicle", Table::Column::Name},
-                 {"Downloaded"},
-                 {"Age"},
-                 {"Ins.", Table::Column::Right},
-                 {"Drivers", Table::Column::Right},
-                 {"Hours", Table::Column::Right},
-                 {"km", Table::Column::Right},
-                 {"km without card", Table::Column::Right}});
+    const std::vector<Column> columns = {
+        {"Vehicle", Column::Name}, {"Downloaded", Column::Left},       {"Age", Column::Left},
+        {"Ins.", Column::Right},   {"Drivers", Column::Right},         {"Hours", Column::Right},
+        {"km", Column::Right},     {"km without card", Column::Right},
+    };
+    Table table(columns);
     for (const VehicleSummary& vehicle : book.vehicles)
         table.addRow({orDash(vehicle.plate), clock.minute(vehicle.lastDownload),
                       ageText(book, vehicle.lastDownload, vehicle.overdue),
@@ -38,13 +36,12 @@ QString vehiclesText(const Logbook& book, const Clock& clock, const Paper& paper
 }
 
 QString driversText(const Logbook& book, const Clock& clock, const Paper& paper) {
-    Table table({{"Driver", Table::Column::Name},
-                 {"Card downloaded"},
-                 {"Age"},
-                 {"Ins.", Table::Column::Right},
-                 {"Vehicles", Table::Column::Right},
-                 {"Hours", Table::Column::Right},
-                 {"km", Table::Column::Right}});
+    const std::vector<Column> columns = {
+        {"Driver", Column::Name}, {"Card downloaded", Column::Left}, {"Age", Column::Left},
+        {"Ins.", Column::Right},  {"Vehicles", Column::Right},       {"Hours", Column::Right},
+        {"km", Column::Right},
+    };
+    Table table(columns);
     for (const DriverSummary& driver : book.drivers)
         table.addRow({orDash(driver.name), clock.minute(driver.cardDownload),
                       ageText(book, driver.cardDownload, driver.overdue),

@@ -98,12 +98,12 @@ QString Table::line(size_t row, const std::vector<int>& widths, bool onTerminal)
                       QString(position, QLatin1Char(' '));
             cell = {{}, 0};
         }
+        position += 2 + widths[i];
         const int blanks = widths[i] - cell.width;
         const bool isRight = m_columns[i].kind == Column::Right;
         result.resize(result.size() + 2 + (isRight ? blanks : 0), QLatin1Char(' '));
         result += cell.text;
         result.resize(result.size() + (isRight ? 0 : blanks), QLatin1Char(' '));
-        position += 2 + widths[i];
     }
     while (result.endsWith(QLatin1Char(' ')))
         result.chop(1);

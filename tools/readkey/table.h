@@ -19,15 +19,14 @@ struct Paper {
     QString alarm(const QString& text) const;
 };
 
+struct Column {
+    const char* title;
+    enum Kind { Left, Right, Name } kind; // a name is shortened on a narrow terminal
+    int limit = 0; // elsewhere, a longer cell pushes the next to a line below; 0: none does
+};
+
 class Table {
 public:
-    struct Column {
-        const char* title;
-        enum { Left, Right, Name } kind = Left; // a name is shortened on a narrow terminal
-        int limit =
-            0; // elsewhere, a longer cell pushes what follows to the next line; 0: none does
-    };
-
     explicit Table(const std::vector<Column>& columns);
 
     // One cell for each column.

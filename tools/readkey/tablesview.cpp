@@ -7,11 +7,11 @@ namespace readkey {
 namespace {
 
 QString driversText(const Logbook& book, const Clock& clock, const Paper& paper) {
-    Table table({{"Driver", Table::Column::Name},
-                 {"Card number"},
-                 {"Gen"},
-                 {"Card downloaded"},
-                 {"Insertions", Table::Column::Right}});
+    const std::vector<Column> columns = {
+        {"Driver", Column::Name},          {"Card number", Column::Left}, {"Gen", Column::Left},
+        {"Card downloaded", Column::Left}, {"Insertions", Column::Right},
+    };
+    Table table(columns);
     for (const DriverSummary& driver : book.drivers)
         table.addRow(
             {orDash(driver.name), orDash(driver.cardNumber),
@@ -59,13 +59,12 @@ void writeVehicles(const Logbook& book, const Clock& clock, const Paper& paper, 
     auto insertion = book.insertions.begin();
     auto gap = book.gaps.begin();
     for (size_t vehicle = 0; vehicle < book.vehicles.size(); ++vehicle) {
-        Table table({{"Driver", Table::Column::Name},
-                     {"Slot"},
-                     {"From"},
-                     {"To"},
-                     {"km from", Table::Column::Right},
-                     {"km to", Table::Column::Right},
-                     {"km", Table::Column::Right}});
+        const std::vector<Column> columns = {
+            {"Driver", Column::Name}, {"Slot", Column::Left},     {"From", Column::Left},
+            {"To", Column::Left},     {"km from", Column::Right}, {"km to", Column::Right},
+            {"km", Column::Right},
+        };
+        Table table(columns);
         const auto addGapsUntil = [&](qint64 time) {
             for (; gap != book.gaps.end() && gap->vehicle == vehicle && gap->to <= time; ++gap)
                 addGap(table, *gap, clock);

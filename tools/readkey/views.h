@@ -10,7 +10,6 @@ namespace readkey {
 
 struct View {
     const char* option; // without dashes; null: the default
-    const char* value;  // what the option's value is called; null: it has none
     bool intoFile;      // the value names the file to write; "-" is standard output
     // Writes the whole view. An error of the device is for the caller to see.
     void (*write)(const Logbook& book, const Options& options, QIODevice& out);
@@ -23,9 +22,8 @@ void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
 
 constexpr View views[] = {
-    {nullptr, nullptr, false, writeTables}, {"summary", nullptr, false, writeSummary},
-    {"json", nullptr, false, writeJson},    {"csv", "WHAT", false, writeCsv},
-    {"html", "FILE", true, writeHtml},
+    {nullptr, false, writeTables}, {"summary", false, writeSummary}, {"json", false, writeJson},
+    {"csv", false, writeCsv},      {"html", true, writeHtml},
 };
 
 } // namespace readkey
