@@ -5,7 +5,6 @@
 #pragma once
 
 #include <QtCore/QIODevice>
-#include <QtCore/QString>
 
 namespace readkey {
 

@@ -2,8 +2,6 @@
 #include "text.h"
 #include "views.h"
 
-#include <QtCore/QStringList>
-
 namespace readkey {
 
 namespace {

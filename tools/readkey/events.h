@@ -4,8 +4,6 @@
 
 #include "downloadkey/downloadkey.h"
 
-#include "auxiliary/error.h"
-
 #include <QtCore/QIODevice>
 
 namespace readkey {

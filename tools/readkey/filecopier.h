@@ -4,7 +4,6 @@
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
 #include <QtCore/QSaveFile>
-#include <QtCore/QString>
 #include <QtCore/QStringList>
 
 namespace readkey {

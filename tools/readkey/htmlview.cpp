@@ -11,7 +11,6 @@
 #include <QtCore/QJsonObject>
 
 #include <algorithm>
-#include <initializer_list>
 
 namespace readkey {
 

@@ -1,7 +1,6 @@
 // JSON with the keys of objects in the order in which they were added.
 #pragma once
 
-#include <QtCore/QByteArray>
 #include <QtCore/QString>
 
 #include <optional>

@@ -7,8 +7,6 @@
 
 #include "downloadkey/downloadkey.h"
 
-#include <memory>
-
 namespace readkey {
 
 // What stands in a download directory.

@@ -8,8 +8,6 @@
 #include "keyfiles.h"
 #include "options.h"
 
-#include "downloadkey/downloadkey.h"
-
 #include "auxiliary/configuration.h"
 
 #include <QtCore/QMap>

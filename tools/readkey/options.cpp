@@ -1,5 +1,3 @@
-#include "options.h"
-
 #include "views.h"
 
 #include <QtCore/QCommandLineParser>

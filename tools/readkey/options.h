@@ -3,7 +3,6 @@
 
 #include "logbook.h"
 
-#include <QtCore/QString>
 #include <QtCore/QStringList>
 
 namespace readkey {

@@ -1,7 +1,5 @@
 #include "sections.h"
 
-#include <QtCore/QStringList>
-
 #include <algorithm>
 
 namespace readkey {

@@ -1,7 +1,6 @@
 // What the views for people share: the lines before and after their own tables.
 #pragma once
 
-#include "logbook.h"
 #include "options.h"
 #include "table.h"
 #include "text.h"

@@ -1,7 +1,6 @@
 // The ways to show a logbook. A view is a function in a file of its own and one line in the table.
 #pragma once
 
-#include "logbook.h"
 #include "options.h"
 
 #include <QtCore/QIODevice>
