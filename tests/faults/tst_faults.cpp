@@ -7,27 +7,17 @@
 #include <QtTest/QtTest>
 
 #include <cerrno>
-#include <cstring>
 
 namespace {
 
-struct Fault {
-    QByteArray call;
-    int error; // 0: the call returns 0, which is the end of a file
-    bool isLasting;
-};
-
+// Each call fails with its error, or where that is 0 returns 0, which is the end of a file: once,
+// and then from then on.
 void faultRows(const std::vector<std::pair<QByteArray, int>>& faults) {
-    const auto row = columns<Fault>("fault");
+    const auto row = columns<QByteArray, int, int>("call", "error", "sign");
     for (const auto& [call, error] : faults) {
-        const QByteArray name = call + ": " + (error == 0 ? "end of file" : std::strerror(error));
-        row(name, {call, error, false});
-        row(name + ", from then on", {call, error, true});
+        row(call + ", error " + QByteArray::number(error), call, error, 1);
+        row(call + ", error " + QByteArray::number(error) + ", lasting", call, error, -1);
     }
-}
-
-void arm(const Fault& fault, const TestKey& key, int at) {
-    faults_arm(qPrintable(key.mountPath()), fault.call, fault.isLasting ? -at : at, fault.error);
 }
 
 int openDescriptors() {
@@ -35,8 +25,6 @@ int openDescriptors() {
 }
 
 } // namespace
-
-Q_DECLARE_METATYPE(Fault)
 
 class FaultsTest : public QObject {
     Q_OBJECT
@@ -58,26 +46,29 @@ private Q_SLOTS:
     // Qt does not tell that a listing failed: it reads like a shorter one.
     void open_data() { faultRows({{"stat", EIO}, {"readdir", EIO}, {"mkdir", EROFS}}); }
     void open() {
-        QFETCH(Fault, fault);
+        QFETCH(QByteArray, call);
+        QFETCH(int, error);
+        QFETCH(int, sign);
         int calls = 1;
         for (int at = 1; calls >= at; ++at) {
             const int descriptors = openDescriptors();
             RecordingHost host;
             host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
-            arm(fault, m_key, at);
-            const QString error = host.open(m_key);
+            faults_arm(qPrintable(m_key.mountPath()), call, sign * at, error);
+            const QString message = host.open(m_key);
             calls = faults_disarm();
             QVERIFY2(calls > 0, "no such call was seen");
 
             QCOMPARE(openDescriptors(), descriptors);
             const QString story = host.read();
-            if (!error.isEmpty())
-                QVERIFY(error.startsWith("libdownloadkey|open: Download directory does not exist"));
-            else if (calls < at || fault.call == "mkdir")
+            if (!message.isEmpty())
+                QVERIFY(
+                    message.startsWith("libdownloadkey|open: Download directory does not exist"));
+            else if (calls < at || call == "mkdir")
                 QCOMPARE(story, m_whole);
             else
                 QVERIFY2(story.contains("remount done("), qPrintable(story));
-            QCOMPARE(host.logged.size(), fault.call == "mkdir" && calls >= at ? 1 : 0);
+            QCOMPARE(host.logged.size(), call == "mkdir" && calls >= at ? 1 : 0);
             if (m_key.exists("downloaded"))
                 m_key.remove("downloaded");
         }
@@ -86,14 +77,16 @@ private Q_SLOTS:
     // One failure loses one file at the most.
     void read_data() { faultRows({{"open", EACCES}, {"stat", EIO}, {"read", EIO}, {"read", 0}}); }
     void read() {
-        QFETCH(Fault, fault);
+        QFETCH(QByteArray, call);
+        QFETCH(int, error);
+        QFETCH(int, sign);
         RecordingHost host;
         QCOMPARE(host.open(m_key), QString());
         int calls = 1;
         for (int at = 1; calls >= at; ++at) {
             const int descriptors = openDescriptors();
             host.offeredPaths.clear();
-            arm(fault, m_key, at);
+            faults_arm(qPrintable(m_key.mountPath()), call, sign * at, error);
             const QString story = host.read();
             calls = faults_disarm();
             QVERIFY2(calls > 0, "no such call was seen");
@@ -102,7 +95,7 @@ private Q_SLOTS:
             const bool isUnharmed =
                 story == m_whole || story == "libdownloadkey|No DownloadKey mounted|0";
             QVERIFY2(isUnharmed || story.endsWith("remount failed"), qPrintable(story));
-            QVERIFY(isUnharmed || fault.isLasting || host.offeredPaths.size() >= 3);
+            QVERIFY(isUnharmed || sign < 0 || host.offeredPaths.size() >= 3);
             QVERIFY(calls >= at || story == m_whole);
         }
     }

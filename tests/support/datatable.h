@@ -10,6 +10,7 @@
 #include "tests/support/datafile.h"
 #include "tests/support/rows.h"
 
+#include <QtCore/QMap>
 #include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -19,23 +20,23 @@
 
 class TableRow {
 public:
-    TableRow(QString place, QStringList columns, QStringList cells)
-        : m_place(std::move(place))
-        , m_columns(std::move(columns))
-        , m_cells(std::move(cells)) {
-        if (m_cells.size() != m_columns.size())
-            refuse(QString("%1 cells under %2 columns").arg(m_cells.size()).arg(m_columns.size()));
+    TableRow(QString place, const QStringList& columns, const QStringList& cells)
+        : m_place(std::move(place)) {
+        if (cells.size() != columns.size())
+            refuse(QString("%1 cells under %2 columns").arg(cells.size()).arg(columns.size()));
+        for (int i = 0; i < cells.size(); ++i)
+            m_cells.insert(columns.at(i), cells.at(i));
+        m_unused = QSet<QString>(columns.begin(), columns.end());
     }
 
     // "file:line", the name of the test's row.
     QByteArray place() const { return m_place.toUtf8(); }
 
     QString text(const char* column) const {
-        const int index = m_columns.indexOf(column);
-        if (index < 0)
+        if (!m_cells.contains(column))
             refuse(QString("there is no column \"%1\"").arg(column));
-        m_used.insert(index);
-        return m_cells.at(index);
+        m_unused.remove(column);
+        return m_cells.value(column);
     }
 
     int number(const char* column, int base = 10) const {
@@ -50,8 +51,7 @@ public:
     Value value(const char* column) const {
         QVariant cell = text(column);
         if (!cell.convert(qMetaTypeId<Value>()))
-            refuse(QString("\"%1\" is no %2")
-                       .arg(text(column), QMetaType::typeName(qMetaTypeId<Value>())));
+            refuse(QString("\"%1\" is not of this column's type").arg(text(column)));
         return cell.value<Value>();
     }
 
@@ -63,10 +63,8 @@ public:
     }
 
     void refuseUnusedCells() const {
-        for (int i = 0; i < m_columns.size(); ++i) {
-            if (!m_used.contains(i))
-                refuse(QString("nothing uses the column \"%1\"").arg(m_columns.at(i)));
-        }
+        if (!m_unused.isEmpty())
+            refuse(QString("nothing uses the column \"%1\"").arg(*m_unused.begin()));
     }
 
     [[noreturn]] void refuse(const QString& why) const {
@@ -75,9 +73,8 @@ public:
 
 private:
     QString m_place;
-    QStringList m_columns;
-    QStringList m_cells;
-    mutable QSet<int> m_used;
+    QMap<QString, QString> m_cells; // by column
+    mutable QSet<QString> m_unused;
 };
 
 // Calls `use` with each row of a table in the test's folder. `use` must ask for every cell.

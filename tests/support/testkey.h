@@ -33,10 +33,6 @@ public:
                     file.flush(),
                 QStringLiteral("cannot write ") + name);
     }
-    // A file of `size` bytes that begins as it did and has zeros behind that.
-    void resize(const QString& name, qint64 size) const {
-        require(QFile::resize(path(name), size), QStringLiteral("cannot resize ") + name);
-    }
     void makeDir(const QString& name) const {
         require(QDir().mkpath(path(name)), QStringLiteral("cannot make ") + name);
     }
