@@ -1,6 +1,6 @@
-// A driver for counting instructions. It does each thing twice and calls bench_mark() before and
-// after the second time; what is counted between the two calls is that thing's cost without what
-// only a first time costs. The names of the things go to stdout, in their order.
+// The program whose instructions are counted. It does each thing twice and calls bench_mark()
+// before and after the second time. So what only the first time costs is left out. It prints the
+// names of the things in their order.
 //
 //     counts DIR      writes the inputs to DIR first, unless they are there
 #include "bench/inputs.h"
@@ -11,7 +11,7 @@
 
 #include <cstdio>
 
-// A counter sees the function's end, or its system call, which nothing else here makes.
+// The counter sees the end of this function, or its system call, which nothing else here makes.
 extern "C" Q_NEVER_INLINE void bench_mark() {
     getppid();
 }
@@ -73,8 +73,8 @@ int main(int argc, char** argv) {
     bench::prepareProcess();
     bench::require(argc == 2, "usage: counts DIR");
     const QString folder = QFile::decodeName(argv[1]) + QLatin1Char('/');
-    // A file as a driver brings it; pairs that differ by 50 records in one day, by 500 records, and
-    // by 20 days without a record.
+    // An ordinary file, and pairs of files that differ by 50 records in one day, by 500 records,
+    // and by 20 days without a record.
     constexpr struct {
         int days;
         int recordsPerDay;

@@ -1,5 +1,5 @@
 // What the benchmark programs share: vehicle-unit downloads and whole keys from samples/, and a
-// host that reads them. A step that fails ends the program: there is nothing to measure then.
+// host that reads them. A step that fails ends the program, because there is nothing to measure.
 #pragma once
 
 #include "downloadkey/downloadkey.h"
@@ -16,7 +16,7 @@ void require(bool condition, const char* what);
 // A time zone with summer time, and no debug lines.
 void prepareProcess();
 
-// A path in a folder that goes with the process.
+// A path in a folder that is removed when the process ends.
 QString newPath();
 
 struct NamedGeneration {
@@ -27,10 +27,10 @@ constexpr NamedGeneration generations[] = {{samples::Generation::Gen1, "gen1"},
                                            {samples::Generation::Gen2V1, "gen2v1"},
                                            {samples::Generation::Gen2V2, "gen2v2"}};
 
-// A vehicle-unit download of `days` days with ten, or so many, card records each.
+// A vehicle-unit download of `days` days with the same number of card records each.
 struct VehicleFile {
     // Without further blocks the size is proportional to the days. A file that is smaller than
-    // `leastSize` is filled up behind its last block, as by more of the detailed speeds.
+    // `leastSize` is filled up behind its last block.
     VehicleFile(const QString& path, samples::Generation generation, int days,
                 int recordsPerDay = 10, bool furtherBlocks = true, int leastSize = 0);
 
@@ -42,8 +42,8 @@ struct VehicleFile {
 // The file, open for reading as a host hands it over.
 std::unique_ptr<QFile> openFile(const QString& path);
 
-// A key: a folder with so many files of each kind. The newest `whole` of them are downloads of all
-// generations in turn, the others have a few bytes.
+// A key: a folder with the same number of files of each kind. The newest `whole` of them are
+// downloads of all generations in turn, the others have a few bytes.
 struct Key {
     Key(const QString& path, int files, int whole, int days = 30, int recordsPerDay = 10,
         bool hasCards = true);

@@ -1,6 +1,6 @@
-// What memory a read() needs beyond the results that it hands to the host: it must be one file at a
-// time, however many there are. The program's own malloc() counts, so the figures are exact and the
-// same in each run. Fails when the limit is passed.
+// Measures the memory that a read() needs beyond the results that it hands to the host. It may be
+// that of one file, however many there are. The program's own malloc() counts, so the figures are
+// exact and the same in each run. The program fails when read() needs more.
 #include "bench/inputs.h"
 
 #include <QtCore/QCoreApplication>

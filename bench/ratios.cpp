@@ -1,6 +1,6 @@
-// Each job beside its floor: what the system itself must do for the same result. Both run in turn,
-// many times, in one benchmark, so that whatever disturbs this machine disturbs both; what counts
-// is the median of the pairs' ratios.
+// Measures each job beside its floor: what the system itself must do for the same result. Both run
+// in turn, many times, in one benchmark, so that other programs disturb both alike. The result is
+// the median of the pairs' ratios.
 #include "bench/inputs.h"
 
 #include "scard/scardgeneric.h"
@@ -26,8 +26,8 @@ namespace {
 using downloadkey::VehicleInfo;
 using Activities = std::vector<VehicleInfo::_FeDriverActivities>;
 
-// The processor time of this thread, in the system's calls too. Waiting is not measured: the inputs
-// are in memory, so that only other programs could cause it.
+// The processor time of this thread, system calls included. Waiting is not measured: the inputs are
+// in memory, so only other programs could cause it.
 double now() {
     timespec time;
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -85,8 +85,8 @@ void add(const std::string& name, double goal, Input input, Job job, Floor floor
     })->UseManualTime();
 }
 
-// What the results of the card records need of Qt and of the host, into room for all of them: the
-// floor knows how many there are.
+// What the results of the card records need of Qt and of the host. The floor reserves memory for
+// all results at once, because it knows how many there are.
 Activities convertRecords(const VehicleFile& input, const QByteArray& file) {
     const auto nameAt = [](const char* field) {
         Name name;
@@ -132,7 +132,7 @@ double loadAndConvert(const VehicleFile& input) {
     });
 }
 
-// As many debug lines with the same values, from results that are there already.
+// The same number of debug lines with the same values, from finished results.
 double writeDebugLines(const VehicleFile& input) {
     const Activities activities = convertRecords(input, openFile(input.path)->readAll());
     return secondsOf([&] {
@@ -213,8 +213,8 @@ double read(const Key& key) {
     return secondsOf([&] { host.read(); });
 }
 
-// How a file is tested before it is read or handed over: whether it is there, and has `least` bytes
-// unless that is 0.
+// Tests a file before it is read or handed over: whether it is there, and has at least `least`
+// bytes.
 using Test = bool (*)(const QString& path, qint64 least);
 
 // Each question with the call that asks for that alone.
@@ -223,7 +223,7 @@ bool oneByOne(const QString& path, qint64 least) {
            (least == 0 || QFileInfo(path).size() >= least);
 }
 
-// The same answers from one look at the file.
+// The same answers from one QFileInfo, which asks the system once.
 bool atOnce(const QString& path, qint64 least) {
     const QFileInfo file(path);
     return !file.isDir() && file.exists() && (least == 0 || file.size() >= least);

@@ -1,6 +1,6 @@
-// What readkey's views take beside the library's own open() and read(), on one key: processor time
-// and the most memory of whole processes, each the median of several runs. Called with a key alone,
-// this program is the process that only opens and reads it.
+// Compares readkey's views with the library's own open() and read() on one key: the processor time
+// and the most memory of whole processes, each the median of several runs. With a key as its only
+// argument, this program opens and reads it and does nothing else.
 #include "bench/inputs.h"
 
 #include <algorithm>

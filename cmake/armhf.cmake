@@ -5,7 +5,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
-# The notes on a calling convention that changed with GCC 7 concern nobody here.
+# GCC notes that a calling convention changed in version 7. No code here was built with an older GCC.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 
 if(NOT CMAKE_SYSROOT)

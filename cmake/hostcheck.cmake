@@ -1,4 +1,4 @@
-# Run by the build: makes HEADER of the sizes in COMPILED, the compiled downloadkey/hostcheck.cpp.
+# The build runs this. It writes HEADER with the sizes in COMPILED, the compiled downloadkey/hostcheck.cpp.
 file(STRINGS ${COMPILED} sizes REGEX "sizeof [0-9]+ [A-Za-z0-9:]+$")
 list(REMOVE_DUPLICATES sizes)
 set(checks "")

@@ -12,7 +12,7 @@ if(PROJECT_IS_TOP_LEVEL AND CMAKE_LIBRARY_ARCHITECTURE AND NOT DEFINED CMAKE_INS
 endif()
 include(GNUInstallDirs)
 
-# What is installed finds its libraries from where it is itself.
+# An installed program looks for its libraries by a path relative to itself.
 if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INSTALL_RPATH)
     file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${libraries})
@@ -36,7 +36,7 @@ install(EXPORT DownloadKeyTargets
     DESTINATION ${DOWNLOADKEY_CMAKEDIR}
     COMPONENT dev)
 
-# The flags of the host's libraries. The prefix is known when it is installed: it may be another one then.
+# The flags of the host's libraries. "cmake --install" may name another prefix, so it is filled in then.
 set(DOWNLOADKEY_HOST_REQUIRES "" CACHE STRING "pkg-config modules of the host's libraries")
 set(DOWNLOADKEY_HOST_CFLAGS "" CACHE STRING "What pkg-config tells to compile with the host's headers")
 set(DOWNLOADKEY_HOST_LIBS "" CACHE STRING "What pkg-config tells to link the host's libraries")

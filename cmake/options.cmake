@@ -1,6 +1,6 @@
-# How every target of this project is compiled. Nothing here leaks to a project that adds this one.
-# downloadkey_build is for the library, which includes headers of the host's: they are to compile as their
-# owner wrote them, so none of Qt's switches is set there. All else takes downloadkey_options.
+# How every target of this project is compiled. A project that adds this one gets none of it.
+# downloadkey_build is for the library, which includes the host's headers. They must compile as their
+# owner wrote them, so none of Qt's switches is set there. All other targets use downloadkey_options.
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "How this is compiled" FORCE)
 endif()
@@ -30,7 +30,7 @@ include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
-# The same sources give the same bytes, wherever they, the build folder and the sysroot lie.
+# The same sources give the same bytes, whatever the paths of sources, build folder and sysroot.
 set(CMAKE_AUTOMOC_PATH_PREFIX ON)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 target_compile_options(downloadkey_build INTERFACE
@@ -41,7 +41,7 @@ if(CMAKE_SYSROOT)
     target_compile_options(downloadkey_build INTERFACE
         -ffile-prefix-map=${CMAKE_SYSROOT}= -ffile-prefix-map=${real_sysroot}=)
 endif()
-# A compiler cache that rewrites paths would leave them in what is delivered.
+# A compiler cache that rewrites paths would put its own paths into the library and the tools.
 if(CMAKE_CXX_COMPILER_LAUNCHER)
     set(delivered_launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR= ${CMAKE_CXX_COMPILER_LAUNCHER})
 endif()

@@ -84,7 +84,7 @@ private:
 
     bool hasActivities() const { return m_card.type == Driver || m_card.type == Workshop; }
 
-    // A pointer or counter of so many bytes, and records that are not in use yet.
+    // A pointer or counter of that many bytes, and records that are not in use yet.
     static QByteArray zeros(std::uint32_t pointer, std::uint32_t count, std::uint32_t size) {
         return QByteArray(static_cast<int>(pointer + count * size), '\0');
     }
@@ -159,7 +159,7 @@ private:
                                        : zeros(3, m_capacity.calibrations, 105));
         signedFile(SensorInstallationData, zeros(m_gen2 ? 18 : 16, 0, 0));
     }
-    // What the cards have whose holders drive.
+    // What only the cards of people who drive have.
     void activityFiles() {
         const std::uint32_t eventTypes = m_gen2 ? 11 : 6, faultTypes = 2, incidentSize = 24;
         signedFile(EventsData, zeros(0, eventTypes * m_capacity.eventsPerType, incidentSize));
@@ -179,7 +179,7 @@ private:
     }
 
     // CardDriverActivity: pointers to the oldest and the newest day, and a ring of daily records,
-    // here of the first four weeks or as many days as there is room for.
+    // here of the first four weeks, or fewer if the ring is smaller.
     QByteArray dailyActivities() const {
         constexpr std::uint32_t changes = 16, recordSize = 12 + 2 * changes;
         const std::uint32_t days = std::min(28U, m_capacity.activityBytes / recordSize);
@@ -216,7 +216,7 @@ private:
     QByteArray& m_out;
 };
 
-// What the chip says of itself, outside both applications.
+// The description of the chip, which belongs to neither application.
 QByteArray chipFiles(const Card& card) {
     Noise noise(card.noise);
     Writer icc;

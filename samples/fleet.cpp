@@ -54,7 +54,7 @@ QByteArray encoded(const QString& text, unsigned char codePage) {
     return QTextCodec::codecForName(name)->fromUnicode(text);
 }
 
-// What makes drivers with the same name tell apart: none for the first, then "A.", "B." and so on.
+// Tells drivers with the same name apart: nothing for the first, then "A.", "B." and so on.
 QString middleInitials(std::uint32_t namesakes) {
     QString initials;
     for (; namesakes > 0; namesakes = (namesakes - 1) / 26)
@@ -82,7 +82,7 @@ Noise choices(std::uint32_t seed, std::uint32_t who, std::uint32_t when) {
     return noise;
 }
 
-// More insertions a day than this are for measuring, not for looking at.
+// A day with more insertions than this is for measurements; nobody looks at it.
 constexpr int plausibleRecords = 50;
 
 // Days are counted from 1970.
@@ -128,8 +128,8 @@ DayPlan planOf(const KeyOptions& options, std::uint32_t vehicle, std::uint32_t d
     return plan;
 }
 
-// `count` insertions of one card during a shift, with a pause between them. Their times differ as
-// long as there are no more of them than seconds.
+// `count` insertions of one card during a shift, with a pause between them. Their times differ
+// unless there are more insertions than seconds.
 void insertCard(std::vector<CardRecord>& records, const Person& person, const Shift& shift,
                 std::uint32_t midnight, std::uint32_t count, Noise& noise) {
     const std::uint32_t length = shift.end - shift.begin;
@@ -153,8 +153,8 @@ void insertCard(std::vector<CardRecord>& records, const Person& person, const Sh
     }
 }
 
-// Sets the odometer values of a day's insertions in the driver's slot, which drive so many
-// kilometres from `odometer` on, each as many as its time allows.
+// Sets the odometer values of a day's insertions in the driver's slot. The first begins at
+// `odometer`. Each gets the share of the kilometres that its time allows.
 void drive(std::vector<CardRecord>& records, std::uint32_t odometer, std::uint32_t kilometres) {
     std::uint64_t total = 0;
     for (const CardRecord& record : records)
@@ -170,7 +170,7 @@ void drive(std::vector<CardRecord>& records, std::uint32_t odometer, std::uint32
     }
 }
 
-// The vehicle's odometer value at a time, by what the driver's slot recorded.
+// The vehicle's odometer value at a time, from the records of the driver's slot.
 std::uint32_t odometerAt(const std::vector<CardRecord>& driven, std::uint32_t time) {
     std::uint32_t odometer = driven.front().odometerAtInsertion;
     for (const CardRecord& record : driven) {

@@ -26,7 +26,7 @@ Person driverOf(std::uint32_t team, std::uint32_t number);
 std::vector<Day> vehicleDays(const KeyOptions& options, Generation generation,
                              std::uint32_t vehicle, std::uint32_t downloadTime);
 
-// Says how many other records a day has beside its card insertions.
+// Sets how many records of other kinds a day has.
 void addDetails(Day& day, Generation generation, Noise& noise);
 
 } // namespace samples

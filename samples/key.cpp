@@ -34,7 +34,7 @@ QString stamp(std::uint32_t time, const char* format) {
     return QDateTime::fromSecsSinceEpoch(time, Qt::UTC).toString(QLatin1String(format));
 }
 
-// Every shape that a download's name can have; in the shapes with ten digits the year has two.
+// Every shape that a download's name can have. Where the time has ten digits, the year has two.
 QString vehicleFileName(std::uint32_t index, const QByteArray& plateBytes, std::uint32_t time) {
     const QString plate = QString::fromLatin1(plateBytes);
     const QString underscored = stamp(time, "yyyyMMdd_hhmm");
@@ -80,7 +80,7 @@ Generation generationOf(std::uint32_t vehicle) {
     return generations[vehicle % generations.size()];
 }
 
-// The teams come in one after the other, each on the morning of one day.
+// The vehicles of sixteen teams are downloaded each day, five minutes apart.
 std::uint32_t downloadTimeOf(std::uint32_t vehicle) {
     constexpr std::uint32_t vehiclesPerMorning = 16 * vehiclesPerTeam;
     return newestDownload - vehicle / vehiclesPerMorning * secondsPerDay -
@@ -104,7 +104,7 @@ QString vehicleFileName(std::uint32_t vehicle, const VehicleUnit& unit) {
     return vehicleFileName(vehicle, plateOf(vehicle).fileName, unit.downloadTime);
 }
 
-// Of each team four drivers, a workshop and a company put their cards onto the key.
+// The cards of four drivers, a workshop and a company of each team are on the key.
 KeyFile cardFileOf(const KeyOptions& options, std::uint32_t index) {
     const std::uint32_t member = index % vehiclesPerTeam;
     const Person person = driverOf(index / vehiclesPerTeam, member);
@@ -123,8 +123,8 @@ KeyFile cardFileOf(const KeyOptions& options, std::uint32_t index) {
     return {cardFileName(index, person.plainName, card.cardNumber, time), cardFile(card)};
 }
 
-// Cuts a download's days at a time in the past: what lies behind it is not there yet, and a card
-// that was in the vehicle then is not withdrawn.
+// Cuts a download's days at a time in the past. What happens later is not there yet, and a card
+// that was in the vehicle at that time is not withdrawn.
 void cutDays(std::vector<Day>& days, std::uint32_t time) {
     days.erase(
         std::remove_if(days.begin(), days.end(), [&](const Day& day) { return day.date > time; }),

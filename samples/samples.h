@@ -1,9 +1,8 @@
 // Synthetic tachograph downloads, built in memory with the sizes that Annex 1B and Annex 1C of the
-// regulation publish. Tests, tools, benchmarks and fuzz targets all take their input from here.
+// regulation give. Tests, tools, benchmarks and fuzz targets all take their input from here.
 //
-// Everything is a plain value with sensible defaults; a test changes the field it is about. The
-// same description always gives the same bytes. Positions of the parts can be found again through
-// the builders' own arithmetic; nothing here uses the library.
+// Each description is a plain value with sensible defaults, and a test changes only the field that
+// it is about. The same description always gives the same bytes. Nothing here uses the library.
 #pragma once
 
 #include <QtCore/QByteArray>
@@ -45,7 +44,7 @@ struct Day {
     int loadOperations = 0;  // second generation version 2 only
 };
 
-// A vehicle-unit download: the overview block, one activity block a day, and whatever is to follow.
+// A vehicle-unit download: the overview block, one activity block for each day, and what follows.
 struct VehicleUnit {
     Generation generation = Generation::Gen2V2;
     QByteArray plate = "AB 123 CD";
@@ -55,10 +54,10 @@ struct VehicleUnit {
     int companyLocks = 0;
     int controlActivities = 0;
     std::vector<Day> days;
-    // The blocks behind the activities (events and faults, detailed speed, technical data) of the
-    // generation; without it the file ends with its last activity block (plus `trailer`).
+    // Whether the blocks of events and faults, detailed speed and technical data follow. Without
+    // them the file ends with its last activity block.
     bool furtherBlocks = true;
-    QByteArray trailer;
+    QByteArray trailer;      // bytes at the very end
     std::uint32_t noise = 1; // seeds the bytes of certificates and signatures
 };
 
@@ -89,10 +88,10 @@ QByteArray cardFile(const Card& card);
 // second-generation data, 3 its signature), length and value.
 QByteArray cardBlock(unsigned short fileId, unsigned char kind, const QByteArray& value);
 
-// `days` days with `recordsPerDay` card insertions each, one behind the other, for measurements
-// that need to know how much there is; the last of them is the whole day before the day of
-// `lastDay`. The very last card is not withdrawn (its withdrawal time and odometer are FF bytes).
-// Deterministic in `seed`.
+// `days` days with `recordsPerDay` card insertions each, one after another, for measurements that
+// need to know how many there are. The last day is the whole day before the day of `lastDay`. The
+// very last card is not withdrawn (its withdrawal time and odometer are FF bytes). The same `seed`
+// gives the same days.
 std::vector<Day> evenDays(Generation generation, int days, int recordsPerDay, std::uint32_t lastDay,
                           std::uint32_t seed = 1);
 
@@ -105,19 +104,19 @@ struct KeyFile {
 struct KeyOptions {
     int days = 28;
     int records = 4; // card insertions on a busy day; quiet days have fewer, free days none
-    int files = 6;   // so many vehicle-unit files and as many card files, at most 100000 of each;
+    int files = 6;   // number of vehicle-unit files, and also of card files, at most 100000;
                      // their generations take turns
     std::uint32_t seed = 1;
-    bool oddities = false; // with what real keys have: see oddFiles()
+    bool oddities = false; // adds irregular things that real keys have: see oddFiles()
 };
 
-// One file of a key's download directory, without the others: `index` is below twice `files`. Even
-// ones are vehicle-unit files. Every name is different, the contents fit the time in the name, a
-// driver is in one vehicle at a time, and the odometer values of a vehicle never run back. With
-// oddities, a card stays in over midnight and a vehicle is driven without a card, too.
+// One file of a key's download directory. `index` is below twice `files`; even ones are
+// vehicle-unit files. Every name is different, and the contents fit the time in the name. A driver
+// is in one vehicle at a time, and the odometer values of a vehicle never run back. With oddities,
+// a card stays in over midnight, and a vehicle is driven without a card.
 KeyFile sampleKeyFile(const KeyOptions& options, int index);
 
-// With oddities, what else is on the key: a second download of a vehicle that overlaps the first,
+// The further files of a key with oddities: a second download of a vehicle that overlaps the first,
 // a cut one, a picture under a good name, and names that are no downloads. Otherwise none.
 std::vector<KeyFile> oddFiles(const KeyOptions& options);
 

@@ -8,7 +8,7 @@ set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 # Writes the interface of the library in build folder $1 to $2: the exported classes and functions, and
-# of Qt's types the name. The library needs its debug information.
+# only the names of Qt's types. The library must have debug information.
 dump() {
     abidw --exported-interfaces-only --drop-undefined-syms --no-elf-needed \
         --suppressions "$top/tests/abi/others.abignore" \

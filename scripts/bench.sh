@@ -16,7 +16,7 @@ END
     exit 2
 }
 
-# What the parts of jq share: the jobs with their medians over the repetitions, and figures of so many digits.
+# For jq: the jobs with the medians of their repetitions, and "fixed", which writes a number with that many decimals.
 jobs='
     def median: sort | .[length / 2 | floor];
     def fixed($digits): (. * pow(10; $digits) | round | tostring) as $all
@@ -64,7 +64,7 @@ part_tools() {
                     2000 / $3 * 1000, $5, 1e6 / 2000 * $3 / 60000 }' | tee -a "$results/tools.md"
 }
 
-# Replaces what stands between a name's two marks; where there are no results it stays.
+# Replaces the text between a name's two marks. Where there are no results, the text stays.
 part_docs() {
     local doc=$top/docs/performance.md file name
     for file in "$results"/{ratios.md,timezone.md,memory.txt,tools.md,counts-pc.md,counts-armhf.md}; do

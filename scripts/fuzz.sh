@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs all of them, SECONDS in all (60 without an argument), from the inputs in
-# fuzz/corpus on. What they learn is kept in build/fuzz/corpus; a finding stops its target and lies in
+# Builds the fuzz targets and runs them one after another, for SECONDS in all (60 without an argument). They begin
+# with the inputs in fuzz/corpus. New inputs go to build/fuzz/corpus. A finding stops its target and is kept in
 # build/fuzz/findings.
 #
 #   scripts/fuzz.sh [SECONDS]
-#   scripts/fuzz.sh --keep     puts what was learnt into fuzz/corpus, as few inputs as reach all of it
+#   scripts/fuzz.sh --keep     puts the new inputs into fuzz/corpus, as few as reach the same code
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -25,9 +25,9 @@ done
 TMPDIR=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
-# Quick rather than talkative: a finding that is run again without these tells more about itself.
+# These make the targets fast. Run a finding again without them to see more details.
 export ASAN_OPTIONS=quarantine_size_mb=1:malloc_context_size=1 QT_ENABLE_REGEXP_JIT=0
-# An input longer than this is no new case.
+# Longer inputs reach nothing new.
 options=(-max_len=4096 -timeout=5 -rss_limit_mb=1024)
 
 keep() {
@@ -40,7 +40,6 @@ keep() {
         "$(stat -c %s "$top/fuzz/corpus/$target.zip")"
 }
 
-# A millisecond is long for these targets, so a second is a hang.
 run() {
     local target=$1
     "$work/fuzz/fuzz_$target" "${options[@]}" -len_control=20 -print_final_stats=1 \

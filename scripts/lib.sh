@@ -41,7 +41,7 @@ missing() {
     done
 }
 
-# One unreachable or half-renewed package list among many is no reason to stop: the install tells.
+# A package list that cannot be renewed is no reason to stop. The install shows whether it was needed.
 apt_update() {
     apt-get -o DPkg::Lock::Timeout=300 update ||
         echo 'W: the package lists could not all be renewed; going on with what is there'
@@ -65,7 +65,7 @@ need() {
     quiet packages apt_install "${packages[@]}"
 }
 
-# build PRESET [TARGET...]
+# build PRESET [TARGET...]: configures and builds these targets, or everything.
 build() {
     local preset=$1
     shift

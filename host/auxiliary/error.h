@@ -12,7 +12,7 @@
 
 namespace aux {
 
-// One entry: which component failed, what it says, and a number that the host's log is searched by.
+// One entry: which component failed, its text, and a number to find the entry in the host's log.
 class ErrorData {
 public:
     ErrorData(QString&& component, QString&& text, unsigned code);
@@ -46,7 +46,7 @@ public:
 
 private:
     std::list<ErrorData> m_entries;
-    QString m_text; // a heading for the whole error; empty for those that libraries build
+    QString m_text; // a heading for the whole error; the library leaves it empty
 };
 
 // Writes the entries to a debug stream as "component: text (code)", in their order.

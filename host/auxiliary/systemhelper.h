@@ -10,12 +10,12 @@ namespace aux {
 class SystemHelper {
 public:
     // Remounts the file system that is mounted at `mountDir` read-only. Returns whether it did.
-    // It hands the path to the handler below; without one, nothing on the system is touched and the
+    // It gives the path to the handler below. Without a handler nothing is remounted, and the
     // result is false.
     static bool remountReadOnly(const QString& mountDir);
 
-    // Sets what remounting means in this process; an empty function takes the handler away. Not
-    // thread-safe: set it before the first key is read.
+    // Sets the function that remounts; an empty one removes the handler. Not thread-safe: set it
+    // before the first key is read.
     static void setRemountHandler(std::function<bool(const QString&)> handler);
 };
 

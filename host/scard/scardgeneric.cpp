@@ -81,17 +81,17 @@ public:
 
     const Block& block() const { return m_block; }
 
-    // The first `size` bytes of the current block's value, of which it must have so many.
+    // The first `size` bytes of the current block's value, which must have at least that many.
     bool readValue(unsigned char* bytes, int size) { return readAt(m_value, bytes, size); }
 
     aux::Error error() const { return makeError(m_error); }
 
-    // Whether the walk failed although the file's own bytes are in order.
+    // Whether the walk failed because the system could not read, and not because of the bytes.
     bool cannotRead() const { return m_cannotRead; }
 
 private:
     static constexpr int headerSize = 5;
-    // A card has a few dozen; a file of zeros would otherwise be a block every five bytes.
+    // A card has a few dozen. A file of zeros would have a block in every five bytes.
     static constexpr int maxBlocks = 4096;
 
     bool readAt(qint64 position, unsigned char* bytes, int size) {

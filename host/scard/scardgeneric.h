@@ -16,7 +16,7 @@ class QFile;
 
 namespace scard {
 
-// What a file's name told about the region it comes from; nothing in this library depends on it.
+// The region that a file's name names. Nothing in this library depends on it.
 enum class FilenameRegion : int {
     Unknown = 0,
 };
@@ -44,9 +44,9 @@ public:
     // Adds up the sizes of the file's blocks; fails when one of them runs past the end of the file.
     virtual aux::Error calcDataSize();
 
-    // Takes the card's number and its holder's name out of the file and lets go of the file, which
-    // a second call therefore no longer finds. A second-generation card's names come from its
-    // second-generation application where that has them.
+    // Reads the card's number and its holder's name, and forgets the file, so that a second call
+    // fails. A second-generation card's names come from its second-generation application if that
+    // has them.
     virtual aux::Error readData();
 
     // What the constructor was given.
@@ -66,7 +66,7 @@ public:
     static QString textfieldToString(VehicleRegistrationNumber field);
 
 private:
-    QFile* m_file; // null once the file has been let go
+    QFile* m_file; // null after readData()
     QDateTime m_downloadTime;
     FilenameRegion m_region;
     int m_cardType = 0;

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# run.sh SETTINGS WHAT
+# run.sh SETTINGS WHAT: builds and runs one of the hosts below. SETTINGS is the configured delivery.sh.
 . "$1"
 
 examples=$source_dir/examples
@@ -8,8 +8,8 @@ device=$work/device                         # a device's root, with its librarie
 device_lib=$device/usr/lib/$tuple
 alone=$work/alone/libdownloadkey            # the sources of which the library alone is built
 
-# An integrator's sysroot is one more folder of links to ours, so that our own stays as it is. For this PC
-# pkg-config takes it as a sysroot, too.
+# The device's sysroot is a new folder of links to the sysroot of this build, so that this one does not change.
+# In a build for this PC, pkg-config uses that folder as a sysroot, too.
 prepare_root() {
     local root=$1 libraries=$1/usr/lib/$tuple from=$sysroot folder
     rm -rf "$root"
@@ -22,7 +22,7 @@ prepare_root() {
     done
 }
 
-# What names the device to cmake.
+# The arguments that name the device to cmake.
 device_arguments=(-DCMAKE_PREFIX_PATH="$device/usr" -DCMAKE_CXX_COMPILER="$cxx")
 [ -z "$sysroot" ] ||
     device_arguments=(-DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_SYSROOT="$device")
@@ -46,7 +46,7 @@ settings() {
 
 case $2 in
 quotes)
-    # Each block of code that names an example stands in it word for word.
+    # Each block of code that names an example is in that example word for word.
     rm -rf "$work/quotes"
     mkdir -p "$work/quotes"
     awk -v folder="$work/quotes/" '
@@ -61,7 +61,7 @@ quotes)
     done
     ;;
 stage)
-    # A prefix that can be moved: nothing tells the loader where the libraries are.
+    # The prefix can be moved: nothing else tells the loader where the libraries are.
     prepare_root "$stage"
     cmake --install "$build_dir" --prefix "$stage/usr"
     rm -rf "$key"
@@ -76,7 +76,7 @@ firsthost)
     [ "$(wc -l <"$work/firsthost.out")" -eq 44 ] || fail 'these are not 12 files and 32 insertions'
     ;;
 subproject)
-    # The host's headers use what the library's own sources do without, and no warning comes of them.
+    # The host's headers use Qt's keywords, which the library's own sources must not, and cause no warning.
     configure "$sysroot" "$work/subproject" -S "$examples/minimalhost" \
         -DDOWNLOADKEY_SOURCE_DIR="$source_dir" -DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DCMAKE_UNITY_BUILD=ON \
         -DCMAKE_CXX_FLAGS='-Wall -Wextra -Wno-subobject-linkage'
@@ -110,7 +110,7 @@ device)
         diff - <(printf '%s\n' libaux.so.4 liblogger.so.2 libscard.so.4) || fail 'it needs other libraries'
     ;;
 recipes)
-    # The recipes' settings, run as written, are those of the page's own call.
+    # The recipes, run as written, give the same settings as the page's own call of cmake.
     settings "$alone/build-device" >"$work/expected-settings"
     includedir=/usr/include
     eval "arguments=($(blocks docs/device-build.md bitbake |
@@ -126,7 +126,7 @@ recipes)
     configure "$device" "$work/buildroot" -S "$source_dir" "${device_arguments[@]}" "${arguments[@]}" \
         -DVendorHost_DIR="$work/recipe" -DCMAKE_INSTALL_LIBDIR=/opt/lib
     settings "$work/buildroot" | diff "$work/expected-settings" - || fail 'the Buildroot package differs'
-    # Folders stay what they were said to be.
+    # The library's folder is the one that was given.
     grep -qx 'libdir=${prefix}/lib' "$work/yocto/downloadkey.pc.in"
     grep -qx 'libdir=/opt/lib' "$work/buildroot/downloadkey.pc.in"
     ;;
@@ -145,7 +145,7 @@ pkgconfig)
     }
     compile -o "$work/pkgconfig"
     expect_two_keys "$device" "$device_lib" "$work/pkgconfig"
-    # A device whose card classes have grown since has to build the library again.
+    # If the device's card classes have grown, the library must be built again.
     rm -rf "$work/grown"
     cp -r "$examples/minimalhost/vendor" "$work/grown"
     sed -i 's/QString m_note;/QString m_note, m_more;/' "$work/grown/scard/scardcards.h"

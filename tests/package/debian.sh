@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The Debian packages: the same bytes from two builds, what they tell of themselves, what they hold, and
-# that readkey runs out of them.
+# The Debian packages: two builds give the same bytes, the packages' fields and files are as expected, and
+# the packed readkey runs.
 . "$1"
 
 packages=$work/packages
@@ -20,8 +20,8 @@ pack() {
     mv "$sources"/../*.deb "$folder"
 }
 
-# The second build has nothing in common with the first but the sources, and no cache hands out what was
-# compiled before. For the libraries' sake alone: the tools take long to compile.
+# The second build shares only the sources with the first, and uses no compiler cache. It builds only the
+# libraries, because the tools take long to compile.
 libraries=(libdownloadkey1 libdownloadkey-standin1)
 unset CMAKE_CXX_COMPILER_LAUNCHER
 pack first DOWNLOADKEY_BUILD_DIR="$build_dir"
@@ -78,7 +78,7 @@ done
 ! "$readelf" -dW "$root"/*/usr/lib/"$tuple"/*.so.1 "$root"/downloadkey-tools/usr/bin/* |
     grep -E 'R(UN)?PATH.*[:[]/' || fail 'these look for libraries in folders of the build'
 
-# The checker unpacks what it checks; it knows the target's architecture as well.
+# lintian checks packages of the target's architecture, too.
 lintian --fail-on error "$packages"/first/*.deb
 
 mkdir "$root/together"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What a loader and an attacker see of the library and the tools. Reports the library's size.
+# The library's and the tools' architecture, needed libraries and hardening. Prints the library's size.
 . "$1"
 
 library=$build_dir/downloadkey/libdownloadkey.so.1
@@ -40,7 +40,7 @@ x86_64-linux-gnu)
 esac
 
 expect 'SONAME.*\[libdownloadkey\.so\.1\]' dynamic "$library"
-# What the toolchain links of its own accord is left out.
+# Without the libraries that the toolchain links by itself.
 dynamic "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' |
     grep -Ev '^(libstdc\+\+\.so\.6|libgcc_s\.so\.1|libm\.so\.6|libc\.so\.6|ld-linux.*)$' | LC_ALL=C sort |
     diff - <(printf '%s\n' libQt5Core.so.5 libdownloadkey-standin-{aux,scard}.so.1) ||
