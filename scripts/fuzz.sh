@@ -21,7 +21,7 @@ for target in "${targets[@]}"; do
     (cd "$work/seeds/$target" && cmake -E tar xf "$top/fuzz/corpus/$target.zip")
 done
 
-# The keys of fuzz_key lie in memory where there is a place for that.
+# fuzz_key writes its keys to a file system in memory if there is one.
 TMPDIR=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
