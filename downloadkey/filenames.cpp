@@ -129,7 +129,8 @@ bool FileName::readTime(QDateTime& time) const {
     if (!firstOfMonth.isValid() || day < 1 || day > 31)
         return false;
 
-    const qint64 days = QDate(1970, 1, 1).daysTo(firstOfMonth) + day - 1;
+    constexpr qint64 epoch = 2440588; // the Julian day of 1970-01-01
+    const qint64 days = firstOfMonth.toJulianDay() - epoch + day - 1;
     const qint64 seconds = ((days * 24 + hour) * 60 + minute) * 60;
     if (seconds < 0)
         return false;
