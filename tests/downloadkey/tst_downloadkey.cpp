@@ -107,6 +107,35 @@ private Q_SLOTS:
     // A collector of debug lines turns them on; without one they would only slow the tests down.
     void init() { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }
 
+    // Hosts connect by these names and types.
+    void signalsHaveTheirTypesAndParameterNames() {
+        const QMetaObject& meta = DownloadKey::staticMetaObject;
+        QByteArrayList found;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            found << meta.method(i).methodSignature() + ' ' +
+                         meta.method(i).parameterNames().join(' ');
+        QCOMPARE(found, (QByteArrayList{
+                            "error(aux::Error) err",
+                            "readDone(std::vector<std::shared_ptr<scard::SCardGeneric> >,"
+                            "std::vector<std::shared_ptr<VehicleInfo> >,bool)"
+                            " driverCards vehicleInfos parsingError",
+                            "downloadFile(QString,QDateTime) filename downloadTimestamp",
+                            "progress(int) relative",
+                        }));
+    }
+
+    void registersNoMetaTypeButThatOfTheError() {
+        RecordingHost host;
+        for (const auto& [signal, type] : {std::pair(0, qMetaTypeId<aux::Error>()), {1, -1}}) {
+            int found = 0;
+            int argument = 0;
+            void* arguments[] = {&found, &argument};
+            QMetaObject::metacall(&host.library, QMetaObject::RegisterMethodArgumentMetaType,
+                                  DownloadKey::staticMetaObject.methodOffset() + signal, arguments);
+            QCOMPARE(found, type);
+        }
+    }
+
     void initUninitAndCloseOnlyWriteALine() {
         RecordingHost host;
         const DebugLines lines;
