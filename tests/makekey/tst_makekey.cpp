@@ -1,10 +1,9 @@
 // makekey as a user runs it. What it writes is the samples' business, and tested there.
 #include "samples/samples.h"
+#include "tests/support/childprocess.h"
 #include "tests/support/datatable.h"
 #include "tests/support/rows.h"
 #include "tests/support/testkey.h"
-
-#include <QtCore/QProcess>
 
 namespace {
 
@@ -18,7 +17,7 @@ struct Result {
 Result makekey(const QStringList& arguments, const QString& script = "exec \"$@\"") {
     const QStringList program =
         QString(MAKEKEY_EMULATOR "|" MAKEKEY_PROGRAM).split('|', Qt::SkipEmptyParts);
-    QProcess process;
+    ChildProcess process;
     process.start("sh", QStringList({"-c", script, "sh"}) + program + arguments);
     if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit)
         qFatal("makekey does not end as it should");

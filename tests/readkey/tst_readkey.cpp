@@ -1,5 +1,6 @@
 #include "tests/readkey/readkeyprocess.h"
 #include "tests/readkey/storykey.h"
+#include "tests/support/childprocess.h"
 #include "tests/support/datatable.h"
 #include "tests/support/rows.h"
 
@@ -40,7 +41,7 @@ QSet<QString> optionsIn(const QString& text) {
 
 // What a shell does in the key's directory, and writes.
 Run shell(const TestKey& key, const QString& command) {
-    QProcess process;
+    ChildProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const QString path = QFileInfo(READKEY_PROGRAM).path();
     environment.insert("PATH", path + ":/usr/bin:" + environment.value("PATH"));
