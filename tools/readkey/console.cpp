@@ -18,10 +18,6 @@ namespace {
 volatile std::sig_atomic_t interruptingSignal = 0;
 int shownProgress = -1; // percent
 
-void requestInterrupt(int number) {
-    interruptingSignal = number;
-}
-
 // Writes all bytes; returns 0 or the errno of the failure, EINTR for an interruption.
 int writeAll(int descriptor, const char* bytes, qint64 size) {
     while (size > 0) {
@@ -69,7 +65,7 @@ void prepareProcess() {
         ::sigaction(number, nullptr, &action);
         if (action.sa_handler == SIG_IGN) // as under nohup
             continue;
-        action.sa_handler = requestInterrupt;
+        action.sa_handler = [](int signal) { interruptingSignal = signal; };
         action.sa_flags = static_cast<int>(SA_RESETHAND);
         ::sigaction(number, &action, nullptr);
     }

@@ -1,6 +1,6 @@
 // CSV with one header line: insertions, cards or files.
+#include "options.h"
 #include "text.h"
-#include "views.h"
 
 namespace readkey {
 
@@ -22,11 +22,6 @@ QString timeCell(std::optional<qint64> seconds) {
     return seconds ? QString::fromLatin1(utcTime(*seconds)) : QString();
 }
 
-template <typename Number>
-QString numberCell(const std::optional<Number>& number) {
-    return number ? QString::number(*number) : QString();
-}
-
 QByteArray insertionLines(const Logbook& book) {
     QByteArray result = "key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
                         "odometerAtWithdrawal\r\n";
@@ -34,8 +29,8 @@ QByteArray insertionLines(const Logbook& book) {
         const LogFile& file = book.files[insertion.file];
         result += csvLine({file.key, file.name, file.plate, book.drivers[insertion.driver].name,
                            QString::number(insertion.slot), timeCell(insertion.inserted),
-                           numberCell(insertion.odometerAtInsertion), timeCell(insertion.withdrawn),
-                           numberCell(insertion.odometerAtWithdrawal)});
+                           numberText(insertion.odometerAtInsertion), timeCell(insertion.withdrawn),
+                           numberText(insertion.odometerAtWithdrawal)});
     }
     return result;
 }

@@ -17,70 +17,60 @@ QByteArray kilometres(quint32 value) {
                                                  : QByteArray::number(value);
 }
 
-JsonObject event(const char* name) {
-    return JsonObject().add("event", '"' + QByteArray(name) + '"');
-}
-
 QByteArray errorJson(const aux::ErrorData& entry) {
-    return JsonObject()
-        .add("component", jsonString(entry.component()))
-        .add("text", jsonString(entry.text()))
-        .add("code", QByteArray::number(entry.code()))
-        .json();
+    return jsonObject({{"component", jsonString(entry.component())},
+                       {"text", jsonString(entry.text())},
+                       {"code", QByteArray::number(entry.code())}});
 }
 
 QByteArray cardJson(const std::shared_ptr<scard::SCardGeneric>& card) {
-    return JsonObject()
-        .add("cardType", QByteArray::number(card->getCardType()))
-        .add("generation", QByteArray::number(card->is2ndGeneneration() ? 2 : 1))
-        .add("cardNumber", jsonString(card->cardNumber()))
-        .add("holderName", jsonString(card->holderName()))
-        .json();
+    return jsonObject({{"cardType", QByteArray::number(card->getCardType())},
+                       {"generation", QByteArray::number(card->is2ndGeneneration() ? 2 : 1)},
+                       {"cardNumber", jsonString(card->cardNumber())},
+                       {"holderName", jsonString(card->holderName())}});
 }
 
 QByteArray activityJson(const downloadkey::VehicleInfo::_FeDriverActivities& activity) {
-    return JsonObject()
-        .add("holderName", jsonString(activity.holderName))
-        .add("insertionTime", time(activity.insertionTime))
-        .add("odometerAtInsertion", kilometres(activity.odometerAtInsertion))
-        .add("slot", QByteArray::number(activity.slot))
-        .add("withdrawalTime", time(activity.withdrawalTime))
-        .add("odometerAtWithdrawal", kilometres(activity.odometerAtWithdrawal))
-        .json();
+    return jsonObject({{"holderName", jsonString(activity.holderName)},
+                       {"insertionTime", time(activity.insertionTime)},
+                       {"odometerAtInsertion", kilometres(activity.odometerAtInsertion)},
+                       {"slot", QByteArray::number(activity.slot)},
+                       {"withdrawalTime", time(activity.withdrawalTime)},
+                       {"odometerAtWithdrawal", kilometres(activity.odometerAtWithdrawal)}});
 }
 
 QByteArray vehicleJson(const std::shared_ptr<downloadkey::VehicleInfo>& vehicle) {
-    return JsonObject()
-        .add("plate", jsonString(vehicle->getPlateString()))
-        .add("driverActivities", jsonArray(vehicle->getDriverActivities(), activityJson))
-        .json();
+    return jsonObject(
+        {{"plate", jsonString(vehicle->getPlateString())},
+         {"driverActivities", jsonArray(vehicle->getDriverActivities(), activityJson)}});
 }
 
 } // namespace
 
 void writeSignals(downloadkey::DownloadKey& key, QIODevice& out) {
     using downloadkey::DownloadKey;
-    const auto write = [&out](const JsonObject& object) { out.write(object.json() + '\n'); };
+    const auto write = [&out](JsonMembers members) { out.write(jsonObject(members) + '\n'); };
     QObject::connect(&key, &DownloadKey::progress, &key, [write](int percent) {
-        write(event("progress").add("relative", QByteArray::number(percent)));
+        write({{"event", R"("progress")"}, {"relative", QByteArray::number(percent)}});
     });
     QObject::connect(&key, &DownloadKey::downloadFile, &key,
                      [write](const QString& path, const QDateTime& timestamp) {
-                         write(event("downloadFile")
-                                   .add("filename", jsonString(path))
-                                   .add("downloadTimestamp", time(timestamp)));
+                         write({{"event", R"("downloadFile")"},
+                                {"filename", jsonString(path)},
+                                {"downloadTimestamp", time(timestamp)}});
                      });
     QObject::connect(&key, &DownloadKey::readDone, &key,
                      [write](const auto& cards, const auto& vehicles, bool parsingError) {
-                         write(event("readDone")
-                                   .add("parsingError", parsingError ? "true" : "false")
-                                   .add("driverCards", jsonArray(cards, cardJson))
-                                   .add("vehicleInfos", jsonArray(vehicles, vehicleJson)));
+                         write({{"event", R"("readDone")"},
+                                {"parsingError", parsingError ? "true" : "false"},
+                                {"driverCards", jsonArray(cards, cardJson)},
+                                {"vehicleInfos", jsonArray(vehicles, vehicleJson)}});
                      });
 }
 
-void writeReturned(const char* call, const aux::Error& error, QIODevice& out) {
-    out.write(event(call).add("errors", jsonArray(error.entries(), errorJson)).json() + '\n');
+void writeReturned(const QString& call, const aux::Error& error, QIODevice& out) {
+    const QByteArray errors = jsonArray(error.entries(), errorJson);
+    out.write(jsonObject({{"event", jsonString(call)}, {"errors", errors}}) + '\n');
 }
 
 } // namespace readkey

@@ -12,6 +12,6 @@ namespace readkey {
 void writeSignals(downloadkey::DownloadKey& key, QIODevice& out);
 
 // Writes what "open" or "read" returned.
-void writeReturned(const char* call, const aux::Error& error, QIODevice& out);
+void writeReturned(const QString& call, const aux::Error& error, QIODevice& out);
 
 } // namespace readkey

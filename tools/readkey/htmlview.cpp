@@ -1,8 +1,8 @@
 // The page: page.html with its style, its script and the logbook's data put in. The script draws
 // everything, so only data are written here, as JSON and as rows of numbers. The page's policy
 // names its style and script by their hashes, so that a browser runs nothing else.
+#include "options.h"
 #include "text.h"
-#include "views.h"
 
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QFile>
@@ -10,14 +10,14 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <algorithm>
+#include <set>
 
 namespace readkey {
 
 namespace {
 
 QByteArray resource(const char* name) {
-    QFile file(QStringLiteral(":/page/") + QLatin1String(name));
+    QFile file(QStringLiteral(":/") + QLatin1String(name));
     file.open(QIODevice::ReadOnly);
     return file.readAll();
 }
@@ -50,19 +50,15 @@ QJsonArray clockOffsets(const Logbook& book, bool utc) {
     if (utc)
         return {};
     // No zone changes its clocks but at a whole quarter of an hour.
-    std::vector<qint64> quarters;
-    const auto add = [&quarters](qint64 seconds) { quarters.push_back(seconds / 900); };
+    std::set<qint64> quarters;
     for (const Insertion& insertion : book.insertions) {
-        add(insertion.inserted);
-        add(insertion.withdrawn.value_or(insertion.inserted));
+        quarters.insert(insertion.inserted / 900);
+        quarters.insert(insertion.withdrawn.value_or(insertion.inserted) / 900);
     }
     for (const LogFile& file : book.files) {
         if (file.downloaded)
-            add(*file.downloaded);
+            quarters.insert(*file.downloaded / 900);
     }
-    std::sort(quarters.begin(), quarters.end());
-    quarters.erase(std::unique(quarters.begin(), quarters.end()), quarters.end());
-
     QJsonArray result;
     int known = 0;
     for (const qint64 quarter : quarters) {
@@ -80,7 +76,7 @@ QJsonObject vehicleJson(const VehicleSummary& vehicle) {
         {QStringLiteral("download"), instant(vehicle.lastDownload)},
         {QStringLiteral("overdue"), vehicle.overdue},
         {QStringLiteral("insertions"), vehicle.insertions},
-        {QStringLiteral("drivers"), static_cast<qint64>(vehicle.drivers.size())},
+        {QStringLiteral("drivers"), vehicle.drivers},
         {QStringLiteral("km"), vehicle.kilometres},
         {QStringLiteral("seconds"), vehicle.seconds},
         {QStringLiteral("kmWithoutCard"), vehicle.kilometresWithoutCard},
@@ -94,7 +90,7 @@ QJsonObject driverJson(const DriverSummary& driver) {
         {QStringLiteral("download"), instant(driver.cardDownload)},
         {QStringLiteral("overdue"), driver.overdue},
         {QStringLiteral("insertions"), driver.insertions},
-        {QStringLiteral("vehicles"), static_cast<qint64>(driver.vehicles.size())},
+        {QStringLiteral("vehicles"), driver.vehicles},
         {QStringLiteral("km"), driver.kilometres},
         {QStringLiteral("seconds"), driver.seconds},
     };

@@ -30,4 +30,16 @@ QByteArray jsonTime(std::optional<qint64> seconds) {
     return seconds ? '"' + utcTime(*seconds) + '"' : QByteArrayLiteral("null");
 }
 
+QByteArray jsonObject(JsonMembers members) {
+    QByteArray result;
+    result.reserve(240); // as much as an insertion takes
+    for (const auto& [key, json] : members) {
+        result += result.isEmpty() ? "{\"" : ",\"";
+        result += key;
+        result += "\":";
+        result += json;
+    }
+    return result + '}';
+}
+
 } // namespace readkey

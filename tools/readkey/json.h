@@ -1,9 +1,11 @@
-// JSON with the keys of objects in the order in which they were added.
+// JSON with the keys of objects in the order in which they are given.
 #pragma once
 
 #include <QtCore/QString>
 
+#include <initializer_list>
 #include <optional>
+#include <utility>
 
 namespace readkey {
 
@@ -21,22 +23,9 @@ QByteArray jsonNumber(const std::optional<Number>& number) {
     return number ? QByteArray::number(*number) : QByteArrayLiteral("null");
 }
 
-class JsonObject {
-public:
-    JsonObject() { m_members.reserve(240); } // as much as an insertion takes
-
-    JsonObject& add(const char* key, const QByteArray& json) {
-        m_members += m_members.isEmpty() ? "\"" : ",\"";
-        m_members += key;
-        m_members += "\":";
-        m_members += json;
-        return *this;
-    }
-    QByteArray json() const { return '{' + m_members + '}'; }
-
-private:
-    QByteArray m_members;
-};
+// The values are JSON already.
+using JsonMembers = std::initializer_list<std::pair<const char*, QByteArray>>;
+QByteArray jsonObject(JsonMembers members);
 
 template <typename Items, typename ToJson>
 QByteArray jsonArray(const Items& items, ToJson toJson) {

@@ -1,31 +1,27 @@
 // JSON Lines, one object for each file. An insertion that several files hold stands in the object
 // of the file that it was taken from.
 #include "json.h"
+#include "options.h"
 #include "text.h"
-#include "views.h"
 
 namespace readkey {
 
 namespace {
 
 QByteArray cardJson(const LogFile& file) {
-    return JsonObject()
-        .add("type", jsonString(cardTypeName(file.cardType)))
-        .add("generation", QByteArray::number(file.cardGeneration))
-        .add("cardNumber", jsonStringOrNull(file.cardNumber))
-        .add("holder", jsonStringOrNull(file.holder))
-        .json();
+    return jsonObject({{"type", jsonString(cardTypeName(file.cardType))},
+                       {"generation", QByteArray::number(file.cardGeneration)},
+                       {"cardNumber", jsonStringOrNull(file.cardNumber)},
+                       {"holder", jsonStringOrNull(file.holder)}});
 }
 
 QByteArray insertionJson(const Insertion& insertion, const std::vector<QByteArray>& holders) {
-    return JsonObject()
-        .add("holder", holders[insertion.driver])
-        .add("slot", QByteArray::number(insertion.slot))
-        .add("inserted", jsonTime(insertion.inserted))
-        .add("odometerAtInsertion", jsonNumber(insertion.odometerAtInsertion))
-        .add("withdrawn", jsonTime(insertion.withdrawn))
-        .add("odometerAtWithdrawal", jsonNumber(insertion.odometerAtWithdrawal))
-        .json();
+    return jsonObject({{"holder", holders[insertion.driver]},
+                       {"slot", QByteArray::number(insertion.slot)},
+                       {"inserted", jsonTime(insertion.inserted)},
+                       {"odometerAtInsertion", jsonNumber(insertion.odometerAtInsertion)},
+                       {"withdrawn", jsonTime(insertion.withdrawn)},
+                       {"odometerAtWithdrawal", jsonNumber(insertion.odometerAtWithdrawal)}});
 }
 
 QByteArray fileJson(const LogFile& file, const QByteArray& insertions) {
@@ -34,21 +30,17 @@ QByteArray fileJson(const LogFile& file, const QByteArray& insertions) {
     if (file.status == LogFile::Ok && file.kind == LogFile::Card)
         card = cardJson(file);
     else if (file.status == LogFile::Ok)
-        vehicle = JsonObject()
-                      .add("plate", jsonString(file.plate))
-                      .add("insertions", '[' + insertions + ']')
-                      .json();
-    return JsonObject()
-        .add("file", jsonString(file.name))
-        .add("key", jsonString(file.key))
-        .add("kind", jsonStringOrNull(QLatin1String(kindNames[file.kind])))
-        .add("downloaded", jsonTime(file.downloaded))
-        .add("status", jsonString(QLatin1String(statusNames[file.status])))
-        .add("reason", jsonStringOrNull(file.reason))
-        .add("copy", jsonStringOrNull(QLatin1String(copyNames[file.copy])))
-        .add("card", card)
-        .add("vehicle", vehicle)
-        .json();
+        vehicle =
+            jsonObject({{"plate", jsonString(file.plate)}, {"insertions", '[' + insertions + ']'}});
+    return jsonObject({{"file", jsonString(file.name)},
+                       {"key", jsonString(file.key)},
+                       {"kind", jsonStringOrNull(QLatin1String(kindNames[file.kind]))},
+                       {"downloaded", jsonTime(file.downloaded)},
+                       {"status", jsonString(QLatin1String(statusNames[file.status]))},
+                       {"reason", jsonStringOrNull(file.reason)},
+                       {"copy", jsonStringOrNull(QLatin1String(copyNames[file.copy]))},
+                       {"card", card},
+                       {"vehicle", vehicle}});
 }
 
 } // namespace

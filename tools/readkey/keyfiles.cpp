@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <tuple>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -28,14 +29,9 @@ bool hasTachographExtension(const QString& name) {
                                                    isVehicleFileName(QLatin1String("S_") + suffix));
 }
 
-void fail(LogFile& file, const QString& reason) {
-    file.status = LogFile::Failed;
+void set(LogFile& file, LogFile::Status status, const QString& reason) {
+    file.status = status;
     file.reason = reason;
-}
-
-void skip(LogFile& file, const char* reason) {
-    file.status = LogFile::Skipped;
-    file.reason = QLatin1String(reason);
 }
 
 // Decides about one directory entry by what the file system and its name tell.
@@ -46,37 +42,33 @@ LogFile examineEntry(int directory, const char* bytes) {
     LogFile file = fileOf(name);
     struct stat status {};
     if (::fstatat(directory, bytes, &status, AT_SYMLINK_NOFOLLOW) != 0)
-        fail(file, QStringLiteral("cannot be read: ") + qt_error_string(errno));
+        set(file, LogFile::Failed, QStringLiteral("cannot be read: ") + qt_error_string(errno));
     else if (S_ISDIR(status.st_mode))
-        skip(file, "it is a directory");
+        set(file, LogFile::Skipped, QStringLiteral("it is a directory"));
     else if (S_ISLNK(status.st_mode))
-        skip(file, "it is a link");
+        set(file, LogFile::Skipped, QStringLiteral("it is a link"));
     else if (!S_ISREG(status.st_mode))
-        skip(file, "it is no regular file");
+        set(file, LogFile::Skipped, QStringLiteral("it is no regular file"));
     else if (name.startsWith(QLatin1Char('.')))
-        skip(file, "it is hidden");
+        set(file, LogFile::Skipped, QStringLiteral("it is hidden"));
     else if (file.kind == LogFile::Other)
-        skip(file, "it is not named like one");
+        set(file, LogFile::Skipped, QStringLiteral("it is not named like one"));
     else if (!file.downloaded)
-        skip(file, "its name has no valid date and time");
+        set(file, LogFile::Skipped, QStringLiteral("its name has no valid date and time"));
     else if (state.invalidChars > 0 || state.remainingChars > 0)
-        fail(file, QStringLiteral("cannot be read: its name is not valid UTF-8"));
+        set(file, LogFile::Failed, QStringLiteral("cannot be read: its name is not valid UTF-8"));
     else if (::faccessat(directory, bytes, R_OK, 0) != 0)
-        fail(file, QStringLiteral("cannot be read: ") + qt_error_string(errno));
+        set(file, LogFile::Failed, QStringLiteral("cannot be read: ") + qt_error_string(errno));
     return file;
 }
 
 // Why the file cannot be worked on at all; empty when it can.
 QString openReason(QFile& file) {
-    const QFileInfo info(file.fileName());
-    if (!info.exists())
-        return QStringLiteral("the file is no longer there");
-    if (info.isDir())
-        return QStringLiteral("it is a directory");
-    if (info.size() < downloadkey::smallestUsableFile)
-        return QStringLiteral("the file is too small (%1 bytes)").arg(info.size());
-    return file.open(QIODevice::ReadOnly) ? QString()
-                                          : QStringLiteral("cannot be read: ") + file.errorString();
+    if (!file.open(QIODevice::ReadOnly))
+        return QStringLiteral("cannot be read: ") + file.errorString();
+    if (file.size() < downloadkey::smallestUsableFile)
+        return QStringLiteral("the file is too small (%1 bytes)").arg(file.size());
+    return {};
 }
 
 // Why a parser refused the file, as far as a look at its bytes can tell more than the parser did.
@@ -148,13 +140,10 @@ Listing listFiles(const QString& downloadDir) {
     }
     result.error = errno;
     std::sort(result.files.begin(), result.files.end(), [](const LogFile& a, const LogFile& b) {
-        const bool aIsOk = a.status == LogFile::Ok;
-        const bool bIsOk = b.status == LogFile::Ok;
-        if (aIsOk != bIsOk)
-            return aIsOk;
-        if (!aIsOk || (a.kind == b.kind && a.downloaded == b.downloaded))
-            return a.name < b.name;
-        return a.kind != b.kind ? a.kind < b.kind : b.downloaded < a.downloaded;
+        if (a.status != LogFile::Ok || b.status != LogFile::Ok)
+            return std::make_pair(a.status != LogFile::Ok, a.name) <
+                   std::make_pair(b.status != LogFile::Ok, b.name);
+        return std::tie(a.kind, b.downloaded, a.name) < std::tie(b.kind, a.downloaded, b.name);
     });
     return result;
 }
@@ -164,7 +153,7 @@ std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key
     QFile device(path);
     const QString reason = openReason(device);
     if (!reason.isEmpty()) {
-        fail(file, reason);
+        set(file, LogFile::Failed, reason);
         return nullptr;
     }
     std::unique_ptr<downloadkey::VehicleInfo> vehicle;
@@ -173,7 +162,7 @@ std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key
     const aux::Error error = vehicle ? vehicle->read() : readCard(key, device, file);
     if (error.isEmpty())
         return vehicle;
-    fail(file, parserReason(device, error, file.kind));
+    set(file, LogFile::Failed, parserReason(device, error, file.kind));
     return nullptr;
 }
 

@@ -30,17 +30,6 @@ QString downloadDirOf(const QString& mountDir) {
     return {};
 }
 
-// A remount sets all flags anew, so those in force are passed again. statvfs() tells them by
-// mount()'s own numbers, but for one.
-unsigned long mountFlags(unsigned long inForce) {
-    constexpr unsigned long same = ST_NOSUID | ST_NODEV | ST_NOEXEC | ST_SYNCHRONOUS | ST_NOATIME |
-                                   ST_NODIRATIME | ST_MANDLOCK;
-    static_assert(same == (MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS | MS_NOATIME |
-                           MS_NODIRATIME | MS_MANDLOCK));
-    constexpr unsigned long relative = MS_RELATIME;
-    return (inForce & same) | ((inForce & ST_RELATIME) != 0 ? relative : 0);
-}
-
 // Remounts the file system at `mountDir` and keeps its other flags. Returns an empty text, or the
 // reason why not: where a directory is no mount point, the file system around it would be changed.
 QString remountReadOnly(const QString& mountDir) {
@@ -54,7 +43,13 @@ QString remountReadOnly(const QString& mountDir) {
         return qt_error_string(errno);
     if (directory.st_dev == parent.st_dev)
         return QStringLiteral("it is not a mount point");
-    const unsigned long flags = MS_REMOUNT | MS_RDONLY | mountFlags(fileSystem.f_flag);
+    // A remount sets all flags anew, so those in force are passed again. statvfs() tells them by
+    // mount()'s own numbers, but for one.
+    constexpr unsigned long kept = MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS | MS_NOATIME |
+                                   MS_NODIRATIME | MS_MANDLOCK;
+    unsigned long flags = MS_REMOUNT | MS_RDONLY | (fileSystem.f_flag & kept);
+    if ((fileSystem.f_flag & ST_RELATIME) != 0)
+        flags |= MS_RELATIME;
     if (::mount(nullptr, path.constData(), nullptr, flags, nullptr) != 0)
         return qt_error_string(errno);
     return {};
@@ -164,7 +159,7 @@ bool KeyReader::openKey() {
     QDir mountDir(m_mountDir);
     const aux::Error error = m_key.open(mountDir);
     if (m_events)
-        writeReturned("open", error, *m_events);
+        writeReturned(QStringLiteral("open"), error, *m_events);
     if (!error.isEmpty())
         return fail({}, reasonNotOpened());
     listDirectory(downloadDirOf(m_mountDir));
@@ -176,7 +171,7 @@ void KeyReader::readKey() {
     if (console::interruption() != 0)
         return;
     if (m_events)
-        writeReturned("read", error, *m_events);
+        writeReturned(QStringLiteral("read"), error, *m_events);
     if (error.isEmpty())
         return addFiles(false);
     // The library dropped what it had parsed, and with it the reason of each failure.

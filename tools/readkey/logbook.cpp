@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <tuple>
 
 namespace readkey {
@@ -60,9 +61,7 @@ void mergeEqual(Logbook& book, size_t begin) {
     std::vector<Insertion>& all = book.insertions;
     const auto first = all.begin() + static_cast<std::ptrdiff_t>(begin);
     std::stable_sort(first, all.end(), [&](const Insertion& a, const Insertion& b) {
-        const auto aIdentity = identity(a);
-        const auto bIdentity = identity(b);
-        return aIdentity == bIdentity ? rank(a) < rank(b) : aIdentity < bIdentity;
+        return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
     });
     all.erase(std::unique(first, all.end(),
                           [&identity](const Insertion& a, const Insertion& b) {
@@ -87,25 +86,6 @@ void findGaps(Logbook& book) {
     }
 }
 
-// By index, which are to be shown.
-struct Wanted {
-    std::vector<bool> vehicles;
-    std::vector<bool> drivers;
-};
-
-Wanted wantedNames(const Logbook& book, const Filter& filter) {
-    const auto withoutBlanks = [](QString text) { return text.remove(QLatin1Char(' ')); };
-    const QString plate = withoutBlanks(filter.plate);
-    Wanted result;
-    for (const VehicleSummary& vehicle : book.vehicles)
-        result.vehicles.push_back(
-            withoutBlanks(vehicle.plate).contains(plate, Qt::CaseInsensitive));
-    for (const DriverSummary& driver : book.drivers)
-        result.drivers.push_back(driver.name.contains(filter.driver, Qt::CaseInsensitive) ||
-                                 driver.cardNumber.contains(filter.driver, Qt::CaseInsensitive));
-    return result;
-}
-
 template <typename Item, typename IsWanted>
 void removeUnless(std::vector<Item>& items, IsWanted isWanted) {
     items.erase(std::remove_if(items.begin(), items.end(),
@@ -113,7 +93,19 @@ void removeUnless(std::vector<Item>& items, IsWanted isWanted) {
                 items.end());
 }
 
-void filterRecords(Logbook& book, const Filter& filter, const Wanted& wanted) {
+bool fits(const VehicleSummary& vehicle, const Filter& filter) {
+    const auto withoutBlanks = [](QString text) { return text.remove(QLatin1Char(' ')); };
+    return withoutBlanks(vehicle.plate).contains(withoutBlanks(filter.plate), Qt::CaseInsensitive);
+}
+
+bool fits(const DriverSummary& driver, const Filter& filter) {
+    return driver.name.contains(filter.driver, Qt::CaseInsensitive) ||
+           driver.cardNumber.contains(filter.driver, Qt::CaseInsensitive);
+}
+
+void filterRecords(Logbook& book, const Filter& filter) {
+    if (!filter.isActive())
+        return;
     const auto overlaps = [&filter](qint64 from, qint64 to) {
         return (!filter.from || to >= *filter.from) && (!filter.to || from < *filter.to);
     };
@@ -121,74 +113,28 @@ void filterRecords(Logbook& book, const Filter& filter, const Wanted& wanted) {
         // An open one lasts until the download that it was taken from, as far as anyone knows.
         const qint64 end = insertion.withdrawn.value_or(
             book.files[insertion.file].downloaded.value_or(insertion.inserted));
-        return wanted.vehicles[insertion.vehicle] && wanted.drivers[insertion.driver] &&
+        return fits(book.vehicles[insertion.vehicle], filter) &&
+               fits(book.drivers[insertion.driver], filter) &&
                overlaps(insertion.inserted, std::max(insertion.inserted, end));
     });
     // A stretch without a card is no driver's.
     removeUnless(book.gaps, [&](const Gap& gap) {
-        return wanted.vehicles[gap.vehicle] && filter.driver.isEmpty() &&
+        return fits(book.vehicles[gap.vehicle], filter) && filter.driver.isEmpty() &&
                overlaps(gap.from, gap.to);
     });
 }
 
-// What has no insertions is shown where nothing was asked that only insertions can answer.
-void addOwners(Wanted& wanted, const Logbook& book, const Filter& filter) {
-    if (filter.from || filter.to || !filter.driver.isEmpty())
-        wanted.vehicles.assign(wanted.vehicles.size(), false);
-    if (filter.from || filter.to || !filter.plate.isEmpty())
-        wanted.drivers.assign(wanted.drivers.size(), false);
-    for (const Insertion& insertion : book.insertions) {
-        wanted.vehicles[insertion.vehicle] = true;
-        wanted.drivers[insertion.driver] = true;
-    }
-    for (const Gap& gap : book.gaps)
-        wanted.vehicles[gap.vehicle] = true;
-}
-
-// Sorts `items` by name, drops those that are not wanted, and returns for each old index the new
-// one.
-template <typename Item>
-std::vector<size_t> sortWanted(std::vector<Item>& items, const std::vector<bool>& wanted,
-                               QString Item::*name) {
-    std::vector<size_t> order(items.size());
-    std::iota(order.begin(), order.end(), size_t{0});
-    removeUnless(order, [&wanted](size_t i) { return wanted[i]; });
-    std::sort(order.begin(), order.end(),
-              [&](size_t a, size_t b) { return items[a].*name < items[b].*name; });
-    std::vector<size_t> newIndex(items.size());
-    std::vector<Item> sorted;
-    for (const size_t i : order) {
-        newIndex[i] = sorted.size();
-        sorted.push_back(std::move(items[i]));
-    }
-    items = std::move(sorted);
-    return newIndex;
-}
-
-// Brings everything into its order, without vehicles and drivers that are not wanted.
-void arrange(Logbook& book, const Wanted& wanted) {
-    const auto vehicles = sortWanted(book.vehicles, wanted.vehicles, &VehicleSummary::plate);
-    const auto drivers = sortWanted(book.drivers, wanted.drivers, &DriverSummary::name);
-    for (Insertion& insertion : book.insertions) {
-        insertion.vehicle = vehicles[insertion.vehicle];
-        insertion.driver = drivers[insertion.driver];
-    }
-    for (Gap& gap : book.gaps)
-        gap.vehicle = vehicles[gap.vehicle];
-    // The order by time within a vehicle stays.
-    const auto byVehicle = [](const auto& a, const auto& b) { return a.vehicle < b.vehicle; };
-    std::stable_sort(book.insertions.begin(), book.insertions.end(), byVehicle);
-    std::stable_sort(book.gaps.begin(), book.gaps.end(), byVehicle);
-}
-
 void sumUp(Logbook& book) {
+    std::set<std::pair<size_t, size_t>> pairs; // of a vehicle and a driver
     for (const Insertion& insertion : book.insertions) {
         VehicleSummary& vehicle = book.vehicles[insertion.vehicle];
         DriverSummary& driver = book.drivers[insertion.driver];
         ++vehicle.insertions;
         ++driver.insertions;
-        vehicle.drivers.insert(insertion.driver);
-        driver.vehicles.insert(insertion.vehicle);
+        if (pairs.insert({insertion.vehicle, insertion.driver}).second) {
+            ++vehicle.drivers;
+            ++driver.vehicles;
+        }
         driver.seconds += insertion.duration();
         if (insertion.slot != driverSlot)
             continue;
@@ -206,6 +152,51 @@ void sumUp(Logbook& book) {
         vehicle.overdue = isOverdue(vehicle.lastDownload, vehicleDownloadDays);
     for (DriverSummary& driver : book.drivers)
         driver.overdue = isOverdue(driver.cardDownload, cardDownloadDays);
+}
+
+// Sorts `items` by name, drops those that are not wanted, and returns for each old index the new
+// one.
+template <typename Item, typename IsWanted>
+std::vector<size_t> sortWanted(std::vector<Item>& items, QString Item::*name, IsWanted isWanted) {
+    std::vector<size_t> order(items.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    removeUnless(order, [&](size_t i) { return isWanted(items[i]); });
+    std::sort(order.begin(), order.end(),
+              [&](size_t a, size_t b) { return items[a].*name < items[b].*name; });
+    std::vector<size_t> newIndex(items.size());
+    std::vector<Item> sorted;
+    for (const size_t i : order) {
+        newIndex[i] = sorted.size();
+        sorted.push_back(std::move(items[i]));
+    }
+    items = std::move(sorted);
+    return newIndex;
+}
+
+// Brings everything into its order. Vehicles and drivers without a record are shown where nothing
+// was asked that only records can answer.
+void arrange(Logbook& book, const Filter& filter) {
+    const bool anyTime = !filter.from && !filter.to;
+    const auto vehicles =
+        sortWanted(book.vehicles, &VehicleSummary::plate, [&](const VehicleSummary& vehicle) {
+            return vehicle.insertions > 0 || vehicle.kilometresWithoutCard > 0 ||
+                   (anyTime && filter.driver.isEmpty() && fits(vehicle, filter));
+        });
+    const auto drivers =
+        sortWanted(book.drivers, &DriverSummary::name, [&](const DriverSummary& driver) {
+            return driver.insertions > 0 ||
+                   (anyTime && filter.plate.isEmpty() && fits(driver, filter));
+        });
+    for (Insertion& insertion : book.insertions) {
+        insertion.vehicle = vehicles[insertion.vehicle];
+        insertion.driver = drivers[insertion.driver];
+    }
+    for (Gap& gap : book.gaps)
+        gap.vehicle = vehicles[gap.vehicle];
+    // The order by time within a vehicle stays.
+    const auto byVehicle = [](const auto& a, const auto& b) { return a.vehicle < b.vehicle; };
+    std::stable_sort(book.insertions.begin(), book.insertions.end(), byVehicle);
+    std::stable_sort(book.gaps.begin(), book.gaps.end(), byVehicle);
 }
 
 } // namespace
@@ -278,11 +269,9 @@ Logbook LogbookBuilder::finish(const Filter& filter) {
     mergeEqual(m_book, 0);
     m_book.insertionsFound = m_book.insertions.size();
     findGaps(m_book);
-    Wanted wanted = wantedNames(m_book, filter);
-    filterRecords(m_book, filter, wanted);
-    addOwners(wanted, m_book, filter);
-    arrange(m_book, wanted);
+    filterRecords(m_book, filter);
     sumUp(m_book);
+    arrange(m_book, filter);
     m_vehicles.clear();
     m_drivers.clear();
     return std::move(m_book);

@@ -9,7 +9,6 @@
 #include <QtCore/QString>
 
 #include <optional>
-#include <set>
 #include <vector>
 
 namespace downloadkey {
@@ -70,7 +69,7 @@ struct VehicleSummary {
     std::optional<qint64> lastDownload;
     bool overdue = false; // at the newest download of all
     qint64 insertions = 0;
-    std::set<size_t> drivers;
+    qint64 drivers = 0;
     qint64 kilometres = 0; // with a card in the driver's slot
     qint64 seconds = 0;    // likewise
     qint64 kilometresWithoutCard = 0;
@@ -83,13 +82,13 @@ struct DriverSummary {
     std::optional<qint64> cardDownload; // the newest
     bool overdue = false;
     qint64 insertions = 0;
-    std::set<size_t> vehicles;
+    qint64 vehicles = 0;
     qint64 kilometres = 0; // in the driver's slot
     qint64 seconds = 0;    // in any slot
 };
 
 struct Failure {
-    QString key;
+    QString key;  // or the directory of the copies
     QString file; // empty: the key as a whole
     QString reason;
 };

@@ -2,7 +2,6 @@
 // drives the library, logbook.* is what comes out of it, and each view prints that.
 #include "console.h"
 #include "keyreader.h"
-#include "views.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFileInfo>
@@ -27,10 +26,9 @@ std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& b
         keys.append(KeyReader::mountDirOf(path));
     if (copier->open(keys))
         return copier;
-    const QString reason =
-        QStringLiteral("nothing can be copied to %1: %2").arg(options.copyTo, copier->error());
-    console::error(reason);
-    book.addFailure({{}, {}, reason});
+    const QString reason = QStringLiteral("nothing can be copied there: ") + copier->error();
+    console::error(options.copyTo + QStringLiteral(": ") + reason);
+    book.addFailure({options.copyTo, {}, reason});
     return nullptr;
 }
 

@@ -1,38 +1,20 @@
-#include "views.h"
+#include "options.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QDate>
+#include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 
 namespace readkey {
 
 namespace {
 
-// It is the list of the options too, so none can be missing here.
-const char helpText[] = R"(Usage: readkey [options] PATH...
-Shows what is on download keys. PATH: where a key is mounted, or a folder of
-download files. Without a view: tables of drivers, vehicles and files.
-
-  --summary             totals by vehicle and driver instead of every insertion
-  --json                JSON Lines, one object for each file
-  --csv[=WHAT]          CSV of "insertions" (default), "cards" or "files"
-  --html FILE           one page for a browser ("-" is standard output)
-  --events              the library's own signals as JSON Lines, of one key
-  --vehicle PLATE       only insertions in vehicles with this in their plate
-  --driver TEXT         only those of drivers with this in name or card number
-  --from DATE           only those that end on or after 2024-03-15, for example
-  --to DATE             only those that begin on or before that day
-  --utc                 times in UTC (default: local time; JSON and CSV: UTC)
-  --copy-to DIR         copy every download file to DIR (default: copy nothing)
-  --downloaded-dir      make the key's "downloaded" directory (default: do not)
-  --remount             remount the key read-only at the end (default: do not)
-  --verbose             the library's debug lines on standard error
-  -h, --help            this text
-  -v, --version         the version
-
-Exit status: 0 success, 1 a key could not be opened or a file failed, 2 wrong
-usage. "man readkey" has formats and examples.
-)";
+// The list of the options is read from it, so none can be missing there.
+QString helpText() {
+    QFile file(QStringLiteral(":/help.txt"));
+    file.open(QIODevice::ReadOnly);
+    return QString::fromLatin1(file.readAll());
+}
 
 QList<QCommandLineOption> allOptions() {
     static const QRegularExpression row(
@@ -40,12 +22,12 @@ QList<QCommandLineOption> allOptions() {
             "^  (?:-(?<letter>\\w), )?--(?<name>[a-z-]+)(?:(?: |\\[=)(?<value>[A-Z]+))?"),
         QRegularExpression::MultilineOption);
     QList<QCommandLineOption> result;
-    auto rows = row.globalMatch(QLatin1String(helpText));
+    auto rows = row.globalMatch(helpText());
     while (rows.hasNext()) {
         const QRegularExpressionMatch option = rows.next();
-        QStringList names(option.captured(QStringLiteral("name")));
-        if (!option.captured(QStringLiteral("letter")).isEmpty())
-            names.append(option.captured(QStringLiteral("letter")));
+        QStringList names{option.captured(QStringLiteral("name")),
+                          option.captured(QStringLiteral("letter"))};
+        names.removeAll(QString());
         result.append({names, {}, option.captured(QStringLiteral("value"))});
     }
     return result;
@@ -178,7 +160,7 @@ CommandLine parseCommandLine(QStringList arguments) {
     parser.addOptions(allOptions());
     const bool understood = parser.parse(arguments);
     if (parser.isSet(QStringLiteral("help")))
-        return {{}, QLatin1String(helpText)};
+        return {{}, helpText()};
     if (parser.isSet(QStringLiteral("version")))
         return {{}, QStringLiteral("readkey " READKEY_VERSION "\n")};
     if (!understood)

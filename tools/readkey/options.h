@@ -1,8 +1,11 @@
-// The command line of readkey, as plain values.
+// The command line of readkey, as plain values, and the views that it chooses from. A view is a way
+// to show a logbook: a function, in a file of its own unless it shares its parts with another, and
+// one line in the table.
 #pragma once
 
 #include "logbook.h"
 
+#include <QtCore/QIODevice>
 #include <QtCore/QStringList>
 
 namespace readkey {
@@ -19,6 +22,24 @@ struct Options {
     bool makeDownloadedDir = false;
     bool remount = false;
     bool verbose = false;
+};
+
+struct View {
+    const char* option; // without dashes; null: the default
+    bool intoFile;      // the value names the file to write; "-" is standard output
+    // Writes the whole view. An error of the device is for the caller to see.
+    void (*write)(const Logbook& book, const Options& options, QIODevice& out);
+};
+
+void writeTables(const Logbook& book, const Options& options, QIODevice& out);
+void writeSummary(const Logbook& book, const Options& options, QIODevice& out);
+void writeJson(const Logbook& book, const Options& options, QIODevice& out);
+void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
+void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
+
+constexpr View views[] = {
+    {nullptr, false, writeTables}, {"summary", false, writeSummary}, {"json", false, writeJson},
+    {"csv", false, writeCsv},      {"html", true, writeHtml},
 };
 
 struct CommandLine {

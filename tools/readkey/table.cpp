@@ -1,7 +1,5 @@
 #include "table.h"
 
-#include "text.h"
-
 #include <algorithm>
 #include <numeric>
 
@@ -24,12 +22,13 @@ QString shortened(const QString& text, int width) {
 
 } // namespace
 
-Paper Paper::ofStandardOutput() {
+Paper Paper::ofStandardOutput(bool utc) {
     winsize size{};
     const bool isTerminal = ::isatty(STDOUT_FILENO) == 1;
     if (isTerminal)
         ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
-    return {size.ws_col,
+    return {{utc},
+            size.ws_col,
             isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb"};
 }
 
@@ -47,10 +46,9 @@ QString Paper::alarm(const QString& text) const {
     return isColoured ? QLatin1String("\033[31m") + text + QLatin1String("\033[0m") : text;
 }
 
-Table::Table(const std::vector<Column>& columns)
+Table::Table(std::initializer_list<Column> columns)
     : m_columns(columns) {
     std::vector<QString> titles;
-    titles.reserve(columns.size());
     for (const Column& column : columns)
         titles.push_back(QLatin1String(column.title));
     addRow(titles);
@@ -66,18 +64,21 @@ void Table::addRow(const std::vector<QString>& cells, bool isAlarm) {
 
 std::vector<int> Table::columnWidths(const Paper& paper) const {
     std::vector<int> widths(m_columns.size());
-    for (size_t i = 0; i < m_cells.size(); ++i) {
+    for (size_t i = widths.size(); i < m_cells.size(); ++i) {
         const size_t column = i % widths.size();
+        const int width = m_cells[i].width;
         const int limit = paper.width == 0 ? m_columns[column].limit : 0;
-        if (limit == 0 || m_cells[i].width <= limit)
-            widths[column] = std::max(widths[column], m_cells[i].width);
+        if (width > 0)
+            widths[column] = std::max(
+                {widths[column], m_cells[column].width, limit == 0 || width <= limit ? width : 0});
     }
-    const int gaps = 2 * static_cast<int>(widths.size());
-    int tooMuch =
-        paper.width == 0 ? 0 : std::accumulate(widths.begin(), widths.end(), gaps) - paper.width;
+    const int total = std::accumulate(widths.begin(), widths.end(), 0, [](int sum, int width) {
+        return width == 0 ? sum : sum + 2 + width;
+    });
+    int tooMuch = paper.width == 0 ? 0 : total - paper.width;
     for (size_t i = widths.size(); i-- > 0;) {
         const int cut = std::min(tooMuch, widths[i] - shortestName);
-        if (cut <= 0 || m_columns[i].kind != Column::Name)
+        if (cut <= 0 || !m_columns[i].isName)
             continue;
         widths[i] -= cut;
         tooMuch -= cut;
@@ -89,6 +90,8 @@ QString Table::line(size_t row, const std::vector<int>& widths, bool onTerminal)
     QString result;
     int position = 0;
     for (size_t i = 0; i < widths.size(); ++i) {
+        if (widths[i] == 0)
+            continue;
         Cell cell = m_cells[row * widths.size() + i];
         if (cell.width > widths[i] && onTerminal) {
             cell.text = shortened(cell.text, widths[i]);
@@ -100,7 +103,7 @@ QString Table::line(size_t row, const std::vector<int>& widths, bool onTerminal)
         }
         position += 2 + widths[i];
         const int blanks = widths[i] - cell.width;
-        const bool isRight = m_columns[i].kind == Column::Right;
+        const bool isRight = m_columns[i].isRight;
         result.resize(result.size() + 2 + (isRight ? blanks : 0), QLatin1Char(' '));
         result += cell.text;
         result.resize(result.size() + (isRight ? 0 : blanks), QLatin1Char(' '));

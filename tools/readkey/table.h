@@ -2,7 +2,7 @@
 // is shown as an escape.
 #pragma once
 
-#include <QtCore/QString>
+#include "text.h"
 
 #include <vector>
 
@@ -10,24 +10,33 @@ namespace readkey {
 
 // How standard output wants its text.
 struct Paper {
+    Clock clock;
     int width = 0;           // columns of the terminal; 0: as wide as need be
     bool isColoured = false; // bold headings, red failures
 
-    static Paper ofStandardOutput();
+    static Paper ofStandardOutput(bool utc);
     QString fitting(const QString& line) const; // cut to the terminal's width
     QString heading(const QString& line) const; // likewise, with the end of its line
     QString alarm(const QString& text) const;
 };
 
 struct Column {
+    static Column left(const char* title) { return {title, false}; }
+    static Column right(const char* title) { return {title, true}; }
+    // Shortened on a narrow terminal. Elsewhere, a cell longer than `limit` pushes the next to a
+    // line below; 0: none does.
+    static Column name(const char* title, int limit = 0) { return {title, false, true, limit}; }
+
     const char* title;
-    enum Kind { Left, Right, Name } kind; // a name is shortened on a narrow terminal
-    int limit = 0; // elsewhere, a longer cell pushes the next to a line below; 0: none does
+    bool isRight;
+    bool isName = false;
+    int limit = 0;
 };
 
+// A column whose cells are all empty is left out.
 class Table {
 public:
-    explicit Table(const std::vector<Column>& columns);
+    explicit Table(std::initializer_list<Column> columns);
 
     // One cell for each column.
     void addRow(const std::vector<QString>& cells, bool isAlarm = false);

@@ -35,6 +35,12 @@ QString cardTypeName(int type);
 // "-" for what is not known.
 QString orDash(const QString& text);
 
+// Empty for a number that is not known.
+template <typename Number>
+QString numberText(const std::optional<Number>& number) {
+    return number ? QString::number(*number) : QString();
+}
+
 // "2024-03-15T08:30:00Z" of seconds since 1970.
 QByteArray utcTime(qint64 seconds);
 
