@@ -74,10 +74,12 @@ QString openReason(QFile& file) {
 // Why a parser refused the file, as far as a look at its bytes can tell more than the parser did.
 QString parserReason(QFile& file, const aux::Error& error, LogFile::Kind kind) {
     file.seek(0);
-    const QByteArray bytes = file.readAll();
+    const QByteArray begin = file.read(2);
+    while (!file.read(65536).isEmpty()) {
+        // It may be larger than the memory.
+    }
     if (file.error() != QFileDevice::NoError)
         return QStringLiteral("cannot be read: ") + file.errorString();
-    const QByteArray begin = bytes.left(2);
     if (kind == LogFile::Vehicle && begin != "\x76\x01" && begin != "\x76\x21" &&
         begin != "\x76\x31")
         return QStringLiteral("not a vehicle-unit download (begins with %1)")
