@@ -38,12 +38,8 @@ class FileNamesTest : public QObject {
 
 private Q_SLOTS:
     void names_data() {
-        const auto addRow = columns<QString, QString, QString>("name", "kind", "time");
-        forEachRow("names.txt", [&](const TableRow& row) {
-            addRow(row.place(), row.text("name"),
-                   row.word("kind", {"driver", "vehicle", "!driver", "!vehicle", "!neither"}),
-                   row.text("time"));
-        });
+        const auto addRow =
+            tableRows<QString, QString, QString>("names.txt", "name", "kind", "time");
         addRow("other white space", "M_202403+5_\t8\n5_A.DDD", "!vehicle", "2024-03-05T08:05:00Z");
         addRow("vertical tabulator", "M_2024+3\v5_0830_A.DDD", "!vehicle", "2024-03-05T08:30:00Z");
         addRow("no name", QString(), "!neither", "none");

@@ -53,18 +53,14 @@ class TestFileCopier : public QObject {
 
 private Q_SLOTS:
     void copies_data() {
-        const auto addRow = columns<QString, QString, QStringList, QString, QString>(
-            "source", "there", "fault", "outcome", "message");
-        forEachRow("copier.txt", [&](const TableRow& row) {
-            addRow(row.place(), row.text("source"), row.text("there"), row.text("fault").split(' '),
-                   row.text("outcome"), row.text("message"));
-        });
+        tableRows<QString, QString, QString, QString, QString>("copier.txt", "source", "there",
+                                                               "fault", "outcome", "message");
     }
 
     void copies() {
         QFETCH(QString, source);
         QFETCH(QString, there);
-        QFETCH(QStringList, fault);
+        QFETCH(QString, fault);
         QFETCH(QString, outcome);
         const TestKey key;
         key.write("download/file", large);
@@ -77,8 +73,9 @@ private Q_SLOTS:
         FileCopier copier(key.path("copies"));
         QVERIFY2(copier.open({key.path("download")}), qPrintable(copier.error()));
 
-        faults_arm(qPrintable(key.path(fault[0])), qPrintable(fault.value(1)),
-                   fault.value(2).toInt(), fault.value(3).toInt());
+        const QStringList words = fault.split(' ');
+        faults_arm(qPrintable(key.path(words[0])), qPrintable(words.value(1)),
+                   words.value(2).toInt(), words.value(3).toInt());
         const int result = copier.copy(QDir(key.path("download")).absoluteFilePath(source), time);
         faults_disarm();
 

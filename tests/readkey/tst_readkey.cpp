@@ -1,14 +1,22 @@
-#include "tests/readkey/readkeyprocess.h"
 #include "tests/readkey/storykey.h"
-#include "tests/support/childprocess.h"
 #include "tests/support/datatable.h"
 #include "tests/support/rows.h"
+#include "tests/support/shell.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
+#include <csignal>
+
+#include <unistd.h>
+
 namespace {
+
+// Arguments as they are typed; `before` them may be settings, and what runs the program.
+Run readkey(const TestKey& key, const QString& arguments, const QString& before = "") {
+    return shell(key, before + " PROGRAM " + arguments);
+}
 
 // Times of insertion, the fourth column but two of the CSV of insertions.
 QStringList insertedTimes(const QString& csv) {
@@ -39,25 +47,9 @@ QSet<QString> optionsIn(const QString& text) {
     return options;
 }
 
-// What a shell does in the key's directory, and writes.
-Run shell(const TestKey& key, const QString& command) {
-    ChildProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    const QString path = QFileInfo(READKEY_PROGRAM).path();
-    environment.insert("PATH", path + ":/usr/bin:" + environment.value("PATH"));
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(key.mountPath());
-    process.start("sh", {"-ec", command});
-    process.waitForFinished(60000);
-    return {process.exitCode(), 0, QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
-
-// What a terminal shows of a command, in which READKEY stands for the program.
-QString terminalOutput(const TestKey& key, QString command) {
-    QString program = READKEY_EMULATOR " " READKEY_PROGRAM;
-    command.replace("READKEY", program.replace('|', ' ')).replace("KEY", key.mountPath());
-    return shell(key, "script -qec '" + command + "' /dev/null").out;
+// What a terminal shows of it.
+QString onTerminal(const TestKey& key, const QString& command) {
+    return shell(key, "script -qec \"" + command + "\" /dev/null").out;
 }
 
 } // namespace
@@ -83,7 +75,7 @@ private Q_SLOTS:
         QFETCH(QString, options);
         const StoryKey key;
         addOddities(key);
-        const Run run = Readkey(key, "Europe/Berlin").run(options + " KEY");
+        const Run run = readkey(key, options + " KEY", "TZ=Europe/Berlin");
         QCOMPARE(run.out, dataFile(QTest::currentDataTag()));
         QCOMPARE(run.err, QString("readkey: M_20240310_0830_BAD.DDD: not a vehicle-unit download "
                                   "(begins with D2 D2)\n"));
@@ -95,12 +87,33 @@ private Q_SLOTS:
     void page() {
         const StoryKey key;
         addOddities(key);
-        const Run run = Readkey(key, "WIN0SUM,M3.2.4/1,M11.1.0").run("--html - KEY");
+        const Run run = readkey(key, "--html - KEY", "TZ=WIN0SUM,M3.2.4/1,M11.1.0");
         QVERIFY(run.out.startsWith("<!DOCTYPE html>") && run.out.endsWith("</html>\n"));
         const int start = run.out.indexOf("<script type=");
         QString page = run.out.mid(start, run.out.lastIndexOf("<script>") - start);
         page.replace("},{", "},\n{").replace("],\"", "],\n\"");
         QCOMPARE(page, dataFile("page.txt"));
+    }
+
+    void pageFile_data() {
+        const auto row = columns<QString, QString, QString>("script", "message", "found");
+        row("new", "PROGRAM --html page KEY", "", "regular file");
+        row("full disk", "prlimit --fsize=20000 PROGRAM --html page KEY",
+            "page: cannot be written: File too large", "");
+        row("no directory", "PROGRAM --html no/page KEY",
+            "no/page: cannot be written: No such file or directory", "");
+        row("pipe", "mkfifo page; (cat page >out) & PROGRAM --html page KEY; wait", "", "fifo");
+    }
+
+    // The page is written whole or not at all. What is no regular file takes it, and stays.
+    void pageFile() {
+        QFETCH(QString, script);
+        QFETCH(QString, message);
+        const StoryKey key;
+        const Run run = shell(key, script);
+        QCOMPARE(run.err, message.isEmpty() ? QString() : "readkey: " + message + '\n');
+        QCOMPARE(run.status, message.isEmpty() ? 0 : 1);
+        QTEST(shell(key, "stat -c %F page*").out.trimmed(), "found");
     }
 
     // The format that other programs read: the library's signals, in their order.
@@ -121,7 +134,7 @@ private Q_SLOTS:
         key.write("download/v_old_19991231_2359.tgd",
                   vehicleFile("AB 123 CD", {{finished("\\E\"v\x1B\x7F", "\x9BJ", 200)}}));
         key.write("download/readme.txt", "not a download");
-        const Run run = Readkey(key, "America/New_York").run("--events KEY");
+        const Run run = readkey(key, "--events KEY", "TZ=America/New_York");
         QCOMPARE(run.out, dataFile("events.jsonl"));
         QCOMPARE(run.err, QString());
         QCOMPARE(run.status, 0);
@@ -129,23 +142,18 @@ private Q_SLOTS:
 
     void eventsEndWithAFailedOpen() {
         const TestKey key("");
-        const Run run = Readkey(key).run("--events KEY");
+        const Run run = readkey(key, "--events KEY");
         QCOMPARE(run.out, dataFile("failedopen.jsonl"));
         QCOMPARE(run.status, 1);
     }
 
-    void wrongUsage_data() {
-        const auto addRow = columns<QString, QString>("arguments", "complaint");
-        forEachRow("usage.txt", [&](const TableRow& row) {
-            addRow(row.place(), row.text("arguments"), row.text("complaint"));
-        });
-    }
+    void wrongUsage_data() { tableRows<QString, QString>("usage.txt", "arguments", "complaint"); }
 
     void wrongUsage() {
         QFETCH(QString, arguments);
         QFETCH(QString, complaint);
         const TestKey key;
-        const Run run = Readkey(key).run(arguments.replace("<ESC>", "\x1B").split(' '));
+        const Run run = readkey(key, arguments.replace("<ESC>", "\x1B"));
         QCOMPARE(run.err,
                  "readkey: " + complaint + "\nreadkey: \"readkey --help\" shows how it is used\n");
         QCOMPARE(run.out, QString());
@@ -155,7 +163,7 @@ private Q_SLOTS:
     // Help, manual and completions know the same options, and the help fits a screen.
     void optionsAreDocumented() {
         const TestKey key;
-        const Run run = Readkey(key).run("--help");
+        const Run run = readkey(key, "--help");
         const QSet<QString> options = optionsIn(run.out);
         QVERIFY(options.size() >= 15);
         QVERIFY(run.out.count('\n') <= 24);
@@ -168,14 +176,16 @@ private Q_SLOTS:
             QCOMPARE(options - optionsIn(QString::fromUtf8(file.readAll()).replace("\\-", "-")),
                      QSet<QString>());
         }
-        QVERIFY(Readkey(key).run("-v").out.startsWith("readkey 1."));
+        QVERIFY(readkey(key, "-v").out.startsWith("readkey 1."));
     }
 
     // What the manual shows for other programs works as it stands there.
     void manualExamples() {
         const StoryKey key;
-        const QString programs = "jq --version && sqlite3 --version && python3 -c 'import pandas'";
-        if (shell(key, programs).status != 0 || !QString(READKEY_EMULATOR).isEmpty())
+        const QString path = "PATH=$(dirname PROGRAM):$PATH\n";
+        const QString programs =
+            "readkey -v; jq --version; sqlite3 --version; python3 -c 'import pandas'";
+        if (shell(key, path + programs).status != 0)
             QSKIP("the examples cannot run here");
         QFile manual(SOURCE_DIR "/docs/readkey.1");
         QVERIFY(manual.open(QIODevice::ReadOnly));
@@ -185,16 +195,13 @@ private Q_SLOTS:
             examples += text.section(QString(".\\\" example %1\n.EX\n").arg(program), 1)
                             .section(".EE", 0, 0);
         examples.replace("\\-", "-").replace("\\(aq", "'").replace("\\e", "\\");
-        const Run run = shell(key, examples.replace("KEY", key.mountPath()));
+        const Run run = shell(key, path + examples);
         QCOMPARE(run.err, QString());
         QCOMPARE(run.out, dataFile("examples.txt"));
     }
 
     void failures_data() {
-        const auto addRow = columns<QString, QString, QString>("given", "arguments", "message");
-        forEachRow("failures.txt", [&](const TableRow& row) {
-            addRow(row.place(), row.text("given"), row.text("arguments"), row.text("message"));
-        });
+        tableRows<QString, QString, QString>("failures.txt", "given", "arguments", "message");
     }
 
     // In plain words on standard error, and last in the tables; nothing of a failed file is shown.
@@ -208,12 +215,14 @@ private Q_SLOTS:
         key.write("whole/card", smallCard("DF1"));
         QCOMPARE(shell(key, "chmod 755 .; " + given).err, QString());
         const QString directories = shell(key, "find . -type d").out;
-        Readkey readkey(key);
-        readkey.asOrdinaryUser = given.contains("chmod");
-        const Run run = readkey.run(arguments.replace("<ESC>", "\x1B"));
+        const bool isRefused =
+            given.contains("chmod") && ::getuid() == 0; // root is refused nothing
+        const Run run =
+            readkey(key, arguments.replace("<ESC>", "\x1B"),
+                    isRefused ? "setpriv --reuid=nobody --regid=nogroup --clear-groups" : "");
         // Names that Qt cannot see, and what nobody may read, stay otherwise.
         QCOMPARE(shell(key, "chmod -R 755 .; find . -type d; rm -r download").out, directories);
-        if (readkey.error() == QProcess::FailedToStart)
+        if (run.err.startsWith("setpriv"))
             QSKIP("nobody may not run readkey here");
         QCOMPARE(run.err, "readkey: " + message + "\n");
         QCOMPARE(run.status, 1);
@@ -223,9 +232,9 @@ private Q_SLOTS:
 
     void downloadedIsMadeOnRequest() {
         const TestKey key;
-        QCOMPARE(Readkey(key).run("KEY").status, 0);
+        QCOMPARE(readkey(key, "KEY").status, 0);
         QVERIFY(!key.exists("downloaded"));
-        QCOMPARE(Readkey(key).run("--downloaded-dir KEY").status, 0);
+        QCOMPARE(readkey(key, "--downloaded-dir KEY").status, 0);
         QVERIFY(key.exists("downloaded"));
     }
 
@@ -246,7 +255,7 @@ private Q_SLOTS:
         const StoryKey key;
         QCOMPARE(shell(key, "cp -r download folder; mkdir old; cp -r download old/DOWNLOAD").err,
                  QString());
-        const Run run = Readkey(key).run(QString(QTest::currentDataTag()));
+        const Run run = readkey(key, QString(QTest::currentDataTag()));
         QCOMPARE(run.err, QString());
         QTEST(lastLine(run.out), "last");
         QCOMPARE(run.status, 0);
@@ -258,32 +267,27 @@ private Q_SLOTS:
         const StoryKey key;
         QCOMPARE(shell(key, "mkdir folder; mv download/M_20240313* folder").err, QString());
         for (const char* arguments : {"--csv KEY/folder KEY", "--csv KEY KEY/folder"}) {
-            const Run run = Readkey(key).run(arguments);
+            const Run run = readkey(key, arguments);
             QCOMPARE(run.out.count(",M_20240315_0830_AB123CD.DDD,"), 4);
             QCOMPARE(run.out.count(",M_20240313_2330_AB123CD.DDD,"), 0);
         }
     }
 
-    void filters_data() {
-        const auto addRow = columns<QString, QStringList>("options", "inserted");
-        forEachRow("filters.txt", [&](const TableRow& row) {
-            addRow(row.place(), row.text("options"),
-                   row.text("inserted").split(' ', Qt::SkipEmptyParts));
-        });
-    }
+    void filters_data() { tableRows<QString, QString>("filters.txt", "options", "inserted"); }
 
     void filters() {
         QFETCH(QString, options);
-        QFETCH(QStringList, inserted);
+        QFETCH(QString, inserted);
         const StoryKey key;
-        const Run csv = Readkey(key, "Asia/Tokyo").run(options + " --csv KEY");
-        QCOMPARE(insertedTimes(csv.out), inserted);
-        const Run tables = Readkey(key, "Asia/Tokyo").run(options + " KEY");
+        const Run csv = readkey(key, options + " --csv KEY", "TZ=Asia/Tokyo");
+        const QStringList times = insertedTimes(csv.out);
+        QCOMPARE(times.join(' '), inserted);
+        const Run tables = readkey(key, options + " KEY", "TZ=Asia/Tokyo");
         QVERIFY(tables.out.startsWith("Times are "));
-        QCOMPARE(lastLine(tables.out).endsWith(" of 5."), inserted.size() < 5);
+        QCOMPARE(lastLine(tables.out).endsWith(" of 5."), times.size() < 5);
         QVERIFY(tables.out.contains(
             QString("Only what matches the filter is shown: %1 of 5 insertions\n")
-                .arg(inserted.size())));
+                .arg(times.size())));
     }
 
     // The figures of a driver come from all vehicles, and the card from its newest download.
@@ -299,8 +303,7 @@ private Q_SLOTS:
         key.write("download/M_20230315_0830_A.DDD", smallVehicleUnit("AA 1"));
         QString summaries;
         for (const char* filter : {"", "--driver jo ", "--driver early ", "--driver nobody "})
-            summaries += Readkey(key)
-                             .run(QString("--utc --summary %1KEY").arg(filter))
+            summaries += readkey(key, QString("--utc --summary %1KEY").arg(filter))
                              .out.section("\nFiles", 0, 0);
         QCOMPARE(summaries, dataFile("drivers.txt"));
     }
@@ -316,12 +319,12 @@ private Q_SLOTS:
             key.write("download/C" + name, smallCard("DF00000000000100"));
         }
         key.write("download/M_20240301_0830_OLD.DDD", QByteArray(700, 'v'));
-        const Run run = Readkey(key).run("--csv KEY");
+        const Run run = readkey(key, "--csv KEY");
         QCOMPARE(insertedTimes(run.out).size(), 103);
         QCOMPARE(run.err, QString("readkey: M_20240301_0830_OLD.DDD: not a vehicle-unit download "
                                   "(begins with 76 76)\n"));
         QCOMPARE(run.status, 1);
-        QCOMPARE(Readkey(key).run("--csv=cards KEY").out.count(",driver,1,DF"), 103);
+        QCOMPARE(readkey(key, "--csv=cards KEY").out.count(",driver,1,DF"), 103);
     }
 
     void copies() {
@@ -330,19 +333,17 @@ private Q_SLOTS:
         const QString copies = target.path("copies");
         const QString copy = "--copy-to " + copies + " KEY";
 
-        Readkey limited(key);
-        limited.fileSizeLimit = 100; // in the place of a full disk
-        const Run full = limited.run(copy);
+        const Run full = readkey(key, copy, "prlimit --fsize=100"); // in the place of a full disk
         QCOMPARE(full.err.count("not copied to " + copies + ": File too large\n"), 5);
         QCOMPARE(entries(copies), QStringList());
 
-        QCOMPARE(lastLine(Readkey(key).run(copy).out),
+        QCOMPARE(lastLine(readkey(key, copy).out),
                  QString("5 files, 1 driver card, 3 vehicle downloads, 5 insertions, 5 copied."));
         QCOMPARE(shell(key, "diff -r download " + copies).out, QString());
 
         target.write("copies/C_20240314_0815_W.DDD", "other");
         target.remove("copies/V_XY9_20231101_0830.TGD");
-        const Run again = Readkey(key).run(copy);
+        const Run again = readkey(key, copy);
         QCOMPARE(again.err, "readkey: C_20240314_0815_W.DDD: not copied to " + copies +
                                 ": another file with this name is there; it was left alone\n");
         QCOMPARE(lastLine(again.out), QString("5 files, 1 driver card, 3 vehicle downloads, "
@@ -352,7 +353,7 @@ private Q_SLOTS:
         // A folder of files is as good as a key.
         QCOMPARE(shell(key, "mv download folder").err, QString());
         QStringList outcomes;
-        const Run json = Readkey(key).run("--json " + copy + "/folder");
+        const Run json = readkey(key, "--json " + copy + "/folder");
         for (const QString& line : json.out.split('\n', Qt::SkipEmptyParts))
             outcomes << QJsonDocument::fromJson(line.toUtf8())["copy"].toString();
         QCOMPARE(outcomes, (QStringList{"failed", "kept", "kept", "kept", "kept"}));
@@ -380,7 +381,7 @@ private Q_SLOTS:
         key.write("download/M_20240317" + evil, vehicleFile("\x1B[2J\x9B\x7F", {{record}}));
         key.write("download/M_20240316" + evil, QByteArray(700, 'v'));
         key.write("download/M_20241316" + evil, "skipped");
-        const Run run = Readkey(key).run(options + " KEY");
+        const Run run = readkey(key, options + " KEY");
         QCOMPARE(run.status, 1);
         const QString all = run.out + run.err;
         QVERIFY2(all.contains(shown), qPrintable(all));
@@ -402,18 +403,15 @@ private Q_SLOTS:
         const StoryKey key;
         const TestKey target("copies");
         const QString arguments = option + " KEY --copy-to " + target.path("copies");
-        Readkey readkey(key);
-        readkey.setStandardOutputFile("/dev/full");
-        const Run full = readkey.run(arguments);
+        const Run full = readkey(key, arguments + " >/dev/full");
         QCOMPARE(full.err, QString("readkey: cannot write to standard output: No space left on "
                                    "device\n"));
         QCOMPARE(full.status, 1);
         QCOMPARE(entries(target.path("copies")).size(), 5);
-        Readkey unread(key);
-        unread.outputIsUnread = true; // as in "readkey | head"
-        const Run run = unread.run(arguments);
-        QCOMPARE(run.err, QString());
-        QCOMPARE(run.signal, SIGPIPE);
+        const Run unread =
+            shell(key, "mkfifo pipe; : <pipe & exec 3>pipe; wait; PROGRAM " + arguments + " >&3");
+        QCOMPARE(unread.err, QString());
+        QCOMPARE(unread.status, 128 + SIGPIPE);
     }
 
     void interruption_data() {
@@ -433,16 +431,14 @@ private Q_SLOTS:
         QFETCH(int, call);
         const StoryKey key;
         const TestKey target("copies");
-        Readkey readkey(key);
-        readkey.set("LD_PRELOAD", FAULTSHIM);
-        readkey.set("ASAN_OPTIONS",
-                    qEnvironmentVariable("ASAN_OPTIONS") + ":verify_asan_link_order=0");
-        readkey.set("FAULT_ROOT", key.path("download"));
-        readkey.set("FAULT_CALLS", "read");
-        readkey.set("FAULT_AT", QString::number(call));
-        readkey.set("FAULT_ERRNO", QString::number(-SIGINT));
-        const Run run = readkey.run(option + " KEY --copy-to " + target.path("copies"));
-        QCOMPARE(run.signal, SIGINT);
+        const QString fault =
+            QString("LD_PRELOAD=%1 ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 "
+                    "FAULT_ROOT=KEY/download FAULT_CALLS=read FAULT_AT=%2 FAULT_ERRNO=-%3")
+                .arg(FAULTSHIM)
+                .arg(call)
+                .arg(SIGINT);
+        const Run run = readkey(key, option + " KEY --copy-to " + target.path("copies"), fault);
+        QCOMPARE(run.status, 128 + SIGINT);
         QVERIFY2(run.err.endsWith("readkey: interrupted, nothing is complete\n"),
                  qPrintable(run.err));
         QVERIFY2(!run.out.contains("\"read\"") && (option == "--events" || run.out.isEmpty()),
@@ -456,7 +452,7 @@ private Q_SLOTS:
     // Redrawn only when it changes, within 40 columns, and gone at the end.
     void progressBar() {
         const StoryKey key;
-        const QString err = terminalOutput(key, "READKEY --csv KEY >out");
+        const QString err = onTerminal(key, "PROGRAM --csv KEY >out");
         if (!key.exists("out"))
             QSKIP("there is no script(1)");
         const QStringList bars = err.split('\r', Qt::SkipEmptyParts);
@@ -488,8 +484,8 @@ private Q_SLOTS:
         QFETCH(QString, text);
         const StoryKey key;
         addOddities(key);
-        QString out = terminalOutput(
-            key, QString("stty cols %1; TZ=UTC %2 READKEY KEY 2>progress").arg(width).arg(colours));
+        QString out = onTerminal(
+            key, QString("stty cols %1; %2 PROGRAM KEY 2>progress").arg(width).arg(colours));
         if (!key.exists("progress"))
             QSKIP("there is no script(1)");
         out.remove('\r');

@@ -106,10 +106,11 @@ void forEachRow(const QString& fileName, Use use) {
         qFatal("%s has no rows", qPrintable(fileName));
 }
 
-// The rows of a table, as they are, for a data-driven test.
+// The rows of a table, as they are, for a data-driven test. What it returns adds another.
 template <typename... Types>
-void tableRows(const QString& fileName, ColumnName<Types>... names) {
+auto tableRows(const QString& fileName, ColumnName<Types>... names) {
     const auto addRow = columns<Types...>(names...);
     forEachRow(fileName,
                [&](const TableRow& row) { addRow(row.place(), row.value<Types>(names)...); });
+    return addRow;
 }

@@ -88,9 +88,14 @@ std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser,
 // An error text; none when the file was written.
 QString write(const QString& directory, const samples::KeyFile& file) {
     QSaveFile target(directory + QLatin1Char('/') + file.name);
-    // commit() alone does not notice when the last bytes cannot be written.
-    if (target.open(QIODevice::WriteOnly) && target.write(file.bytes) == file.bytes.size() &&
-        target.flush() && target.commit())
+    bool isWritten = target.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    // A disk that is nearly full takes a part first.
+    for (int done = 0; isWritten && done < file.bytes.size();) {
+        const qint64 count = target.write(file.bytes.constData() + done, file.bytes.size() - done);
+        isWritten = count > 0;
+        done += static_cast<int>(count);
+    }
+    if (isWritten && target.commit())
         return {};
     return QStringLiteral("cannot write %1: %2").arg(target.fileName(), target.errorString());
 }

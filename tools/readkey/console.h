@@ -1,7 +1,6 @@
 // The process's standard streams and signals. Standard error carries lines for people ("readkey:
-// ...") and, on a terminal, a progress bar; standard output carries the results. Everything here
-// belongs to the main thread; the state behind the functions is the process's own, like the streams
-// themselves.
+// ...") and, on a terminal, a progress bar; standard output carries the results. Everything here is
+// the process's own, and belongs to the main thread.
 #pragma once
 
 #include <QtCore/QIODevice>

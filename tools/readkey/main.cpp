@@ -46,21 +46,24 @@ bool readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
 }
 
 bool show(const Logbook& book, const Options& options, StandardOutput& out) {
-    if (!options.view->intoFile || options.viewArgument == QLatin1String("-")) {
+    const QString& path = options.viewArgument;
+    if (!options.view->intoFile || path == QLatin1String("-")) {
         options.view->write(book, options, out);
         return true;
     }
-    QSaveFile file(options.viewArgument);
+    QSaveFile whole(path); // or not at all
+    QFile device(path);    // what is no regular file must not be replaced by one
+    const bool isDevice = device.exists() && !QFileInfo(path).isFile();
+    QFileDevice& file = isDevice ? static_cast<QFileDevice&>(device) : whole;
     if (file.open(QIODevice::WriteOnly)) {
         options.view->write(book, options, file);
         if (console::interruption() != 0) // what is not committed leaves nothing behind
             return false;
         // commit() alone does not notice when the last bytes cannot be written.
-        if (file.flush() && file.commit())
+        if (file.flush() && (isDevice || whole.commit()))
             return true;
     }
-    console::error(options.viewArgument + QStringLiteral(": cannot be written: ") +
-                   file.errorString());
+    console::error(path + QStringLiteral(": cannot be written: ") + file.errorString());
     return false;
 }
 
@@ -93,8 +96,7 @@ int main(int argc, char* argv[]) {
 
     nameTimeZone();
     console::prepareProcess();
-    // Keys carry names in UTF-8 whatever locale this process was started in, and so do the
-    // arguments.
+    // Arguments, and names on keys, are UTF-8 whatever the locale of the process.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters
