@@ -8,6 +8,7 @@
 #include "auxiliary/configuration.h"
 #include "auxiliary/systemhelper.h"
 
+#include <QtCore/QDataStream>
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
@@ -21,31 +22,25 @@ using fuzzing::require;
 
 namespace {
 
-// Reads the input from its front; what is missing at its end reads as nothing or zeros.
-struct Input {
-    const std::uint8_t* data;
-    std::size_t size;
+QByteArray take(QDataStream& input, int count) {
+    QByteArray bytes(count, '\0');
+    bytes.truncate(qMax(0, input.readRawData(bytes.data(), count)));
+    return bytes;
+}
 
-    QByteArray take(std::size_t count) {
-        count = qMin(count, size);
-        QByteArray bytes = fuzzing::bytesOf(data, count);
-        data += count;
-        size -= count;
-        return bytes;
-    }
-    unsigned int number() {
-        const QByteArray byte = take(1);
-        return byte.isEmpty() ? 0 : static_cast<unsigned char>(byte.at(0));
-    }
-};
+unsigned int number(QDataStream& input) {
+    quint8 byte = 0; // where the input has ended
+    input >> byte;
+    return byte;
+}
 
 // By their names, which no file system need be able to hold.
-QMap<QByteArray, QByteArray> takeFiles(Input& input) {
+QMap<QByteArray, QByteArray> takeFiles(QDataStream& input) {
     QMap<QByteArray, QByteArray> files;
-    while (input.size > 0) {
-        QByteArray name = input.take(input.number());
-        const unsigned int high = input.number();
-        const QByteArray contents = input.take(high << 8 | input.number());
+    while (!input.atEnd()) {
+        QByteArray name = take(input, int(number(input)));
+        const unsigned int high = number(input);
+        const QByteArray contents = take(input, int(high << 8 | number(input)));
         name.replace('/', '_').replace('\0', '_');
         if (!name.isEmpty() && name != "." && name != "..")
             files.insert(name, contents);
@@ -88,10 +83,10 @@ void clear(const QString& directory) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzzing::setDebugLines(fuzzing::isOneOf(32, data, size));
-    Input input{data, size};
-    const unsigned int flags = input.number();
-    int signalsLeft = static_cast<int>(input.number()); // until a slot acts
-    const unsigned int act = input.number();
+    QDataStream input(fuzzing::bytesOf(data, size));
+    const unsigned int flags = number(input);
+    int signalsLeft = static_cast<int>(number(input)); // until a slot acts
+    const unsigned int act = number(input);
     aux::Configuration configuration;
     configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, (flags & 2) != 0);
     configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, (flags & 4) != 0);

@@ -58,8 +58,8 @@ part_tools() {
     build release readkey makekey
     [ -e "$keys/large" ] || "$tools/makekey/makekey" --files 100 --days 55 --records 30 "$keys/large" >/dev/null
     [ -e "$keys/archive" ] || "$tools/makekey/makekey" --files 1000 "$keys/archive" >/dev/null
-    "$programs/tools" "$tools/readkey/readkey" "$keys/large" | tee "$results/tools.md"
-    "$programs/tools" "$tools/readkey/readkey" "$keys/archive" | awk -F '|' '
+    "$top/bench/tools.py" "$programs/reader" "$tools/readkey/readkey" "$keys/large" | tee "$results/tools.md"
+    "$top/bench/tools.py" "$programs/reader" "$tools/readkey/readkey" "$keys/archive" | awk -F '|' '
         / --csv / { printf "\nOne process: %.0f files per second, %d MB; a million files: %.0f minutes of one core.\n",
                     2000 / $3 * 1000, $5, 1e6 / 2000 * $3 / 60000 }' | tee -a "$results/tools.md"
 }
@@ -83,7 +83,7 @@ for part; do
     declare -F "part_$part" >/dev/null || usage
 done
 
-need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata jq
+need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata jq python3
 build bench
 results=$top/build/bench
 programs=$results/bench

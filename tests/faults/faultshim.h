@@ -5,7 +5,7 @@
 
 extern "C" {
 
-// Makes calls of one kind ("open", "stat", "readdir", "read", "mkdir", "rename", "write") below the
+// Makes calls of one kind ("open", "stat", "read", "rename", "write") below the
 // directory `root` fail: the `at`-th, or if that is negative all from the -at-th on; 0 only counts.
 // With the kind "byte" a read ends before byte `at` of a file, and fails where it begins there or
 // behind it. They fail with `error`. If that is 0 they return 0; if it is negative they work, but

@@ -55,13 +55,6 @@ public:
         return cell.value<Value>();
     }
 
-    // One of these words.
-    QString word(const char* column, const QStringList& words) const {
-        if (!words.contains(text(column)))
-            refuse(QString("unknown word \"%1\"").arg(text(column)));
-        return text(column);
-    }
-
     void refuseUnusedCells() const {
         if (!m_unused.isEmpty())
             refuse(QString("nothing uses the column \"%1\"").arg(*m_unused.begin()));

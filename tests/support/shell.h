@@ -25,6 +25,7 @@ inline Run shell(const TestKey& key, QString script) {
     ChildProcess process;
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(key.mountPath());
+    process.setStandardInputFile(QProcess::nullDevice());
     script.replace("PROGRAM", TEST_PROGRAM).replace("KEY", key.mountPath());
     process.start("sh", {"-ec", script});
     if (!process.waitForFinished(120000))

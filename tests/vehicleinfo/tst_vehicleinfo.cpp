@@ -117,10 +117,12 @@ void spoil(QByteArray& block, unsigned char type, const QString& fault) {
         {"one more", samples::recordArray(type, size, count + 1, oneMore)},
         {"none", samples::recordArray(type, size, 0, "")},
         {"no bytes", samples::recordArray(type, 0, 0xFFFF, "")}};
-    if (arrays.contains(fault))
-        block.replace(at, 5 + records.size(), arrays.value(fault));
-    else // the file ends behind it
+    if (fault.endsWith("file end")) // that of the array
         block.truncate(at + 5 + records.size());
+    else if (arrays.contains(fault))
+        block.replace(at, 5 + records.size(), arrays.value(fault));
+    else
+        qFatal("unknown fault %s", qPrintable(fault));
 }
 
 } // namespace
@@ -338,9 +340,7 @@ private Q_SLOTS:
         const auto addRow = fileColumns();
         forEachRow("spoiltarrays.txt", [&](const TableRow& row) {
             const int trep = row.number("block", 16);
-            const QString fault =
-                row.word("fault", {"other type", "other size", "too many", "one more", "none",
-                                   "no bytes", "file end", "near file end"});
+            const QString fault = row.text("fault");
             const auto array = static_cast<unsigned char>(row.number("array", 16));
             const Generation version = trep < 0x30 ? Generation::Gen2V1 : Generation::Gen2V2;
             QByteArray overview = overviewBlock(version);
