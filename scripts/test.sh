@@ -20,7 +20,7 @@ END
 
 toolchain='cmake g++ ninja-build qtbase5-dev tzdata'
 delivery='abigail-tools debhelper lintian pkg-config' # for the tests of what is installed and packaged
-examples='jq sqlite3' # what readkey's manual shows
+examples='jq sqlite3 python3-pandas' # what readkey's manual shows
 declare -A packages=(
     [pc]="$toolchain $delivery $examples"
     [sanitizers]=$toolchain

@@ -71,8 +71,8 @@ struct StoryKey : TestKey {
 inline void addOddities(const TestKey& key) {
     key.write("download/M_20240310_0830_BAD.DDD", QByteArray(700, '\xD2'));
     key.makeDir("download/M_20240309_0830_DIR.DDD");
-    key.makeLink("download/M_20240308_0830_LINK.DDD", "/dev/null");
-    key.makePipe("download/M_20240308_0830_PIPE.DDD");
+    key.makeLink("download/M_20240308_0830_A_LONG_LINK.DDD", "/dev/null");
+    key.makePipe("download/M_20240308_0830_NAMED_PIPE.DDD");
     key.write("download/.M_20240307_0830_HIDDEN.DDD", "x");
     key.write("download/M_20241307_0830_NEVER.DDD", "x");
     key.write("download/notes.ddd", "x");
