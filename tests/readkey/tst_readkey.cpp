@@ -29,10 +29,6 @@ QStringList insertedTimes(const QString& csv) {
     return times;
 }
 
-QString lastLine(const QString& text) {
-    return text.split('\n').value(text.count('\n') - 1);
-}
-
 // Words that begin with two dashes.
 QSet<QString> optionsIn(const QString& text) {
     QSet<QString> options;
@@ -166,10 +162,8 @@ private Q_SLOTS:
             QVERIFY2(line.size() <= 80, qPrintable(line));
         for (const char* place : {"docs/readkey.1", "tools/readkey/completions/readkey.bash",
                                   "tools/readkey/completions/_readkey"}) {
-            QFile file(QString(SOURCE_DIR "/") + place);
-            QVERIFY2(file.open(QIODevice::ReadOnly), place);
-            QCOMPARE(options - optionsIn(QString::fromUtf8(file.readAll()).replace("\\-", "-")),
-                     QSet<QString>());
+            const QString text = dataFile(QString("../../") + place).replace("\\-", "-");
+            QCOMPARE(options - optionsIn(text), QSet<QString>());
         }
         QVERIFY(readkey(key, "-v").out.startsWith("readkey 1."));
     }
@@ -182,12 +176,10 @@ private Q_SLOTS:
             "readkey -v; jq --version; sqlite3 --version; python3 -c 'import pandas'";
         if (shell(key, path + programs).status != 0)
             QSKIP("the examples cannot run here");
-        QFile manual(SOURCE_DIR "/docs/readkey.1");
-        QVERIFY(manual.open(QIODevice::ReadOnly));
-        const QString text = QString::fromUtf8(manual.readAll());
+        const QString manual = dataFile("../../docs/readkey.1");
         QString examples;
         for (const char* program : {"jq", "sqlite3", "python3"})
-            examples += text.section(QString(".\\\" example %1\n.EX\n").arg(program), 1)
+            examples += manual.section(QString(".\\\" example %1\n.EX\n").arg(program), 1)
                             .section(".EE", 0, 0);
         examples.replace("\\-", "-").replace("\\(aq", "'").replace("\\e", "\\");
         const Run run = shell(key, path + examples);
@@ -236,8 +228,8 @@ private Q_SLOTS:
     // A path is a key, its download directory or a folder of files; several make one logbook.
     void paths_data() {
         const auto row = columns<QString>("last");
-        const QString all = "5 files, 1 driver card, 3 vehicle downloads, 5 insertions.";
-        const QString twice = "10 files, 2 driver cards, 6 vehicle downloads, 5 insertions.";
+        const QString all = "5 files, 1 driver card, 3 vehicle downloads, 5 insertions.\n";
+        const QString twice = "10 files, 2 driver cards, 6 vehicle downloads, 5 insertions.\n";
         row("KEY", all);
         row("KEY/download/", all);
         row("KEY/folder", all);
@@ -252,7 +244,7 @@ private Q_SLOTS:
                  QString());
         const Run run = readkey(key, QString(QTest::currentDataTag()));
         QCOMPARE(run.err, QString());
-        QTEST(lastLine(run.out), "last");
+        QTEST(run.out.section('\n', -2), "last");
         QCOMPARE(run.status, 0);
     }
 
@@ -279,7 +271,7 @@ private Q_SLOTS:
         QCOMPARE(times.join(' '), inserted);
         const Run tables = readkey(key, options + " KEY", "TZ=Asia/Tokyo");
         QVERIFY(tables.out.startsWith("Times are "));
-        QCOMPARE(lastLine(tables.out).endsWith(" of 5."), times.size() < 5);
+        QCOMPARE(tables.out.endsWith(" of 5.\n"), times.size() < 5);
         QVERIFY(tables.out.contains(
             QString("Only what matches the filter is shown: %1 of 5 insertions\n")
                 .arg(times.size())));
@@ -332,8 +324,8 @@ private Q_SLOTS:
         QCOMPARE(full.err.count("not copied to " + copies + ": File too large\n"), 5);
         QCOMPARE(shell(target, "ls -A copies").out, QString());
 
-        QCOMPARE(lastLine(readkey(key, copy).out),
-                 QString("5 files, 1 driver card, 3 vehicle downloads, 5 insertions, 5 copied."));
+        QCOMPARE(readkey(key, copy).out.section('\n', -2),
+                 QString("5 files, 1 driver card, 3 vehicle downloads, 5 insertions, 5 copied.\n"));
         QCOMPARE(shell(key, "diff -r download " + copies).out, QString());
 
         target.write("copies/C_20240314_0815_W.DDD", "other");
@@ -341,8 +333,9 @@ private Q_SLOTS:
         const Run again = readkey(key, copy);
         QCOMPARE(again.err, "readkey: C_20240314_0815_W.DDD: not copied to " + copies +
                                 ": another file with this name is there; it was left alone\n");
-        QCOMPARE(lastLine(again.out), QString("5 files, 1 driver card, 3 vehicle downloads, "
-                                              "5 insertions, 1 copied, 3 kept, 1 not copied."));
+        QCOMPARE(again.out.section('\n', -2),
+                 QString("5 files, 1 driver card, 3 vehicle downloads, "
+                         "5 insertions, 1 copied, 3 kept, 1 not copied.\n"));
         QCOMPARE(again.status, 1);
 
         // A folder of files is as good as a key.
