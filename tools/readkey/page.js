@@ -377,7 +377,7 @@ function head() {
 }
 
 // ---------------------------------------------------------------------------------------------------
-// The picture's axis: days as columns, or months and years where a day has no room
+// The picture's axis: days as columns, or months and years where a day is too narrow
 
 const axis = byId("axis").querySelector(".track");
 const grid = byId("grid");
@@ -444,19 +444,19 @@ function drawDays(dayWidth) {
     });
 }
 
-// As much of "March 2024" as there is room for; the year is left out below a row of years.
-function monthName(when, room, withYear) {
+// As much of "March 2024" as fits; the year is left out below a row of years.
+function monthName(when, width, withYear) {
     const name = MONTHS[when.getUTCMonth()];
     const full = withYear ? `${name} ${when.getUTCFullYear()}` : name;
     return [full, name, name.slice(0, 3), name.slice(0, 1)]
-        .find((text) => textWidth(text) * 1.15 + 8 < room) || "";
+        .find((text) => textWidth(text) * 1.15 + 8 < width) || "";
 }
 
 function drawAxis(width) {
     axis.replaceChildren();
     grid.replaceChildren();
     const dayWidth = width / state.days;
-    const withYears = dayWidth < 3.67; // where a month has no room for its year
+    const withYears = dayWidth < 3.67; // where a month is too narrow for its year
     byId("axis").classList.toggle("with-years", withYears);
     byId("axis").classList.toggle("with-hours", dayWidth >= 120);
     if (dayWidth >= 1.5)
@@ -545,10 +545,10 @@ function describe(bar) {
         `${from} – ${orDash(insertion.kmOut, number)} km (${orDash(insertion.km, number)} km)`];
 }
 
-// The name, or else of a driver's the last word, if there is room.
-function shortened(name, kind, room) {
+// The name, or else the last word of a driver's name, if it fits.
+function shortened(name, kind, width) {
     const choice = kind === "driver" ? [name, name.split(" ").pop()] : [name];
-    return choice.find((text) => textWidth(text) <= room) || "";
+    return choice.find((text) => textWidth(text) <= width) || "";
 }
 
 function barNode(bar) {
@@ -563,10 +563,10 @@ function barNode(bar) {
         const [insertion] = bar.members;
         node.className = `bar row${bar.row} c${colourOf[other][longest(bar.members, other)]}`;
         node.classList.toggle("open", insertion.open);
-        const room = visibleWidth(bar.start, bar.end);
-        node.classList.toggle("wide", room >= 6);
-        if (bar.row === 0 && room >= 20)
-            node.append(element("span", "", shortened(nameOf[other](insertion), other, room - 10)));
+        const width = visibleWidth(bar.start, bar.end);
+        node.classList.toggle("wide", width >= 6);
+        if (bar.row === 0 && width >= 20)
+            node.append(element("span", "", shortened(nameOf[other](insertion), other, width - 10)));
     }
     node.tabIndex = -1;
     node.setAttribute("role", "img");
