@@ -315,8 +315,8 @@ double testAllWithTimes(const Key& key) {
 void addKeys() {
     add("open/10000_names", 1.30, lazy<Key>(5000, 0), open, list);
 
-    // The first floor lacks the records and what is in the cards: the second has both, and the
-    // second key has neither.
+    // The first floor leaves out the records and the contents of the cards. The second floor has
+    // both. The second key has neither.
     const auto files = lazy<Key>(100, 100);
     add("read/100+100_files", 1.5, files, read, load<oneByOne>);
     add("read/100+100_files/contents", 1.5, files, read, loadContents<oneByOne>);

@@ -12,8 +12,8 @@ if(NOT checks)
     message(FATAL_ERROR "${COMPILED} tells no sizes")
 endif()
 file(WRITE ${HEADER} "\
-// Compile this into a host: it fails where the host's types have other sizes than those that this build of
-// libdownloadkey took them to have. The library must then be built again with the host's headers.
+// Include this in a source of the host. It does not compile if the host's types have other sizes than those
+// with which this build of libdownloadkey was compiled. Then build the library again with the host's headers.
 #pragma once
 
 #include \"auxiliary/configuration.h\"

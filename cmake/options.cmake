@@ -7,7 +7,7 @@ endif()
 add_library(downloadkey_build INTERFACE)
 target_compile_features(downloadkey_build INTERFACE cxx_std_17)
 set(CMAKE_CXX_STANDARD 17)
-set(CMAKE_CXX_EXTENSIONS OFF) # Names the standard in compile_commands.json, for tools of another default.
+set(CMAKE_CXX_EXTENSIONS OFF) # Names the standard in compile_commands.json, for tools that take another by default.
 target_compile_options(downloadkey_build INTERFACE
     -Wall -Wextra -Wconversion -Wcast-align -Wshadow)
 add_library(downloadkey_options INTERFACE)

@@ -30,8 +30,8 @@ bool wantsDownloadedDir(aux::Configuration& configuration) {
            configuration.getValue(aux::SettingsCode::DownloadedDirEnabled).toBool();
 }
 
-// The host needs to know where the directory cannot be made, but can read the key all the same.
-// QDir resolves the path against the directory itself, so a relative one can be used but not made.
+// When the directory cannot be made, the host is told, and the key is read all the same. mkdir()
+// resolves a relative path below `dir` itself, so such a directory can be used but not made.
 QDir makeDownloadedDir(const QString& path) {
     QDir dir(path);
     if (!dir.exists() && !dir.mkdir(path)) {
@@ -65,8 +65,8 @@ QStringList newestFirst(std::vector<TimedName> names) {
     return sorted;
 }
 
-// isDir() comes first: it has the file looked up, which answers the other questions too; exists()
-// would look for itself.
+// isDir() comes first: Qt then looks the file up once and keeps the answers. exists() as the first
+// call would look it up by itself.
 bool isPresent(const QFileInfo& file) {
     return !file.isDir() && file.exists();
 }

@@ -33,7 +33,7 @@ class SCardGeneric;
 
 namespace downloadkey {
 
-// read() parses so many files of each kind, the newest ones. It offers all files.
+// How many files of each kind read() parses: the newest ones. It offers all files.
 inline constexpr int parsedFilesOfEachKind = 100;
 
 // Bytes. read() counts a smaller file as missing, but still offers a driver-card file.
@@ -50,8 +50,8 @@ class DOWNLOADKEY_EXPORT DownloadKey : public QObject {
     Q_OBJECT
 
 public:
-    // `configuration` is not owned and must outlive the object. open() reads its key 45
-    // and, where that is false, 46.
+    // `configuration` is not owned and must outlive the object. open() reads its setting 45 and,
+    // where that is false, 46.
     explicit DownloadKey(aux::Configuration& configuration);
     ~DownloadKey() override;
 
@@ -88,8 +88,8 @@ public:
     aux::Error close();
 
     // The absolute path of the "/downloaded" directory; empty when no key is open or its download
-    // directory has gone. It is that of the last open() which the configuration asked to make it,
-    // whether that could be made or not; where there was none, the process's current directory.
+    // directory has gone. It belongs to the last open() for which the configuration asked for the
+    // directory, even if it could not be made. Without one, it is the process's current directory.
     QString getDownloadedDir();
 
     // A copy of `card` as an object of its kind (driver, workshop or company card) and generation;
@@ -102,7 +102,8 @@ Q_SIGNALS:
 
     // The end of a read() in which no file failed: the parsed driver cards and vehicle-unit files,
     // newest first. `parsingError` is always false. The host shares their ownership, and each
-    // VehicleInfo holds its whole file. A queued connection needs both vector types registered.
+    // VehicleInfo holds its whole file. A queued connection needs registerMetaTypes()
+    // (metatypes.h).
     void readDone(std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards,
                   std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos, bool parsingError);
 

@@ -28,8 +28,8 @@ namespace {
 constexpr const char* anyLetter = nullptr;
 constexpr const char* noLetter = "";
 
-// Of shapes with one extension the longer ones come first; the last one also reads the time of
-// names that are too short for all of them.
+// Among shapes with the same extension the longer comes first. The last one also gives the time of
+// a name that is too short for any of them.
 constexpr NameShape shapes[] = {
     {".DDD", "Cc", "MmSs", 20, Stamp::FollowsLetter, "_YYYYMMDD_hhmm_"},
     {".TGD", "Cc", "VvSs", 20, Stamp::PrecedesDot, "_YYYYMMDD_hhmm"},

@@ -5,7 +5,7 @@
 // bytes: lengths and positions count bytes, and a character outside ASCII counts as several. They
 // keep no state and may be called from any thread.
 //
-// The names, by extension (in either letter case); "#" is a decimal digit, "*" any bytes:
+// The names, by extension (in any mix of letter cases); "#" is a decimal digit, "*" any bytes:
 //
 //   .DDD                    [mMcCsS]_YYYYMMDD_hhmm_*.DDD          at least 20 bytes
 //   .TGD                    [vVcCsS]_*_YYYYMMDD_hhmm.TGD          at least 20 bytes
@@ -29,7 +29,7 @@ DOWNLOADKEY_EXPORT bool isValidFileName(QString const& name);
 DOWNLOADKEY_EXPORT bool isDriverFileName(QString const& name);
 
 // Whether the name is that of a vehicle-unit download: ".V1B", ".A1B", ".V1C", ".A1C", ".DDD" with
-// a leading "M_" or "S_", and ".TGD" with a leading "V_" or "S_", in either letter case.
+// a leading "M_" or "S_", and ".TGD" with a leading "V_" or "S_". Letter case does not matter.
 DOWNLOADKEY_EXPORT bool isVehicleFileName(QString const& name);
 
 // Reads the download time out of a name. Its digits are UTC; `time` presents that instant in the

@@ -1,6 +1,6 @@
 // The sizes of the host's types that pass between it and the library. This file is compiled and
-// never linked: the build makes downloadkey/hostcheck.h of the texts that it finds in the compiled
-// file.
+// never linked: the build makes downloadkey/hostcheck.h from the texts that it finds in the
+// compiled file.
 #include "auxiliary/configuration.h"
 #include "auxiliary/error.h"
 #include "logging/logger.h"

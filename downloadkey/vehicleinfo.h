@@ -23,8 +23,8 @@ namespace downloadkey {
 // Kilometres of an insertion or withdrawal for which the file holds no odometer value.
 inline constexpr quint32 noOdometerValue = 0xFFFFFFFF;
 
-// Seconds since 1970-01-01 00:00 UTC (2106-02-07 06:28:15 UTC) that vehicle units write as the
-// withdrawal time of a card that has not been withdrawn.
+// What vehicle units write as the withdrawal time of a card that has not been withdrawn: seconds
+// since 1970-01-01 00:00 UTC. As a date it is 2106-02-07 06:28:15 UTC.
 inline constexpr qint64 notWithdrawn = 0xFFFFFFFF;
 
 // Bytes; no parser takes a smaller file.
@@ -38,7 +38,7 @@ public:
     struct _FeDriverActivities {
         // "first names, surname"; ", " when both are empty.
         QString holderName;
-        // An instant of 1970 to 2106, in local time. All values of a file are converted alike.
+        // An instant of 1970 to 2106, in local time. 0 and notWithdrawn are converted too.
         QDateTime insertionTime;
         // Kilometres; noOdometerValue when the file holds none.
         quint32 odometerAtInsertion = 0;
@@ -78,9 +78,9 @@ public:
     virtual aux::Error readGen2_2();
 
     // Reads the five-byte header of a second-generation record array at `position`: record type (1
-    // byte), record size (2 bytes) and number of records (2 bytes), big-endian. True moves the
-    // position behind the header. When the type is another, or when no byte follows the header, it
-    // returns false, leaves the position and sets both outputs to 0.
+    // byte), record size (2 bytes) and number of records (2 bytes), big-endian. On success it
+    // moves the position behind the header and returns true. When the type is another, or when no
+    // byte follows the header, it returns false, leaves the position and sets both outputs to 0.
     bool readHeader(unsigned int& position, unsigned char recordType, unsigned short& recordSize,
                     unsigned short& recordCount);
 

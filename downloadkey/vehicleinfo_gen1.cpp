@@ -98,7 +98,7 @@ aux::Error VehicleInfo::readGen1() {
     }
     qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << getPlateString();
 
-    // A card that stays in overnight is recorded on both days, so all days share what was last.
+    // A card that stays in overnight is recorded on both days, so one reader serves all days.
     CardRecordReader cardRecords(gen1CardRecord, m_driverActivities);
     do {
         // Two tag bytes at the very end of the file do not begin a block.

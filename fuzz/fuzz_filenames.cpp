@@ -9,7 +9,8 @@
 using fuzzing::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // As a host gets it from a directory; the first byte chooses what UTF-8 cannot express.
+    // A name as a host gets it from a directory. After a first byte FF the input is UTF-16, which
+    // can hold what UTF-8 cannot.
     const QByteArray bytes = fuzzing::bytesOf(data, size);
     QString name = QString::fromUtf8(bytes);
     if (size > 0 && data[0] == 0xFF) {

@@ -34,7 +34,7 @@ unsigned int number(QDataStream& input) {
     return byte;
 }
 
-// By their names, which no file system need be able to hold.
+// Contents by name. A file system may refuse some of the names.
 QMap<QByteArray, QByteArray> takeFiles(QDataStream& input) {
     QMap<QByteArray, QByteArray> files;
     while (!input.atEnd()) {
@@ -63,7 +63,7 @@ std::size_t writeFiles(const QString& directory, const QMap<QByteArray, QByteArr
         if (opened < 0) // a name that no file can have
             continue;
         const auto written = ::write(opened, file->constData(), size_t(file->size()));
-        require(written == file->size(), "room for the key");
+        require(written == file->size(), "the key can be written");
         ::close(opened);
         // Qt's listing leaves out what is hidden and what is no UTF-8.
         const QString name = QFile::decodeName(file.key());

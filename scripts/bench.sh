@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures the library: its jobs beside their floors, and what memory it needs. Results go to build/bench, as
-# JSON for other programs and as text. Give it a quiet machine.
+# Measures the library's jobs beside their floors, what memory it needs, and readkey's views. Results go to
+# build/bench, as JSON for other programs and as text. No other program should be busy meanwhile.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes docs/page.png, the picture of the page of the sample key that README shows.
+# Makes docs/page.png, the picture in README.md: readkey's page of a sample key.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 

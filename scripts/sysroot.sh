@@ -43,8 +43,8 @@ find_archive() {
     archive "${own[@]}" | grep .
 }
 
-# What dpkg would know of the packages that hold libraries, if these were installed where the sysroot has
-# them. dpkg-shlibdeps asks for it when packages are made for the target.
+# Writes a database of dpkg for the packages that hold libraries, as if they were installed in the sysroot.
+# dpkg-shlibdeps reads it when packages are made for the target.
 make_database() {
     local deb name file database=$work/sysroot/var/lib/dpkg
     mkdir -p "$database/info"

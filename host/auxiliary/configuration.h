@@ -1,4 +1,4 @@
-// The host's configuration store: values by a numeric key.
+// The host's settings: values by number.
 #pragma once
 
 #include <QtCore/QMap>
@@ -6,7 +6,7 @@
 
 namespace aux {
 
-// Keys of the store. The numbers are what is stored on a device and never change.
+// The settings. The numbers are what is stored on a device and never change.
 enum class SettingsCode : int {
     DownloadedDirDisabled = 45, // true: leave the key's "/downloaded" directory alone
     DownloadedDirEnabled = 46,  // true: make sure that the key has a "/downloaded" directory
@@ -18,7 +18,7 @@ public:
     Configuration();
     ~Configuration();
 
-    // The value of a key; an invalid QVariant (which reads as false) for a key that was never set.
+    // The value of a setting; an invalid QVariant (which reads as false) for one that was never set.
     QVariant getValue(SettingsCode code);
 
     void setValue(SettingsCode code, const QVariant& value);

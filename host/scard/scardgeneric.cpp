@@ -133,8 +133,8 @@ std::optional<CodePage> loadCodePage(const QByteArray& name) {
     return page;
 }
 
-// The code pages of the data dictionary by their number. The first, and numbers and pages that are
-// not known here, are ISO 8859-1, whose bytes are the characters.
+// The code pages of the data dictionary by their number. Number 1, and all that are not known here,
+// are read as ISO 8859-1, in which each byte is the number of its character.
 using CodePages = std::array<std::optional<CodePage>, 86>;
 
 CodePages loadCodePages() {

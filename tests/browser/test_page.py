@@ -133,7 +133,7 @@ class PageTest(unittest.TestCase):
         self.addCleanup(self.emulate)
         self.show(self.sample)
 
-    # What a test says
+    # What the tests use
 
     def take_logs(self):
         requests = []

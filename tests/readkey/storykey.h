@@ -1,10 +1,10 @@
 // A key with a story that every view tells: who drove which vehicle when, in March 2024.
 //
-//   AB 123 CD  Jo Sample drives on the 13th; twelve kilometres later, and past midnight, Käthe
-//   O"Neil
-//              drives with Jo as co-driver; on the 15th someone without a name has a card in it
-//              still. A download of the evening of the 13th has the same, as far as it had come.
-//   XY 9       was downloaded in November, and never since. Its odometer was lost.
+//   AB 123 CD  Jo Sample drives on the 13th. Then it is driven 12 km without a card. Käthe O"Neil
+//              drives from that evening until after midnight, with Jo as co-driver. On the 15th
+//              the card of someone without a name is still in it. An older download, of the evening
+//              of the 13th, has what had happened until then.
+//   XY 9       was downloaded in November, and never since. Its odometer values are missing.
 #pragma once
 
 #include "samples/samples.h"

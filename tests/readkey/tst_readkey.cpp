@@ -18,7 +18,7 @@ Run readkey(const TestKey& key, const QString& arguments, const QString& before 
     return shell(key, before + " PROGRAM " + arguments);
 }
 
-// Times of insertion, the fourth column but two of the CSV of insertions.
+// The times of insertion in the CSV of insertions, sorted.
 QStringList insertedTimes(const QString& csv) {
     QStringList times;
     const QRegularExpression time(",(\\d{4}-\\d\\d-\\d\\dT[\\d:]{5}):00Z,[^T]*");
@@ -191,7 +191,8 @@ private Q_SLOTS:
         tableRows<QString, QString, QString>("failures.txt", "given", "arguments", "message");
     }
 
-    // In plain words on standard error, and last in the tables; nothing of a failed file is shown.
+    // A failure is told in plain words on standard error and at the end of the tables. Nothing else
+    // of a failed file is shown.
     void failures() {
         QFETCH(QString, given);
         QFETCH(QString, arguments);
@@ -207,7 +208,7 @@ private Q_SLOTS:
         const Run run =
             readkey(key, arguments.replace("<ESC>", "\x1B"),
                     isRefused ? "setpriv --reuid=nobody --regid=nogroup --clear-groups" : "");
-        // Names that Qt cannot see, and what nobody may read, stay otherwise.
+        // The shell removes what Qt cannot: names that are not UTF-8, and what nobody may read.
         QCOMPARE(shell(key, "chmod -R 755 .; find . -type d; rm -r download").out, directories);
         if (run.err.startsWith("setpriv"))
             QSKIP("nobody may not run readkey here");

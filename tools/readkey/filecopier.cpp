@@ -142,7 +142,7 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QSaveFile& target) {
         return fail(source.errorString());
     if (copied != size)
         return fail(QStringLiteral("it changed while it was copied"));
-    // A failing sync is nothing to commit().
+    // commit() ignores a sync that fails.
     return ::fsync(target.handle()) == 0 ? Copied : fail(qt_error_string(errno));
 }
 

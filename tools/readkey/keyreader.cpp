@@ -134,8 +134,8 @@ void KeyReader::connectSignals() {
                          m_offered.append(QFileInfo(path).fileName());
                          m_copies[m_offered.last()] = copyFile(path, time);
                      });
-    // The vehicles do not know their files. But no file failed, so they are in the order of the
-    // offered ones, and are their beginning.
+    // A VehicleInfo does not tell its file. But no file failed, so the vehicles belong to the first
+    // vehicle files that were offered, in the same order.
     QObject::connect(&m_key, &DownloadKey::readDone, &m_key,
                      [this](const auto& /*cards*/, const auto& vehicles) {
                          auto vehicle = vehicles.begin();
@@ -193,9 +193,9 @@ void KeyReader::listDirectory(const QString& directory) {
     m_book.addOtherEntries(m_listing.otherEntries);
 }
 
-// Puts the files into the logbook. Unless `listedOnly`, the library read the key without an error
-// and offered the files: a disk that fails while the library lists the key makes its list shorter,
-// no more.
+// Puts the files into the logbook. Unless `listedOnly`, the library read the key without an error,
+// and a file that it did not offer counts as failed: when the disk fails during the library's own
+// listing, that list is only shorter.
 void KeyReader::addFiles(bool listedOnly) {
     int done = 0;
     for (LogFile& file : m_listing.files) {

@@ -173,8 +173,8 @@ std::vector<size_t> sortWanted(std::vector<Item>& items, QString Item::*name, Is
     return newIndex;
 }
 
-// Brings everything into its order. Vehicles and drivers without a record are shown where nothing
-// was asked that only records can answer.
+// Brings everything into its order. Vehicles and drivers without a record stay, unless the filter
+// asks for something that only records can answer.
 void arrange(Logbook& book, const Filter& filter) {
     const bool anyTime = !filter.from && !filter.to;
     const auto vehicles =

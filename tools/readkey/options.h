@@ -1,6 +1,6 @@
-// The command line of readkey, as plain values, and the views that it chooses from. A view is a way
-// to show a logbook: a function, in a file of its own unless it shares its parts with another, and
-// one line in the table.
+// The command line of readkey, as plain values, and the views that it chooses from. A view shows a
+// logbook: it is a function and one line in the table. It has a file of its own, unless it shares
+// parts with another view.
 #pragma once
 
 #include "logbook.h"

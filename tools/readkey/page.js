@@ -372,8 +372,8 @@ function head() {
     byId("about").textContent = `${data.keys.join(", ")}. Newest download: ${newest}. ` +
         `Times are ${data.zone}.${leftOut()}`;
     byId("overdue-rule").textContent = "A vehicle's data must be downloaded every " +
-        `${data.vehicleDays} days, a card's every ${data.cardDays}. Ages and what is overdue are told ` +
-        "for the day of the newest download.";
+        `${data.vehicleDays} days, a card's every ${data.cardDays}. Ages are counted up to the newest ` +
+        "download.";
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -470,9 +470,9 @@ function drawAxis(width) {
     if (withYears) {
         eachUnit("year", (start, end, when) => {
             const year = when.getUTCFullYear();
-            const hasRoom = visibleWidth(start, end) > 36;
-            if (hasRoom || year % 10 === 0)
-                axisLabel("year", `${year}`, start, hasRoom ? end : start + 3652 * DAY);
+            const isWide = visibleWidth(start, end) > 36;
+            if (isWide || year % 10 === 0)
+                axisLabel("year", `${year}`, start, isWide ? end : start + 3652 * DAY);
             grid.append(place(element("i", "line month"), start, start));
         });
     }

@@ -84,7 +84,7 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
     }
 }
 
-// "95 d", and whether a download is due since.
+// "95 d" or "95 d overdue".
 QString ageText(const Logbook& book, std::optional<qint64> download, bool isOverdue) {
     if (!download || !book.newestDownload)
         return QStringLiteral("-");
