@@ -5,7 +5,6 @@
 #include "tests/support/debuglines.h"
 #include "tests/support/memoryfile.h"
 #include "tests/support/recordinghost.h"
-#include "tests/support/rows.h"
 #include "tests/support/samplefiles.h"
 
 #include "scard/scardcards.h"

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -96,6 +97,9 @@ int openFile(const char* path, int flags, mode_t mode) __asm__("open64");
 int openFile(const char* path, int flags, mode_t mode) {
     return call(isWatched(path), "open", "open64", -1, path, flags, mode);
 }
+dirent64* readdir64(DIR* dir) {
+    return call(isWatched(::dirfd(dir)), "readdir", __func__, static_cast<dirent64*>(nullptr), dir);
+}
 int statx(int dir, const char* path, int flags, unsigned int mask, struct statx* status) noexcept {
     return call(isWatched(dir, path), "stat", __func__, -1, dir, path, flags, mask, status);
 }
@@ -119,6 +123,9 @@ ssize_t read(int descriptor, void* buffer, size_t size) {
         size = std::min(size, static_cast<size_t>(good));
     }
     return call(isWatched(descriptor), "read", __func__, ssize_t(-1), descriptor, buffer, size);
+}
+int rename(const char* from, const char* to) noexcept {
+    return call(isWatched(from) || isWatched(to), "rename", __func__, -1, from, to);
 }
 int linkat(int fromDir, const char* from, int toDir, const char* to, int flags) noexcept {
     return call(isWatched(fromDir, from) || isWatched(toDir, to), "rename", __func__, -1, fromDir,

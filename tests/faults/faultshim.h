@@ -5,11 +5,11 @@
 
 extern "C" {
 
-// Makes calls of one kind ("open", "stat", "read", "rename", "write") below the directory `root`
-// fail. `at` is the number of the call that fails; -at: that call and all after it; 0: none, the
-// calls are only counted. With the kind "byte", a read ends before byte `at` of a file, and fails
-// if it begins there or behind it. `error` is the errno; 0: the calls return 0 and do nothing;
-// negative: they work, but the signal -error is raised first.
+// Makes calls of one kind ("open", "stat", "readdir", "read", "rename", "write") below the
+// directory `root` fail. `at` is the number of the call that fails; -at: that call and all after
+// it; 0: none, the calls are only counted. With the kind "byte", a read ends before byte `at` of a
+// file, and fails if it begins there or behind it. `error` is the errno; 0: the calls return 0 and
+// do nothing; negative: they work, but the signal -error is raised first.
 void faults_arm(const char* root, const char* kind, int at, int error);
 
 // Ends that; returns how many calls of the kind there were.

@@ -2,7 +2,6 @@
 // tables give the time in UTC; the test itself runs in several time zones.
 #include "downloadkey/filenames.h"
 #include "tests/support/datatable.h"
-#include "tests/support/rows.h"
 
 #include <QtCore/QDateTime>
 #include <QtTest/QtTest>

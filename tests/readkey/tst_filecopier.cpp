@@ -28,10 +28,10 @@ private Q_SLOTS:
         key.makeLink("download/link", "file");
         key.makePipe("download/pipe");
         key.makeDir("copies");
-        QCOMPARE(shell(key, there).err, QString());
+        outputOf(key, there);
         const QString look =
             "cd copies; ls -lA --time-style=full-iso; find -type f -exec cksum {} +";
-        const QString before = shell(key, look).out;
+        const QString before = outputOf(key, look);
         const QDateTime time(QDate(2024, 3, 15), QTime(8, 30), Qt::UTC);
         FileCopier copier(key.path("copies"));
         QVERIFY2(copier.open({key.path("download")}), qPrintable(copier.error()));
@@ -45,10 +45,10 @@ private Q_SLOTS:
         QCOMPARE(QStringList({"copied", "kept", "failed"}).value(result), outcome);
         QTEST(result == FileCopier::Failed ? copier.error() : copier.warning(), "message");
         if (outcome == "copied")
-            QCOMPARE(shell(key, "cmp download/file copies/file; ls -A copies").out,
+            QCOMPARE(outputOf(key, "cmp download/file copies/file; ls -A copies"),
                      QString("file\n"));
         else
-            QCOMPARE(shell(key, look).out, before);
+            QCOMPARE(outputOf(key, look), before);
         QCOMPARE(QFileInfo(key.path("copies/file")).lastModified() == time,
                  outcome == "copied" && copier.warning().isEmpty());
     }

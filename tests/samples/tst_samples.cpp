@@ -4,7 +4,6 @@
 #include "samples/samples.h"
 #include "tests/support/datatable.h"
 #include "tests/support/memoryfile.h"
-#include "tests/support/rows.h"
 
 #include <algorithm>
 #include <map>

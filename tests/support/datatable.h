@@ -1,22 +1,40 @@
-// Flat tables in data files beside a test. The first line names the columns, each line behind it is
-// a row, and "|" stands between the cells. Empty lines and lines that begin with '#' are left out.
+// The tables of data-driven tests, in C++ and in files beside a test.
 //
-//     size | taken | error
-//     965  | 100   |
+//     const auto row = columns<QString, int>("name", "size");
+//     row("a small file", "A.DDD", 5);
+//
+// In a file the first line names the columns, each line behind it is a row, and "|" stands between
+// the cells. Empty lines and lines that begin with '#' are left out.
+//
+//     name  | size
+//     A.DDD | 5
 //
 // A table that is not what its test expects ends the test program with the file and the line.
 #pragma once
 
-#include "tests/support/datafile.h"
-#include "tests/support/rows.h"
-
-#include <QtCore/QMap>
-#include <QtCore/QSet>
-#include <QtCore/QString>
-#include <QtCore/QStringList>
-#include <QtCore/QVariant>
+#include <QtTest/QtTest>
 
 #include <utility>
+
+template <typename>
+using ColumnName = const char*;
+
+// Columns with their types. What it returns adds a row.
+template <typename... Types>
+auto columns(ColumnName<Types>... names) {
+    (QTest::addColumn<Types>(names), ...);
+    return [](const QByteArray& name, const Types&... cells) {
+        (QTest::newRow(name.constData()) << ... << cells);
+    };
+}
+
+// The contents of a file in the test's folder, which is UTF-8. Ends the test program without it.
+inline QString dataFile(const QString& name) {
+    QFile file(TEST_DATA + name);
+    if (!file.open(QIODevice::ReadOnly) || file.size() == 0)
+        qFatal("cannot read %s", qPrintable(file.fileName()));
+    return QString::fromUtf8(file.readAll());
+}
 
 class TableRow {
 public:

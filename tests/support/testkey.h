@@ -16,7 +16,9 @@ public:
     // Without `downloadDir` nothing is on it.
     explicit TestKey(const QString& downloadDir = QStringLiteral("download"))
         : m_dir(templatePath()) {
-        require(m_dir.isValid(), QStringLiteral("cannot make a key"));
+        // Its path stands in scripts.
+        require(m_dir.isValid() && !m_dir.path().contains(QLatin1Char(' ')),
+                QStringLiteral("cannot make a key: ") + m_dir.path());
         if (!downloadDir.isEmpty())
             makeDir(downloadDir);
     }

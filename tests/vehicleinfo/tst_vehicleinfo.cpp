@@ -5,7 +5,6 @@
 #include "tests/support/debuglines.h"
 #include "tests/support/errortext.h"
 #include "tests/support/memoryfile.h"
-#include "tests/support/rows.h"
 
 #include <QtCore/QTemporaryFile>
 #include <QtTest/QtTest>
