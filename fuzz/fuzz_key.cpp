@@ -1,6 +1,7 @@
-// A whole key through open() and read(). The input is three bytes of circumstances and then files,
-// each a byte of name length, the name, two bytes of size and the contents. The keys lie in
-// $TMPDIR.
+// A whole key through open() and read(). The input is a byte of flags (2 and 4: the settings; 8:
+// the directory is DOWNLOAD), the number of the signal at which the host acts, and what it does
+// then (1 closes, 2 opens, 3 reads). Files follow, each a byte of name length, the name, two bytes
+// of size and the contents. The keys lie in $TMPDIR.
 #include "downloadkey/downloadkey.h"
 #include "downloadkey/filenames.h"
 #include "fuzz/fuzzing.h"
@@ -29,7 +30,7 @@ QByteArray take(QDataStream& input, int count) {
 }
 
 unsigned int number(QDataStream& input) {
-    quint8 byte = 0; // where the input has ended
+    quint8 byte = 0; // stays 0 when the input has ended
     input >> byte;
     return byte;
 }
@@ -104,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::size_t offered = 0;
     int done = 0;
     const auto slotCalled = [&] {
-        if (acted || --signalsLeft != 0)
+        if (acted || act % 4 == 0 || --signalsLeft != 0)
             return;
         acted = true;
         if (act % 4 == 1)

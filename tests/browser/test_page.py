@@ -33,7 +33,7 @@ def run(program, *arguments):
     """readkey ends with 1 where a file of the key is damaged, as one is on purpose."""
     environment = dict(os.environ, TZ="Europe/Berlin", LC_ALL="C.UTF-8")
     done = subprocess.run([program, *map(str, arguments)], env=environment, capture_output=True)
-    if done.returncode not in (0, 1):
+    if done.returncode not in ((0, 1) if program == readkey else (0,)):
         raise RuntimeError(f"{program}: {done.stderr.decode()}")
     return done.stdout.decode()
 

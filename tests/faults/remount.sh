@@ -11,11 +11,12 @@ for options in -m -rm; do
     status=0
     unshare $options sh -euc '
         mount -t tmpfs -o rw,nosuid,nodev key "$1" || exit 77
+        echo mounted >"$4"
         cp -r "$2"/. "$1"
-        "$3" --remount --events "$1" >"$4"
+        "$3" --remount --events "$1" >>"$4"
         tail -n 1 "$4" | grep -Fx "{\"event\":\"read\",\"errors\":[]}"
-        flags=$(grep -F " $1 " /proc/self/mountinfo | cut -d " " -f 6)
-        echo "mounted $flags"
+        flags=$(findmnt -n -o VFS-OPTIONS "$1")
+        echo "flags: $flags"
         [ "$flags" = ro,nosuid,nodev,relatime ]
         ! touch "$1/more" 2>/dev/null || exit 5' \
         sh "$dir/mount" "$dir/key" "$2" "$dir/output" || status=$?

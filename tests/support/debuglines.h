@@ -8,8 +8,10 @@
 
 class DebugLines {
 public:
+    inline static QStringList lines;
+
     DebugLines() {
-        lines().clear();
+        lines.clear();
         QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, true);
         s_previous = qInstallMessageHandler(take);
     }
@@ -20,15 +22,10 @@ public:
     DebugLines(const DebugLines&) = delete;
     DebugLines& operator=(const DebugLines&) = delete;
 
-    static QStringList& lines() {
-        static QStringList collected;
-        return collected;
-    }
-
 private:
     static void take(QtMsgType type, const QMessageLogContext& context, const QString& text) {
         if (type == QtDebugMsg)
-            lines().append(text);
+            lines.append(text);
         else
             s_previous(type, context, text);
     }

@@ -74,6 +74,8 @@ public:
             heard << QStringLiteral("failed");
         else if (!error.isEmpty())
             heard << error;
+        if (m_action)
+            heard << QStringLiteral("never heard: ") + m_event;
         return heard.join(QLatin1Char(' '));
     }
 

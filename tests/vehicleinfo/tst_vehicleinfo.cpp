@@ -83,7 +83,7 @@ QString insertionsOf(const VehicleInfo& info) {
 
 // The columns of the tests that read a file, and what those tests do.
 auto fileColumns() {
-    return columns<QByteArray, QString, QString, QString>("bytes", "error", "insertions", "plate");
+    return columns<QByteArray, QString, QString, QString>("bytes", "insertions", "error", "plate");
 }
 
 // What was found before an error stays.
@@ -132,7 +132,7 @@ class VehicleInfoTest : public QObject {
 private Q_SLOTS:
     void init() { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }
 
-    void filesThatAreClosedOrRemoved() {
+    void closedOrRemovedFilesAreNotLoaded() {
         for (const bool isRemoved : {false, true}) {
             QTemporaryFile file;
             QVERIFY(file.open());
@@ -144,7 +144,7 @@ private Q_SLOTS:
             DebugLines lines;
             VehicleInfo info(file);
             const QString line = "VehicleInfo: Init Vehicle Info:  \"%1\"";
-            QCOMPARE(lines.lines(),
+            QCOMPARE(lines.lines,
                      QStringList({line.arg(file.fileName()),
                                   "libdownloadkey: VehicleInfo() Could not load file (0)"}));
             QCOMPARE(file.isOpen(), isRemoved);
@@ -190,6 +190,7 @@ private Q_SLOTS:
             {"readGen1", &VehicleInfo::readGen1},
             {"readGen2_1", &VehicleInfo::readGen2_1},
             {"readGen2_2", &VehicleInfo::readGen2_2}};
+        QVERIFY(parsers.contains(parser));
         const auto info = load(QByteArray::fromHex(first).leftJustified(size, '\0', true));
         QTEST(messageOf((*info.*parsers[parser])()), "error");
     }
@@ -257,7 +258,7 @@ private Q_SLOTS:
         QCOMPARE(moved, end);
         QTEST(size, "size");
         QTEST(count, "count");
-        QTEST(lines.lines().join(""), "debugLine");
+        QTEST(lines.lines.join(""), "debugLine");
     }
 
     void skipRecordData_data() {
@@ -284,12 +285,12 @@ private Q_SLOTS:
                                     QByteArray::number(controls) + " control activities";
             const QByteArray overview = overviewBlock(Generation::Gen1, locks, controls);
             row(name, overview, "", "", plate);
-            row(name + " and a day", overview + dayBlock(Generation::Gen1, {100}), "", "100",
+            row(name + " and a day", overview + dayBlock(Generation::Gen1, {100}), "100", "",
                 plate);
-            row(name + ", a byte missing", overview.chopped(1), shortOverview, "", plate);
+            row(name + ", a byte missing", overview.chopped(1), "", shortOverview, plate);
         }
-        row("no number of control activities", overviewBlock(Generation::Gen1, 2).left(690),
-            shortOverview, "", plate);
+        row("no number of control activities", overviewBlock(Generation::Gen1, 2).left(690), "",
+            shortOverview, plate);
     }
     void gen1Overviews() { readFile(); }
 
@@ -297,7 +298,7 @@ private Q_SLOTS:
         const auto addRow = fileColumns();
         const auto row = [&](const char* name, const QByteArray& bytes, const QString& insertions,
                              const QString& error = "") {
-            addRow(name, overviewBlock(Generation::Gen1) + bytes, error, insertions, plate);
+            addRow(name, overviewBlock(Generation::Gen1) + bytes, insertions, error, plate);
         };
         const QByteArray day = dayBlock(Generation::Gen1, {100});
         const QByteArray later = dayBlock(Generation::Gen1, {300});
@@ -329,8 +330,8 @@ private Q_SLOTS:
             bytes += blockOf(Generation::Gen1, day);
         }
         forEachRow("cutdays.txt", [&](const TableRow& row) {
-            addRow(row.place(), bytes.left(row.number("size")), row.text("error"),
-                   row.text("insertions"), plate);
+            addRow(row.place(), bytes.left(row.number("size")), row.text("insertions"),
+                   row.text("error"), plate);
         });
     }
     void gen1DaysThatAreCut() { readFile(); }
@@ -351,7 +352,7 @@ private Q_SLOTS:
                 day.clear();
             if (fault != "file end")
                 day += '?';
-            addRow(row.place(), overview + day, row.text("error"), row.text("insertions"),
+            addRow(row.place(), overview + day, row.text("insertions"), row.text("error"),
                    row.text("plate"));
         });
     }
@@ -366,19 +367,19 @@ private Q_SLOTS:
             const QString trep =
                 isV1 ? "VehicleInfo readGen2_1() TREP2" : "VehicleInfo readGen2_2() TREP3";
             const QByteArray day = dayBlock(version, {100});
-            const auto row = [&](const char* name, const QByteArray& bytes, const QString& error,
-                                 const QString& insertions) {
-                addRow(tag.toHex() + ": " + name, overviewBlock(version) + bytes, error, insertions,
+            const auto row = [&](const char* name, const QByteArray& bytes,
+                                 const QString& insertions, const QString& error = "") {
+                addRow(tag.toHex() + ": " + name, overviewBlock(version) + bytes, insertions, error,
                        plate);
             };
-            row("one byte", "?", trep + "1 not found", "");
-            row("a tag", tag, trep + "1 not found", "");
-            row("three bytes", "???", "", "");
-            row("day and a tag", day + tag, "", "100");
-            row("day, a tag and one byte", day + tag + "?",
-                trep + "2: Read DateOfDayDownloadedRecordArray header failed", "100");
-            row("day and one of the other version", day + otherTag + day.mid(2), "", "100");
-            row("day and another first byte", day + '\x77' + day.mid(1), "", "100");
+            row("one byte", "?", "", trep + "1 not found");
+            row("a tag", tag, "", trep + "1 not found");
+            row("three bytes", "???", "");
+            row("day and a tag", day + tag, "100");
+            row("day, a tag and one byte", day + tag + "?", "100",
+                trep + "2: Read DateOfDayDownloadedRecordArray header failed");
+            row("day and one of the other version", day + otherTag + day.mid(2), "100");
+            row("day and another first byte", day + '\x77' + day.mid(1), "100");
         }
     }
     void gen2EndsOfTheDays() { readFile(); }
@@ -482,10 +483,10 @@ private Q_SLOTS:
             const auto info = load(fileOf(generation, {day}));
             DebugLines lines;
             QCOMPARE(messageOf(info->read()), QString());
-            QCOMPARE(lines.lines().join('\n'), expected);
+            QCOMPARE(lines.lines.join('\n'), expected);
             QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
             QCOMPARE(messageOf(info->read()), QString());
-            QCOMPARE(lines.lines().join('\n'), expected);
+            QCOMPARE(lines.lines.join('\n'), expected);
         }
     }
 };
