@@ -58,7 +58,6 @@ class TestReadkey : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    // Every view tells the same story.
     void everyViewTellsTheSameStory_data() {
         const auto row = columns<QString>("options");
         row("tables.txt", "");
