@@ -18,7 +18,8 @@ public:
     Configuration();
     ~Configuration();
 
-    // The value of a setting; an invalid QVariant (which reads as false) for one that was never set.
+    // The value of a setting; an invalid QVariant (which reads as false) for one that was never
+    // set.
     QVariant getValue(SettingsCode code);
 
     void setValue(SettingsCode code, const QVariant& value);
