@@ -36,12 +36,14 @@ private Q_SLOTS:
         FileCopier copier(key.path("copies"));
         QVERIFY2(copier.open({key.path("download")}), qPrintable(copier.error()));
 
+        const uint descriptors = QDir("/proc/self/fd").count();
         const QStringList words = fault.split(' ');
         faults_arm(qPrintable(key.path(words[0])), qPrintable(words.value(1)),
                    words.value(2).toInt(), words.value(3).toInt());
         const int result = copier.copy(QDir(key.path("download")).absoluteFilePath(source), time);
         faults_disarm();
 
+        QCOMPARE(QDir("/proc/self/fd").count(), descriptors);
         QCOMPARE(QStringList({"copied", "kept", "failed"}).value(result), outcome);
         QTEST(result == FileCopier::Failed ? copier.error() : copier.warning(), "message");
         if (outcome == "copied")

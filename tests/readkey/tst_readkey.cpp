@@ -329,7 +329,7 @@ private Q_SLOTS:
 
     void copies() {
         const StoryKey key;
-        const TestKey target("copies");
+        const TestKey target("");
         const QString copies = target.path("copies");
         const QString copy = "--copy-to " + copies + " KEY";
 

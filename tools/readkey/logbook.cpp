@@ -272,8 +272,6 @@ Logbook LogbookBuilder::finish(const Filter& filter) {
     filterRecords(m_book, filter);
     sumUp(m_book);
     arrange(m_book, filter);
-    m_vehicles.clear();
-    m_drivers.clear();
     return std::move(m_book);
 }
 

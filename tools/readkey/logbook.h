@@ -136,7 +136,7 @@ public:
     void addFailure(Failure failure) { m_book.failures.push_back(std::move(failure)); }
     void addOtherEntries(size_t count) { m_book.otherEntries += count; }
 
-    // Merges, filters and adds up. The builder is empty afterwards.
+    // Merges, filters and adds up. Call it once, at the end.
     Logbook finish(const Filter& filter);
 
 private:
