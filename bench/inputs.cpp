@@ -1,7 +1,5 @@
 #include "bench/inputs.h"
 
-#include "auxiliary/configuration.h"
-
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
 
@@ -18,11 +16,6 @@ void writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     require(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush(),
             "an input file cannot be written");
-}
-
-aux::Configuration& configuration() {
-    static aux::Configuration none;
-    return none;
 }
 
 } // namespace
@@ -95,8 +88,7 @@ Key::Key(const QString& mountPath, int files, int whole, int days, int recordsPe
     }
 }
 
-Host::Host()
-    : library(configuration()) {
+Host::Host() {
     QObject::connect(&library, &downloadkey::DownloadKey::readDone, &library,
                      [this](auto parsedCards, auto parsedVehicles) {
                          cards = std::move(parsedCards);

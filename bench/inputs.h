@@ -2,6 +2,7 @@
 // host that reads them. A step that fails ends the program, because there is nothing to measure.
 #pragma once
 
+#include "auxiliary/configuration.h"
 #include "downloadkey/downloadkey.h"
 #include "samples/samples.h"
 
@@ -60,7 +61,8 @@ struct Host {
     void open(const QString& path);
     void read();
 
-    downloadkey::DownloadKey library;
+    aux::Configuration configuration;
+    downloadkey::DownloadKey library{configuration};
     std::vector<std::shared_ptr<scard::SCardGeneric>> cards;
     std::vector<std::shared_ptr<downloadkey::VehicleInfo>> vehicles;
 };

@@ -1,5 +1,8 @@
-// Opens and reads the key that is its argument, and does nothing else.
+// Opens and reads the key that is its argument. It ends with the results still in memory, so that a
+// profiler can tell them from what was needed meanwhile.
 #include "bench/inputs.h"
+
+#include <unistd.h>
 
 int main(int argc, char* argv[]) {
     bench::prepareProcess();
@@ -7,5 +10,5 @@ int main(int argc, char* argv[]) {
     bench::Host host;
     host.open(QFile::decodeName(argv[1]));
     host.read();
-    return 0;
+    ::_exit(0);
 }

@@ -47,19 +47,34 @@ part_ratios() {
     } | tee "$results/timezone.md"
 }
 
+# key NAME OPTION...: a key of that name, as makekey writes it with these options
+key() {
+    [ -e "$keys/$1" ] || "$tools/makekey/makekey" "${@:2}" "$keys/$1" >/dev/null
+    echo "$keys/$1"
+}
+
+# A read() may need the memory of one file beyond its results. The process's own memory counts as results here.
 part_memory() {
-    "$programs/memory" | tee "$results/memory.txt"
+    local key largest
+    key=$(key memory --files 100 --days 365)
+    largest=$(find "$key" -type f -printf '%s\n' | sort -n | tail -n 1)
+    valgrind --tool=dhat --dhat-out-file=/dev/null "$programs/reader" "$key" 2>&1 | awk -v largest="$largest" '
+        { gsub(",", "") }
+        / At t-gmax: / { peak = $4 }
+        / At t-end: / { results = $4 }
+        END { printf "largest file       %10d bytes\nresults            %10d bytes\n", largest, results
+              printf "beyond the results %10d bytes\n", peak - results
+              exit !results || peak - results > largest }' | tee "$results/memory.txt"
 }
 
 # The key has 90,000 insertions in its 100 vehicle files. The rate is that of one process on an archive of
 # 2,000 ordinary files, half of them card files.
 part_tools() {
-    local tools=$top/build/release/tools keys=$results/keys
-    build release readkey makekey
-    [ -e "$keys/large" ] || "$tools/makekey/makekey" --files 100 --days 55 --records 30 "$keys/large" >/dev/null
-    [ -e "$keys/archive" ] || "$tools/makekey/makekey" --files 1000 "$keys/archive" >/dev/null
-    "$top/bench/tools.py" "$programs/reader" "$tools/readkey/readkey" "$keys/large" | tee "$results/tools.md"
-    "$top/bench/tools.py" "$programs/reader" "$tools/readkey/readkey" "$keys/archive" | awk -F '|' '
+    local large archive
+    large=$(key large --files 100 --days 55 --records 30)
+    archive=$(key archive --files 1000)
+    "$top/bench/tools.py" "$programs/reader" "$tools/readkey/readkey" "$large" | tee "$results/tools.md"
+    "$top/bench/tools.py" "$programs/reader" "$tools/readkey/readkey" "$archive" | awk -F '|' '
         / --csv / { printf "\nOne process: %.0f files per second, %d MB; a million files: %.0f minutes of one core.\n",
                     2000 / $3 * 1000, $5, 1e6 / 2000 * $3 / 60000 }' | tee -a "$results/tools.md"
 }
@@ -83,10 +98,13 @@ for part; do
     declare -F "part_$part" >/dev/null || usage
 done
 
-need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata jq python3
+need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata jq python3 valgrind
 build bench
+build release readkey makekey
 results=$top/build/bench
 programs=$results/bench
+keys=$results/keys
+tools=$top/build/release/tools
 for part; do
     echo "== $part"
     "part_$part"

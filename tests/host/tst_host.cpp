@@ -159,11 +159,6 @@ private Q_SLOTS:
         QTEST(scard::SCardGeneric::textfieldToString(name), "text");
     }
 
-    void platesKeepTheirBlanks() {
-        const VehicleRegistrationNumber plate{5, {0xB0, ' ', '1', ' '}};
-        QCOMPARE(scard::SCardGeneric::textfieldToString(plate), QString("А 1 "));
-    }
-
     void errorsAreMergedInOrder() {
         aux::Error merged = errorOf("first", 7);
         QCOMPARE(&(merged << errorOf("second\nline", 0)), &merged);

@@ -2,7 +2,6 @@
 #include "tests/support/datatable.h"
 #include "tests/support/shell.h"
 
-#include <QtCore/QJsonDocument>
 #include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
@@ -350,11 +349,9 @@ private Q_SLOTS:
 
         // A folder of files is as good as a key.
         outputOf(key, "mv download folder");
-        QStringList outcomes;
         const Run json = readkey(key, "--json " + copy + "/folder");
-        for (const QString& line : json.out.split('\n', Qt::SkipEmptyParts))
-            outcomes << QJsonDocument::fromJson(line.toUtf8())["copy"].toString();
-        QCOMPARE(outcomes, (QStringList{"failed", "kept", "kept", "kept", "kept"}));
+        QCOMPARE(json.out.count("\"copy\":\"kept\""), 4);
+        QCOMPARE(json.out.count("\"copy\":\"failed\""), 1);
     }
 
     void nothingThatATerminalActsOnIsShown_data() {

@@ -163,21 +163,6 @@ private Q_SLOTS:
         }
     }
 
-    void driversGoTogetherAndRestOnWeekends() {
-        QSet<QString> drivers;
-        int onWeekends = 0;
-        int coDriven = 0;
-        for (const Insertion& insertion : insertionsOf(samples::sampleKey())) {
-            drivers << insertion.holderName;
-            onWeekends += insertion.insertionTime.toUTC().date().dayOfWeek() > 5 ? 1 : 0;
-            coDriven += insertion.slot;
-        }
-        QCOMPARE(drivers.size(), 8);
-        QVERIFY(drivers.contains({"Žofie, Vzorová", "Ελένη, Δείγμα", "Вера, Образец"}));
-        QVERIFY(onWeekends > 0 && onWeekends < 30);
-        QVERIFY(coDriven >= 5);
-    }
-
     void olderDownloadOverlapsTheNewerOne() {
         const std::vector<Insertion> newer =
             insertionsOf({samples::sampleKeyFile(withOddities, 0)});
