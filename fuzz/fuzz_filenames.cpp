@@ -29,7 +29,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(time.isValid() && time.timeSpec() == Qt::LocalTime, "a local time");
         const qint64 seconds = time.toSecsSinceEpoch();
         require(seconds >= 0 && seconds % 60 == 0, "whole minutes from 1970 on");
-        require(time.toUTC().date().year() <= 10000, "four digits and what they carry over");
     } else {
         require(time == untouched && time.timeSpec() == Qt::UTC, "untouched");
     }

@@ -66,13 +66,11 @@ Result call(bool watched, const char* kind, const char* name, Result failed,
 }
 
 __attribute__((constructor)) void armFromEnvironment() {
-    const char* const root = std::getenv("FAULT_ROOT");
-    const char* const kind = std::getenv("FAULT_CALLS");
-    const char* const at = std::getenv("FAULT_AT");
-    const char* const error = std::getenv("FAULT_ERRNO");
-    if (root && kind && at && error)
-        faults_arm(root, kind, static_cast<int>(std::strtol(at, nullptr, 10)),
-                   static_cast<int>(std::strtol(error, nullptr, 10)));
+    const auto number = [](const char* name) {
+        return static_cast<int>(std::strtol(std::getenv(name), nullptr, 10));
+    };
+    if (const char* const root = std::getenv("FAULT_ROOT"))
+        faults_arm(root, std::getenv("FAULT_CALLS"), number("FAULT_AT"), number("FAULT_ERRNO"));
 }
 
 } // namespace

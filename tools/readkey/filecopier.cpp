@@ -129,13 +129,9 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QSaveFile& target) {
         const QByteArray bytes = source.read(chunkSize);
         if (bytes.isEmpty())
             break;
-        // A disk that is nearly full takes a part first.
-        for (int written = 0; written < bytes.size();) {
-            const qint64 count = target.write(bytes.constData() + written, bytes.size() - written);
-            if (count <= 0)
-                return fail(target.errorString());
-            written += static_cast<int>(count);
-        }
+        // Of a disk that is nearly full the target tells no reason.
+        if (target.write(bytes) != bytes.size())
+            return fail(qt_error_string(errno));
         copied += bytes.size();
     }
     if (source.error() != QFileDevice::NoError)
