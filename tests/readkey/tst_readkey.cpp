@@ -432,6 +432,8 @@ private Q_SLOTS:
         QFETCH(int, call);
         const StoryKey key;
         const TestKey target("copies");
+        if (option == "--utc") // the copies are there, and are compared
+            outputOf(key, "PROGRAM KEY --copy-to " + target.path("copies"));
         const QString fault = QString("read %1 -%2").arg(call).arg(SIGINT);
         const Run run =
             readkey(key, option + " KEY --copy-to " + target.path("copies"), failing(fault));
