@@ -24,7 +24,7 @@ private Q_SLOTS:
         QFETCH(QString, fault);
         QFETCH(QString, outcome);
         const TestKey key;
-        key.write("download/file", QByteArray(70000, 'a')); // more than is read at a time
+        key.write("download/file", QByteArray(70000, 'a') + 'b'); // more than is read at a time
         key.makeLink("download/link", "file");
         key.makePipe("download/pipe");
         key.makeDir("copies");

@@ -101,7 +101,7 @@ private Q_SLOTS:
             "", "p");
     }
 
-    // The page is written whole or not at all. What is no regular file takes it, and stays.
+    // What is no regular file takes the page, and stays.
     void pageIsWrittenWholeOrNotAtAll() {
         QFETCH(QString, script);
         QFETCH(QString, message);
@@ -228,9 +228,8 @@ private Q_SLOTS:
 
     void downloadedIsMadeOnRequest() {
         const TestKey key;
-        outputOf(
-            key,
-            "PROGRAM KEY; [ ! -e downloaded ]; PROGRAM --downloaded-dir KEY; [ -d downloaded ]");
+        outputOf(key,
+                 "PROGRAM .; [ ! -e downloaded ]; PROGRAM --downloaded-dir KEY; [ -d downloaded ]");
     }
 
     // A path is a key, its download directory or a folder of files; several make one logbook.

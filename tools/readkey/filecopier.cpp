@@ -129,7 +129,7 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QSaveFile& target) {
         const QByteArray bytes = source.read(chunkSize);
         if (bytes.isEmpty())
             break;
-        // Of a disk that is nearly full the target tells no reason.
+        // Where only a part fits on the disk, errorString() does not tell why.
         if (target.write(bytes) != bytes.size())
             return fail(qt_error_string(errno));
         copied += bytes.size();

@@ -9,7 +9,7 @@ namespace readkey {
 
 namespace {
 
-// The list of the options is read from it, so none can be missing there.
+// The options are read from this text, so it names all of them.
 QString helpText() {
     QFile file(QStringLiteral(":/help.txt"));
     file.open(QIODevice::ReadOnly);
