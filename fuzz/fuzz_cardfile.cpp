@@ -1,7 +1,7 @@
 // A card file through the host's card library, in the steps of DownloadKey::read().
 #include "fuzz/fuzzing.h"
+#include "samples/memoryfile.h"
 #include "scard/scardcards.h"
-#include "tests/support/memoryfile.h"
 
 using fuzzing::require;
 

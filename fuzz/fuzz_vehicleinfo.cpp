@@ -1,7 +1,7 @@
 // A vehicle-unit file through VehicleInfo: what it finds stands in the file.
 #include "downloadkey/vehicleinfo.h"
 #include "fuzz/fuzzing.h"
-#include "tests/support/memoryfile.h"
+#include "samples/memoryfile.h"
 
 #include <QtCore/QtEndian>
 

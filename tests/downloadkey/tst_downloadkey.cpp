@@ -1,9 +1,9 @@
 // A key from open() to readDone(): what is listed and in what order, what the host hears and when,
 // and that neither a damaged key nor a host that acts in the middle of a read upsets it.
 #include "downloadkey/downloadkey.h"
+#include "samples/memoryfile.h"
 #include "tests/support/datatable.h"
 #include "tests/support/debuglines.h"
-#include "tests/support/memoryfile.h"
 #include "tests/support/recordinghost.h"
 #include "tests/support/samplefiles.h"
 

@@ -1,6 +1,6 @@
 // Failing disks: each system call of a read fails once, and then all from it on.
-#include "tests/faults/faultshim.h"
 #include "tests/support/datatable.h"
+#include "tests/support/faultshim.h"
 #include "tests/support/recordinghost.h"
 #include "tests/support/samplefiles.h"
 

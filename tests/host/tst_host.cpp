@@ -1,11 +1,11 @@
 // The stand-in host: its card library over sound and damaged files, its error records, its log.
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
+#include "samples/memoryfile.h"
 #include "samples/samples.h"
 #include "scard/scardcards.h"
 #include "tests/support/datatable.h"
 #include "tests/support/errortext.h"
-#include "tests/support/memoryfile.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QTemporaryFile>

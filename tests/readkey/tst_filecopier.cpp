@@ -1,7 +1,7 @@
 // The copier handles what people cannot get again: for each thing that may be in its way there is
 // one outcome, and in none of them is half a file left behind or another file touched.
-#include "tests/faults/faultshim.h"
 #include "tests/support/datatable.h"
+#include "tests/support/faultshim.h"
 #include "tests/support/shell.h"
 #include "tools/readkey/filecopier.h"
 

@@ -1,9 +1,9 @@
 // Sample downloads against the layouts that the regulation publishes, and whole sample keys: that
 // what they tell of drivers and vehicles could be true.
 #include "downloadkey/vehicleinfo.h"
+#include "samples/memoryfile.h"
 #include "samples/samples.h"
 #include "tests/support/datatable.h"
-#include "tests/support/memoryfile.h"
 
 #include <algorithm>
 #include <map>

@@ -1,10 +1,10 @@
 // What comes out of a vehicle-unit file, whole or damaged; loading and copying it.
 #include "downloadkey/vehicleinfo.h"
+#include "samples/memoryfile.h"
 #include "samples/samples.h"
 #include "tests/support/datatable.h"
 #include "tests/support/debuglines.h"
 #include "tests/support/errortext.h"
-#include "tests/support/memoryfile.h"
 
 #include <QtCore/QTemporaryFile>
 #include <QtTest/QtTest>

@@ -1,6 +1,6 @@
 // System calls that fail on demand, for the files below one directory. See faultshim.h. The calls
 // are those that Qt and readkey make on a key, by the names that `nm -D --undefined-only` shows.
-#include "tests/faults/faultshim.h"
+#include "tests/support/faultshim.h"
 
 #include <algorithm>
 #include <cerrno>
