@@ -1,13 +1,13 @@
 #include "filecopier.h"
 
 #include "console.h"
+#include "openfile.h"
 
 #include <QtCore/QFileInfo>
 
 #include <cerrno>
 #include <filesystem>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,24 +28,6 @@ bool liesIn(const std::filesystem::path& directory, const std::filesystem::path&
     while (!error && place.has_relative_path() && !equivalent(place, other, error))
         place = place.parent_path();
     return !error && equivalent(place, other, error);
-}
-
-// Opens what is a regular file and nothing else: whatever took its place must neither be followed
-// nor block. Returns 0 or an errno, ELOOP for what is no file.
-int openRegular(QFile& file) {
-    const int descriptor = ::open(QFile::encodeName(file.fileName()).constData(),
-                                  O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
-        return errno;
-    struct stat status {};
-    const int reason = ::fstat(descriptor, &status) != 0 ? errno
-                       : S_ISREG(status.st_mode)         ? 0
-                                                         : ELOOP;
-    if (reason == 0 && file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
-                                 QFileDevice::AutoCloseHandle))
-        return 0;
-    ::close(descriptor);
-    return reason == 0 ? EBADF : reason;
 }
 
 // Makes the directory if need be. Returns what is wrong with it.
