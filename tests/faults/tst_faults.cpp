@@ -1,12 +1,11 @@
-// Failing disks: each system call of a read fails once, and then all from it on.
+// Failing disks and keys that are pulled: each system call of a read fails once, and then all from
+// it on.
 #include "tests/support/datatable.h"
 #include "tests/support/faultshim.h"
 #include "tests/support/recordinghost.h"
 #include "tests/support/samplefiles.h"
 
 #include <QtTest/QtTest>
-
-#include <cerrno>
 
 class FaultsTest : public QObject {
     Q_OBJECT
@@ -26,19 +25,17 @@ private Q_SLOTS:
     }
 
     void read_data() {
-        const auto row = columns<QByteArray, int, bool>("call", "error", "isLasting");
-        for (const auto& [call, error] : std::vector<std::pair<QByteArray, int>>{
-                 {"open", EACCES}, {"stat", EIO}, {"read", EIO}, {"read", 0}}) {
-            const QByteArray name = call + ", error " + QByteArray::number(error);
-            row(name, call, error, false);
-            row(name + ", lasting", call, error, true);
+        const auto row = columns<QString, bool>("fault", "isLasting");
+        for (const char* fault :
+             {"open %1 EACCES", "stat %1 EIO", "read %1 EIO", "read %1 nothing"}) {
+            row(fault, fault, false);
+            row(fault + QByteArray(", and all later calls"), QString(fault).replace("%1", "%1+"),
+                true);
         }
     }
-    // One failure loses one file at the most. Where the error is 0, the call does nothing: the file
-    // seems to end.
+    // One failure loses one file at the most. After a read of nothing, the file seems to end.
     void read() {
-        QFETCH(QByteArray, call);
-        QFETCH(int, error);
+        QFETCH(QString, fault);
         QFETCH(bool, isLasting);
         RecordingHost host;
         QCOMPARE(host.open(m_key), QString());
@@ -49,7 +46,7 @@ private Q_SLOTS:
             ++at;
             const uint descriptors = QDir("/proc/self/fd").count();
             host.offeredPaths.clear();
-            faults_arm(qPrintable(m_key.mountPath()), call, isLasting ? -at : at, error);
+            faults_arm(qPrintable(m_key.mountPath()), qPrintable(fault.arg(at)));
             const QString story = host.read();
             calls = faults_disarm();
             QVERIFY2(calls > 0, "no such call was seen");
@@ -78,7 +75,8 @@ private Q_SLOTS:
         RecordingHost host;
         QCOMPARE(host.open(key), QString());
         const auto readWithBadByte = [&](int position) {
-            faults_arm(qPrintable(key.mountPath()), "byte", position, EIO);
+            faults_arm(qPrintable(key.mountPath()),
+                       qPrintable(QString("byte %1 EIO").arg(position)));
             QString story = host.read();
             faults_disarm();
             return story;

@@ -37,11 +37,11 @@ private Q_SLOTS:
         QVERIFY2(copier.open({key.path("download")}), qPrintable(copier.error()));
 
         const uint descriptors = QDir("/proc/self/fd").count();
-        const QStringList words = fault.split(' ');
-        faults_arm(qPrintable(key.path(words[0])), qPrintable(words.value(1)),
-                   words.value(2).toInt(), words.value(3).toInt());
+        if (!fault.isEmpty())
+            faults_arm(qPrintable(key.path(fault.section(' ', 0, 0))),
+                       qPrintable(fault.section(' ', 1)));
         const int result = copier.copy(QDir(key.path("download")).absoluteFilePath(source), time);
-        faults_disarm();
+        QVERIFY2(faults_disarm() > 0 || fault.isEmpty(), "no such call was seen");
 
         QCOMPARE(QDir("/proc/self/fd").count(), descriptors);
         QCOMPARE(QStringList({"copied", "kept", "failed"}).value(result), outcome);

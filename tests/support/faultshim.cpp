@@ -20,7 +20,8 @@ namespace {
 char watchedRoot[4096];
 char failingKind[16];
 int failAt;
-int failure;
+bool isLasting;
+int failure; // an errno, 0, or a signal below 0
 int calls;
 
 bool isWatched(const char* path) {
@@ -48,7 +49,7 @@ bool fails(const char* kind) {
     if (std::strcmp(kind, failingKind) != 0)
         return false;
     ++calls;
-    if (failAt == 0 || (failAt > 0 ? calls != failAt : calls < -failAt))
+    if (isLasting ? calls < failAt : calls != failAt)
         return false;
     if (failure < 0)
         ::raise(-failure);
@@ -65,23 +66,40 @@ Result call(bool watched, const char* kind, const char* name, Result failed,
     return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name))(arguments...);
 }
 
+// The number that an outcome of faultshim.h names.
+int numberOf(const char* outcome) {
+    static const struct {
+        const char* name;
+        int number;
+    } outcomes[] = {{"EACCES", EACCES}, {"EIO", EIO},   {"ENOSPC", ENOSPC}, {"EPERM", EPERM},
+                    {"EROFS", EROFS},   {"nothing", 0}, {"SIGINT", -SIGINT}};
+    for (const auto& [name, number] : outcomes) {
+        if (std::strcmp(name, outcome) == 0)
+            return number;
+    }
+    std::fprintf(stderr, "faultshim: unknown outcome \"%s\"\n", outcome);
+    std::abort();
+}
+
 __attribute__((constructor)) void armFromEnvironment() {
-    const auto number = [](const char* name) {
-        return static_cast<int>(std::strtol(std::getenv(name), nullptr, 10));
-    };
     if (const char* const root = std::getenv("FAULT_ROOT"))
-        faults_arm(root, std::getenv("FAULT_CALLS"), number("FAULT_AT"), number("FAULT_ERRNO"));
+        faults_arm(root, std::getenv("FAULT"));
 }
 
 } // namespace
 
 extern "C" {
 
-void faults_arm(const char* root, const char* kind, int at, int error) {
+void faults_arm(const char* root, const char* fault) {
+    char outcome[16];
+    char plus = 0;
+    if (std::sscanf(fault, "%15s %d%c %15s", failingKind, &failAt, &plus, outcome) != 4) {
+        std::fprintf(stderr, "faultshim: \"%s\" is not a fault\n", fault);
+        std::abort();
+    }
     std::snprintf(watchedRoot, sizeof watchedRoot, "%s", root);
-    std::snprintf(failingKind, sizeof failingKind, "%s", kind);
-    failAt = at;
-    failure = error;
+    isLasting = plus == '+';
+    failure = numberOf(outcome);
     calls = 0;
 }
 
@@ -133,9 +151,9 @@ ssize_t write(int descriptor, const void* buffer, size_t size) {
     return call(isWatched(descriptor), "write", __func__, ssize_t(-1), descriptor, buffer, size);
 }
 int fsync(int descriptor) {
-    return call(isWatched(descriptor), "write", __func__, -1, descriptor);
+    return call(isWatched(descriptor), "sync", __func__, -1, descriptor);
 }
 int futimens(int descriptor, const struct timespec times[2]) noexcept {
-    return call(isWatched(descriptor), "write", __func__, -1, descriptor, times);
+    return call(isWatched(descriptor), "settime", __func__, -1, descriptor, times);
 }
 }

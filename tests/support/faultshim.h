@@ -1,16 +1,21 @@
-// Control of the library of failing system calls, for a test that is linked with it. A program that
-// has it preloaded is controlled by the environment: FAULT_ROOT, FAULT_CALLS, FAULT_AT and
-// FAULT_ERRNO are the arguments below.
+// System calls that fail on demand, as on a failing disk or a key that is pulled. A test is linked
+// with this library, or preloads it into a program: FAULT_ROOT and FAULT in the program's
+// environment are then the arguments of faults_arm().
 #pragma once
 
 extern "C" {
 
-// Makes calls of one kind ("open", "stat", "readdir", "read", "rename", "write") below the
-// directory `root` fail. `at` is the number of the call that fails; -at: that call and all after
-// it; 0: none, the calls are only counted. With the kind "byte", a read ends before byte `at` of a
-// file, and fails if it begins there or behind it. `error` is the errno; 0: the calls return 0 and
-// do nothing; negative: they work, but the signal -error is raised first.
-void faults_arm(const char* root, const char* kind, int at, int error);
+// Makes calls below the directory `root` fail. A fault is the kind of call, its number and the
+// outcome:
+//
+//     "write 2 ENOSPC"   the second write fails with this errno
+//     "read 2+ EIO"      all reads from the second on fail
+//     "read 2 nothing"   the second read does nothing and returns 0
+//     "read 2 SIGINT"    the second read works, but this signal is raised first
+//     "byte 500 EIO"     reads end before byte 500 of a file, and fail if they begin there
+//
+// The kinds are open, stat, readdir, read, rename (or link), write, sync and settime.
+void faults_arm(const char* root, const char* fault);
 
 // Ends that; returns how many calls of the kind there were.
 int faults_disarm();
