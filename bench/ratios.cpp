@@ -213,48 +213,34 @@ double read(const Key& key) {
     return secondsOf([&] { host.read(); });
 }
 
-// Tests a file before it is read or handed over: whether it is there, and has at least `least`
-// bytes.
-using Test = bool (*)(const QString& path, qint64 least);
-
-// Each question with the call that asks for that alone.
-bool oneByOne(const QString& path, qint64 least) {
-    return QFileInfo::exists(path) && !QDir(path).exists() &&
-           (least == 0 || QFileInfo(path).size() >= least);
-}
-
-// The same answers from one QFileInfo, which asks the system once.
-bool atOnce(const QString& path, qint64 least) {
-    const QFileInfo file(path);
-    return !file.isDir() && file.exists() && (least == 0 || file.size() >= least);
-}
-
-template <Test test>
-std::unique_ptr<QFile> visit(const QString& path) {
+// What each visit of a file takes: the event loop runs, and the system is asked once whether the
+// file is there and has at least `least` bytes.
+void visit(const QString& path, qint64 least) {
     QCoreApplication::processEvents(QEventLoop::AllEvents);
-    require(test(path, downloadkey::smallestUsableFile), "an input file has gone");
-    return openFile(path);
+    const QFileInfo file(path);
+    require(!file.isDir() && file.exists() && (least == 0 || file.size() >= least),
+            "an input file has gone");
 }
 
-// The bytes of vehicle-unit files are kept, as they are part of the results.
-template <Test test>
-double load(const Key& key) {
-    std::vector<QByteArray> results;
+// Visits each file as it is handed over. The host gets the download's time as local time.
+double visitAll(const Key& key) {
     return secondsOf([&] {
-        for (const QString& path : key.drivers)
-            visit<test>(path)->readAll();
-        for (const QString& path : key.vehicles)
-            results.push_back(visit<test>(path)->readAll());
+        qint64 time = 1710491400;
+        for (const QString& path : key.drivers + key.vehicles) {
+            visit(path, 0);
+            benchmark::DoNotOptimize(QDateTime::fromSecsSinceEpoch(time -= 300, Qt::LocalTime, 0));
+        }
     });
 }
 
-// With what the contents need: the card library's reading, and the records' conversions.
-template <Test test>
-double loadContents(const Key& key) {
+// Reads each file, then hands it over. The bytes of vehicle-unit files are kept, as they are part
+// of the results. The card library reads the cards.
+double load(const Key& key) {
     std::vector<std::pair<QByteArray, Activities>> results;
-    return secondsOf([&] {
+    const double reading = secondsOf([&] {
         for (const QString& path : key.drivers) {
-            const auto file = visit<test>(path);
+            visit(path, downloadkey::smallestUsableFile);
+            const auto file = openFile(path);
             scard::SCardGeneric card(*file, QDateTime(), scard::FilenameRegion{});
             require(card.readCardInfo().isEmpty(), "a card file cannot be read");
             if (card.getCardType() == int(downloadkey::CardType::DriverCard))
@@ -262,10 +248,12 @@ double loadContents(const Key& key) {
                         "a driver card cannot be read");
         }
         for (const VehicleFile& vehicle : key.wholeVehicles) {
-            const QByteArray bytes = visit<test>(vehicle.path)->readAll();
+            visit(vehicle.path, downloadkey::smallestUsableFile);
+            const QByteArray bytes = openFile(vehicle.path)->readAll();
             results.emplace_back(bytes, convertRecords(vehicle, bytes));
         }
     });
+    return reading + visitAll(key);
 }
 
 // From the first file that is handed over to the last.
@@ -288,47 +276,11 @@ double handOver(const Key& key) {
     return last - first;
 }
 
-template <Test test>
-double testAll(const Key& key) {
-    const auto testOne = [](const QString& path, qint64 least) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        require(test(path, least), "an input file has gone");
-    };
-    return secondsOf([&] {
-        for (const QString& path : key.drivers)
-            testOne(path, 0);
-        for (const QString& path : key.vehicles)
-            testOne(path, downloadkey::smallestUsableFile);
-    });
-}
-
-// With the conversion of each download's time to local time.
-double testAllWithTimes(const Key& key) {
-    const int files = key.drivers.size() + key.vehicles.size();
-    return testAll<atOnce>(key) + secondsOf([&] {
-               for (int i = 0; i < files; ++i)
-                   benchmark::DoNotOptimize(
-                       QDateTime::fromSecsSinceEpoch(1710491400 - i * 300, Qt::LocalTime, 0));
-           });
-}
-
 void addKeys() {
     add("open/10000_names", 1.30, lazy<Key>(5000, 0), open, list);
-
-    // The first floor leaves out the records and the contents of the cards. The second floor has
-    // both. The second key has neither.
-    const auto files = lazy<Key>(100, 100);
-    add("read/100+100_files", 1.5, files, read, load<oneByOne>);
-    add("read/100+100_files/contents", 1.5, files, read, loadContents<oneByOne>);
-    add("read/100+100_files/contents,one_look", 1.5, files, read, loadContents<atOnce>);
-    const auto idle = lazy<Key>(100, 100, 30, 0, false);
-    add("read/100_files_without_records", 1.5, idle, read, load<oneByOne>);
-    add("read/100_files_without_records/one_look", 1.5, idle, read, load<atOnce>);
-
-    const auto many = lazy<Key>(5000, 100, 1);
-    add("hand_over/10000_files", 1.2, many, handOver, testAll<oneByOne>);
-    add("hand_over/10000_files/one_look", 1.2, many, handOver, testAll<atOnce>);
-    add("hand_over/10000_files/one_look,times", 1.2, many, handOver, testAllWithTimes);
+    add("read/100+100_files", 1.2, lazy<Key>(100, 100), read, load);
+    add("read/100_files_without_records", 1.5, lazy<Key>(100, 100, 30, 0, false), read, load);
+    add("hand_over/10000_files", 1.2, lazy<Key>(5000, 100, 1), handOver, visitAll);
 }
 
 } // namespace
