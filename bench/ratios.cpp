@@ -243,7 +243,7 @@ double load(const Key& key) {
             const auto file = openFile(path);
             scard::SCardGeneric card(*file, QDateTime(), scard::FilenameRegion{});
             require(card.readCardInfo().isEmpty(), "a card file cannot be read");
-            if (card.getCardType() == int(downloadkey::CardType::DriverCard))
+            if (card.getCardType() == int(downloadkey::DownloadKey::CardType::DriverCard))
                 require(card.calcDataSize().isEmpty() && card.readData().isEmpty(),
                         "a driver card cannot be read");
         }

@@ -81,8 +81,8 @@ QDateTime downloadTime(const QString& name) {
     return time;
 }
 
-CardType cardTypeOf(const scard::SCardGeneric& card) {
-    return static_cast<CardType>(card.getCardType());
+DownloadKey::CardType cardTypeOf(const scard::SCardGeneric& card) {
+    return static_cast<DownloadKey::CardType>(card.getCardType());
 }
 
 template <typename FirstGeneration, typename SecondGeneration>
@@ -170,7 +170,7 @@ std::shared_ptr<scard::SCardGeneric> ReadRun::parseDriverCard(scard::SCardGeneri
     if (hasFailed(generic.readCardInfo(),
                   QStringLiteral("read: Failed reading ddd file information:"), name))
         return nullptr;
-    if (cardTypeOf(generic) != CardType::DriverCard) {
+    if (cardTypeOf(generic) != DownloadKey::CardType::DriverCard) {
         qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
         return nullptr;
     }

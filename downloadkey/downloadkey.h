@@ -42,14 +42,14 @@ inline constexpr qint64 smallestUsableFile = 5;
 // The code of the error that the host's logger gets when "/downloaded" cannot be made.
 inline constexpr unsigned downloadedDirErrorCode = 10304;
 
-// What scard::SCardGeneric::getCardType() returns, as far as the library tells cards apart. The
-// host's own type for it may be an integer or any enumeration with these values.
-enum class CardType { DriverCard = 1, WorkshopCard = 2, CompanyCard = 4 };
-
 class DOWNLOADKEY_EXPORT DownloadKey : public QObject {
     Q_OBJECT
 
 public:
+    // What scard::SCardGeneric::getCardType() returns, as far as the library distinguishes cards.
+    // The host's own type for it may be an integer or any enumeration with these values.
+    enum class CardType { DriverCard = 1, WorkshopCard = 2, CompanyCard = 4 };
+
     // `configuration` is not owned and must outlive the object. open() reads its setting 45 and,
     // where that is false, 46.
     explicit DownloadKey(aux::Configuration& configuration);

@@ -80,7 +80,7 @@ QString counted(size_t count, const char* noun) {
 }
 
 bool isDriverCard(int cardType) {
-    return cardType == static_cast<int>(downloadkey::CardType::DriverCard);
+    return cardType == static_cast<int>(downloadkey::DownloadKey::CardType::DriverCard);
 }
 
 QString cardTypeName(int type) {
