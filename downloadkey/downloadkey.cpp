@@ -30,8 +30,9 @@ bool wantsDownloadedDir(aux::Configuration& configuration) {
            configuration.getValue(aux::SettingsCode::DownloadedDirEnabled).toBool();
 }
 
-// When the directory cannot be made, the host is told, and the key is read all the same. mkdir()
-// resolves a relative path below `dir` itself, so such a directory can be used but not made.
+// If the directory cannot be created, the host's log says so, and the key is read all the same.
+// mkdir() resolves a relative path below `dir` itself, so such a directory can be used but not
+// created.
 QDir makeDownloadedDir(const QString& path) {
     QDir dir(path);
     if (!dir.exists() && !dir.mkdir(path)) {
@@ -54,8 +55,7 @@ bool compareByFileNameTime(const TimedName& a, const TimedName& b) {
     return b.time < a.time;
 }
 
-// Stable, because times need not be in one order: where a zone's clocks were set back, a QDateTime
-// compares with some times by its local time and with others by its instant.
+// Names of equal times keep the order of the listing.
 QStringList newestFirst(std::vector<TimedName> names) {
     std::stable_sort(names.begin(), names.end(), compareByFileNameTime);
     QStringList sorted;
@@ -97,12 +97,6 @@ std::shared_ptr<scard::SCardGeneric> makeForGeneration(const scard::SCardGeneric
 struct ReadRun {
     // Works on all files, or up to the file at which the key is closed.
     void work();
-    void readDriverFile(const QString& path, const QString& name);
-    void readVehicleFile(const QString& path, const QString& name);
-    void offer(const QString& path, const QString& name);
-
-    std::shared_ptr<scard::SCardGeneric> parseDriverCard(scard::SCardGeneric& generic,
-                                                         const QString& name);
     bool hasFailed(aux::Error error, const QString& text, const QString& name);
     void emitProgress() { Q_EMIT key.progress(static_cast<int>(filesDone * 100 / filesInAll)); }
 
@@ -115,71 +109,8 @@ struct ReadRun {
     qint64 filesInAll = 0;
     std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards = {};
     std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos = {};
-    std::vector<aux::Error> errors = {};
+    std::vector<aux::Error> errors = {}; // the host only hears whether there are any
 };
-
-void ReadRun::work() {
-    const struct {
-        QStringList names;
-        bool (*isReady)(const QFileInfo& file);
-        const char* notReady;
-        void (ReadRun::*handle)(const QString& path, const QString& name);
-    } phases[] = {
-        {driverFiles.mid(0, parsedFilesOfEachKind), isUsable,
-         "read: Driver file does not exist or is too small: ", &ReadRun::readDriverFile},
-        {vehicleFiles.mid(0, parsedFilesOfEachKind), isUsable,
-         "read: Vehicle file does not exist or is too small: ", &ReadRun::readVehicleFile},
-        {driverFiles, isPresent, "download: Driver file does not exist:", &ReadRun::offer},
-        {vehicleFiles, isUsable, "download: Vehicle file does not exist:", &ReadRun::offer},
-    };
-
-    for (const auto& phase : phases)
-        filesInAll += phase.names.size();
-    for (const auto& phase : phases) {
-        for (const QString& name : phase.names) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents);
-            ++filesDone;
-            const QString path = downloadDir.path() + QLatin1Char('/') + name;
-            if (phase.isReady(QFileInfo(path)))
-                (this->*phase.handle)(path, name);
-            else
-                errors.push_back(makeDownloadKeyError(QLatin1String(phase.notReady) + path));
-            if (!mounted)
-                return;
-        }
-    }
-}
-
-void ReadRun::readDriverFile(const QString& path, const QString& name) {
-    QFile file(path);
-    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
-    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
-    scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
-                                scard::FilenameRegion{});
-    const std::shared_ptr<scard::SCardGeneric> card = parseDriverCard(generic, name);
-    file.close();
-    if (card) {
-        driverCards.push_back(card);
-        emitProgress();
-    }
-}
-
-// Null where a step fails, and for a card of another kind.
-std::shared_ptr<scard::SCardGeneric> ReadRun::parseDriverCard(scard::SCardGeneric& generic,
-                                                              const QString& name) {
-    if (hasFailed(generic.readCardInfo(),
-                  QStringLiteral("read: Failed reading ddd file information:"), name))
-        return nullptr;
-    if (cardTypeOf(generic) != DownloadKey::CardType::DriverCard) {
-        qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
-        return nullptr;
-    }
-    std::shared_ptr<scard::SCardGeneric> card = key.generateSpecific(generic);
-    if (hasFailed(card->calcDataSize(), QStringLiteral("read: Failed calc ddd data size:"), name) ||
-        hasFailed(card->readData(), QStringLiteral("read: Failed reading ddd data:"), name))
-        return nullptr;
-    return card;
-}
 
 // Keeps what the card library reported, with the library's own entry behind it.
 bool ReadRun::hasFailed(aux::Error error, const QString& text, const QString& name) {
@@ -190,25 +121,89 @@ bool ReadRun::hasFailed(aux::Error error, const QString& text, const QString& na
     return true;
 }
 
-void ReadRun::readVehicleFile(const QString& path, const QString& name) {
+// Makes the specialised `card`, which outlives the open file even if a step fails. False then, and
+// for a card of another kind.
+bool parseDriverCard(ReadRun& run, scard::SCardGeneric& generic,
+                     std::shared_ptr<scard::SCardGeneric>& card, const QString& name) {
+    if (run.hasFailed(generic.readCardInfo(),
+                      QStringLiteral("read: Failed reading ddd file information:"), name))
+        return false;
+    if (cardTypeOf(generic) != DownloadKey::CardType::DriverCard) {
+        qCDebug(diagnostics) << "File is not a driver card file, skip: " << name;
+        return false;
+    }
+    card = run.key.generateSpecific(generic);
+    return !run.hasFailed(card->calcDataSize(), QStringLiteral("read: Failed calc ddd data size:"),
+                          name) &&
+           !run.hasFailed(card->readData(), QStringLiteral("read: Failed reading ddd data:"), name);
+}
+
+void readDriverFile(ReadRun& run, const QString& path, const QString& name) {
     QFile file(path);
-    file.open(QIODevice::ReadOnly); // where it cannot be opened, the parser says so
+    file.open(QIODevice::ReadOnly); // if it cannot be opened, the parser says so
+    qCDebug(diagnostics) << "read(): Load to RAM:" << name;
+    scard::SCardGeneric generic(file, downloadTime(name).toTimeSpec(Qt::UTC),
+                                scard::FilenameRegion{});
+    std::shared_ptr<scard::SCardGeneric> card;
+    const bool isParsed = parseDriverCard(run, generic, card, name);
+    file.close();
+    if (isParsed) {
+        run.driverCards.push_back(std::move(card));
+        run.emitProgress();
+    }
+}
+
+void readVehicleFile(ReadRun& run, const QString& path, const QString& name) {
+    QFile file(path);
+    file.open(QIODevice::ReadOnly); // if it cannot be opened, the parser says so
     qCDebug(diagnostics) << "read(): Load to RAM:" << name;
     VehicleInfo vehicleInfo(file);
     aux::Error error = vehicleInfo.read();
     file.close();
     if (!error.isEmpty()) {
-        errors.push_back(error << makeDownloadKeyError(
-                             QStringLiteral("read: Failed reading vehicle info file:") + name));
+        run.errors.push_back(error << makeDownloadKeyError(
+                                 QStringLiteral("read: Failed reading vehicle info file:") + name));
         return;
     }
-    vehicleInfos.push_back(std::make_shared<VehicleInfo>(vehicleInfo));
-    emitProgress();
+    run.vehicleInfos.push_back(std::make_shared<VehicleInfo>(vehicleInfo));
+    run.emitProgress();
 }
 
-void ReadRun::offer(const QString& path, const QString& name) {
-    Q_EMIT key.downloadFile(path, downloadTime(name));
-    emitProgress();
+void offer(ReadRun& run, const QString& path, const QString& name) {
+    Q_EMIT run.key.downloadFile(path, downloadTime(name));
+    run.emitProgress();
+}
+
+void ReadRun::work() {
+    const struct {
+        QStringList names;
+        bool (*isReady)(const QFileInfo& file);
+        const char* notReady;
+        void (*handle)(ReadRun& run, const QString& path, const QString& name);
+    } phases[] = {
+        {driverFiles.mid(0, parsedFilesOfEachKind), isUsable,
+         "read: Driver file does not exist or is too small: ", readDriverFile},
+        {vehicleFiles.mid(0, parsedFilesOfEachKind), isUsable,
+         "read: Vehicle file does not exist or is too small: ", readVehicleFile},
+        {driverFiles, isPresent, "download: Driver file does not exist:", offer},
+        {vehicleFiles, isUsable, "download: Vehicle file does not exist:", offer},
+    };
+
+    for (const auto& phase : phases)
+        filesInAll += phase.names.size();
+    for (const auto& phase : phases) {
+        for (const QString& name : phase.names) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+            ++filesDone;
+            const QString path = downloadDir.path() + QLatin1Char('/') + name;
+            if (phase.isReady(QFileInfo(path)))
+                phase.handle(*this, path, name);
+            else
+                errors.push_back(makeDownloadKeyError(QLatin1String(phase.notReady) + path));
+            if (!mounted)
+                return;
+        }
+    }
 }
 
 } // namespace
