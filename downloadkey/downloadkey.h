@@ -39,7 +39,7 @@ inline constexpr int parsedFilesOfEachKind = 100;
 // Bytes. read() counts a smaller file as missing, but still offers a driver-card file.
 inline constexpr qint64 smallestUsableFile = 5;
 
-// The code of the error that the host's logger gets when "/downloaded" cannot be made.
+// The code of the error that the host's logger gets if "/downloaded" cannot be created.
 inline constexpr unsigned downloadedDirErrorCode = 10304;
 
 class DOWNLOADKEY_EXPORT DownloadKey : public QObject {
@@ -51,7 +51,7 @@ public:
     enum class CardType { DriverCard = 1, WorkshopCard = 2, CompanyCard = 4 };
 
     // `configuration` is not owned and must outlive the object. open() reads its setting 45 and,
-    // where that is false, 46.
+    // if that is false, 46.
     explicit DownloadKey(aux::Configuration& configuration);
     ~DownloadKey() override;
 
@@ -60,8 +60,8 @@ public:
     aux::Error uninit();
 
     // Opens the key that is mounted at `dir`: finds "/download" or, without it, "/DOWNLOAD" below
-    // it, makes "/downloaded" when the configuration asks for it, and lists the download files,
-    // newest first. No file is opened. Where "/downloaded" cannot be made (it never can below a
+    // it, creates "/downloaded" if the configuration asks for it, and lists the download files,
+    // newest first. No file is opened. If "/downloaded" cannot be created (it never can below a
     // relative `dir`), the host's logger gets an error with code downloadedDirErrorCode and the
     // key is opened all the same.
     //
@@ -74,14 +74,19 @@ public:
     // remount the key read-only. One file is open at a time, and the event loop runs once before
     // each file that is parsed and once before each that is offered.
     //
-    // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: there
-    // is no download directory (and nothing was done), or a file failed (and readDone() was not
-    // emitted). After a close() from a slot, read() finishes the file at hand and succeeds with
-    // what was parsed. If the key was also pulled, that file usually fails, and read() returns an
-    // error.
+    // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: the
+    // download directory has gone ("No DownloadKey mounted"; nothing is done and nothing is
+    // remounted), or a file failed (and readDone() was not emitted).
+    //
+    // After a close() from a slot, read() finishes the file at hand and succeeds with what was
+    // parsed. If the key was also pulled, that file usually fails, and read() returns an error.
+    // After an open() of another key from a slot, read() looks for the rest of the first key's
+    // names on the other one: a file of the same name there is taken for the first key's, any other
+    // fails, and the other key is remounted. Close the first key, and open the next after read().
     //
     // Without a successful open(), or after close(), it finds no files, succeeds, and has the mount
     // directory of the last open() remounted; if there was none, the process's current directory.
+    // That, too, fails if the download directory of the last open key has gone.
     aux::Error read();
 
     // Forgets the key; nothing on it is touched. Cannot fail.
@@ -89,7 +94,8 @@ public:
 
     // The absolute path of the "/downloaded" directory; empty when no key is open or its download
     // directory has gone. It belongs to the last open() for which the configuration asked for the
-    // directory, even if it could not be made. Without one, it is the process's current directory.
+    // directory, even if it could not be created. Without one, it is the process's current
+    // directory.
     QString getDownloadedDir();
 
     // A copy of `card` as an object of its kind (driver, workshop or company card) and generation;

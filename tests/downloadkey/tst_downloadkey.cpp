@@ -348,6 +348,8 @@ private Q_SLOTS:
         const Action openNoKey = [](Scene& scene) { scene.host.open("nowhere"); };
         const Action readAgain = [](Scene& scene) { scene.host.library.read(); };
         const auto row = columns<QString, Action, QString>("event", "action", "heard");
+        const Action pullKey = [](Scene& scene) { scene.key.remove("download"); };
+        row("pull the key", "opened", pullKey, "libdownloadkey|No DownloadKey mounted|0");
         // The file at hand is finished.
         row("close", "opened", closeKey, "0% remount done(|)");
         row("close at the start", "0%", closeKey, "0% remount done(|)");
