@@ -59,17 +59,15 @@ bool fitsIntoMemory(qint64 size) {
     return fits;
 }
 
-// Reads from the position to the end. False where memory or the disk fails: readAll() itself does
-// not tell whether it ended at a bad block. A file that became shorter meanwhile is complete.
+// Reads from the position to the end. False if memory or the disk fails: readAll() itself does not
+// say whether it ended at a bad block. A file that became shorter meanwhile is complete.
 bool load(QFile& file, QByteArray& bytes) {
-    const qint64 expected = file.size() - file.pos(); // 0 or less where the size is not known
+    const qint64 expected = file.size() - file.pos(); // 0 or less if the size is not known
     if (!fitsIntoMemory(expected))
         return false;
-    file.unsetError();
     bytes = file.readAll();
     char next = 0;
-    return file.error() == QFileDevice::NoError &&
-           (bytes.size() >= expected || file.peek(&next, sizeof next) == 0);
+    return (expected > 0 && bytes.size() >= expected) || file.peek(&next, sizeof next) == 0;
 }
 
 void writeDebugLines(const VehicleInfo::_FeDriverActivities& activity) {

@@ -38,7 +38,10 @@ public:
     struct _FeDriverActivities {
         // "first names, surname"; ", " when both are empty.
         QString holderName;
-        // An instant of 1970 to 2106, in local time. 0 and notWithdrawn are converted too.
+        // An instant of 1970 to 2106, in local time. 0 and notWithdrawn are converted too. Where a
+        // zone's clocks go back, Qt may give the hour that comes twice as another instant than the
+        // file's: then two insertions an hour apart can compare as equal, and the second one is
+        // left out as a repeat.
         QDateTime insertionTime;
         // Kilometres; noOdometerValue when the file holds none.
         quint32 odometerAtInsertion = 0;
@@ -51,9 +54,12 @@ public:
     };
 
     // Loads the file from its current position to its end. The caller has opened it for reading and
-    // closes it; it is not used after the constructor. A file that is missing or not open, that
-    // fails before its end, or for which no memory can be allocated, leaves the object unloaded,
-    // which read() reports.
+    // closes it; it is not used after the constructor.
+    //
+    // Nothing is loaded, which read() reports, if the file is missing or not open, if it cannot be
+    // read to its end, or if it has 2 GiB or more from the position on or more than there is memory
+    // for. (Of a file without a size, such as a pipe, nobody knows how much memory it needs: if
+    // that cannot be allocated, std::bad_alloc passes through.)
     explicit VehicleInfo(QFile& file);
 
     // A copy with the same results, sharing the loaded bytes. It stays valid when `other` is

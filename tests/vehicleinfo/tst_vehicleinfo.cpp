@@ -159,22 +159,41 @@ private Q_SLOTS:
         }
     }
 
-    void loadsFromThePositionOfTheFile() {
-        QTemporaryFile file; // on the disk only once its name has been asked for
-        QVERIFY(file.open() && file.write("junk" + fileOf(Generation::Gen1, {})) > 0);
-        QVERIFY(file.seek(4));
-        VehicleInfo info(file);
-        QCOMPARE(messageOf(info.read()), QString());
-        QCOMPARE(info.getPlateString(), plate);
+    // From a position to the end, even if an error was there before.
+    void loadsAFileToItsEnd_data() {
+        const auto row = columns<qint64, qint64, bool>("size", "badByte", "isLoaded");
+        row("all of it", 700, 999, true);
+        row("it became shorter", 710, 999, true);
+        row("it became longer", 697, 999, true);
+        row("of unknown size", 0, 999, true);
+        row("a bad byte", 700, 699, false);
+        row("a bad byte, of unknown size", 0, 699, false);
+        row("2 GiB", qint64(1) << 31, 999, false);
     }
-
-    void loadsAFileThatBecameShorter() {
-        class ShorterFile : public QTemporaryFile {
+    void loadsAFileToItsEnd() {
+        QFETCH(qint64, size);
+        QFETCH(qint64, badByte);
+        class OddFile : public QTemporaryFile { // on the disk once its name has been asked for
         public:
-            qint64 size() const override { return QTemporaryFile::size() + 10; }
-        } file;
-        QVERIFY(file.open() && file.write(fileOf(Generation::Gen1, {})) > 0 && file.seek(0));
-        QCOMPARE(messageOf(VehicleInfo(file).read()), QString());
+            OddFile(qint64 claimedSize, qint64 firstBadByte)
+                : claimed(claimedSize)
+                , bad(firstBadByte) {}
+            qint64 size() const override { return claimed; }
+
+        private:
+            qint64 readData(char* data, qint64 maxSize) override {
+                return pos() < bad ? QTemporaryFile::readData(data, qMin(maxSize, bad - pos()))
+                                   : -1;
+            }
+            qint64 claimed;
+            qint64 bad;
+        } file(size, badByte);
+        QVERIFY(file.open());
+        QVERIFY(file.write("junk" + fileOf(Generation::Gen1, {}).leftJustified(696)) == 700);
+        QVERIFY(!file.QFile::rename("/dev/null") && file.error() != QFileDevice::NoError);
+        QVERIFY(file.seek(4) && file.peek(1) == QByteArray("v"));
+        VehicleInfo info(file);
+        QTEST(messageOf(info.read()).isEmpty(), "isLoaded");
     }
 
     void parsersLookAtSizeAndFirstBytes_data() {
