@@ -3,6 +3,8 @@
 
 #include <QtCore/QtGlobal>
 
+#include <optional>
+
 namespace downloadkey {
 
 // An unsigned number of 1 to 4 bytes, big-endian.
@@ -25,8 +27,8 @@ public:
     quint32 position() const { return m_position; }
     quint32 size() const { return m_size; }
 
-    // Returns the next `count` bytes and steps over them. Null, and no step, when fewer are left,
-    // or when fewer than `following` stand behind them.
+    // Returns the next `count` bytes and steps over them. Null, and no step, if fewer are left, or
+    // if fewer than `following` come behind them.
     const unsigned char* take(quint32 count, quint32 following = 0) {
         const quint32 left = m_size - m_position;
         if (count > left || following > left - count)
@@ -34,6 +36,12 @@ public:
         const unsigned char* const bytes = m_data + m_position;
         m_position += count;
         return bytes;
+    }
+
+    // The next number of 1 to 4 bytes, big-endian; nothing, and no step, if take() gives null.
+    std::optional<quint32> takeNumber(quint32 width, quint32 following = 0) {
+        const unsigned char* const number = take(width, following);
+        return number ? std::optional(bigEndian(number, width)) : std::nullopt;
     }
 
 private:

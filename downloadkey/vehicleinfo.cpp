@@ -28,21 +28,22 @@ QString readText(const unsigned char* bytes) {
     return scard::SCardGeneric::textfieldToString(text).trimmed();
 }
 
-QString readName(const unsigned char* record, const Field& field) {
-    return readText<Name, nameSize>(record + field.offset);
+// What a card record holds from the insertion time on.
+struct CardUse {
+    unsigned char insertionTime[4];
+    unsigned char odometerAtInsertion[3];
+    unsigned char slot;
+    unsigned char withdrawalTime[4];
+    unsigned char odometerAtWithdrawal[3];
+};
+
+QDateTime readTime(const unsigned char (&bytes)[4]) {
+    return QDateTime::fromSecsSinceEpoch(bigEndian(bytes, sizeof bytes), Qt::LocalTime, 0);
 }
 
-quint32 readNumber(const unsigned char* record, const Field& field) {
-    return bigEndian(record + field.offset, field.size);
-}
-
-QDateTime readTime(const unsigned char* record, const Field& field) {
-    return QDateTime::fromSecsSinceEpoch(readNumber(record, field), Qt::LocalTime, 0);
-}
-
-quint32 readOdometer(const unsigned char* record, const Field& field) {
+quint32 readOdometer(const unsigned char (&bytes)[3]) {
     constexpr quint32 noValueInFile = 0xFFFFFF;
-    const quint32 kilometres = readNumber(record, field);
+    const quint32 kilometres = bigEndian(bytes, sizeof bytes);
     return kilometres == noValueInFile ? noOdometerValue : kilometres;
 }
 
@@ -101,19 +102,21 @@ void CardRecordReader::read(const unsigned char* records, quint32 count) {
 }
 
 void CardRecordReader::readOne(const unsigned char* record) {
-    QDateTime insertionTime = readTime(record, m_layout.insertionTime);
+    CardUse use;
+    std::memcpy(&use, record + m_layout.insertionTime, sizeof use);
+    QDateTime insertionTime = readTime(use.insertionTime);
     if (m_lastInsertion.isValid() && insertionTime == m_lastInsertion)
         return;
 
-    const QString firstNames = readName(record, m_layout.holderFirstNames);
-    const QString surname = readName(record, m_layout.holderSurname);
+    const QString firstNames = readText<Name, nameSize>(record + nameSize);
+    const QString surname = readText<Name, nameSize>(record);
     VehicleInfo::_FeDriverActivities activity;
     activity.holderName = firstNames % QLatin1String(", ") % surname;
     activity.insertionTime = insertionTime;
-    activity.odometerAtInsertion = readOdometer(record, m_layout.odometerAtInsertion);
-    activity.slot = static_cast<quint16>(readNumber(record, m_layout.slot));
-    activity.withdrawalTime = readTime(record, m_layout.withdrawalTime);
-    activity.odometerAtWithdrawal = readOdometer(record, m_layout.odometerAtWithdrawal);
+    activity.odometerAtInsertion = readOdometer(use.odometerAtInsertion);
+    activity.slot = use.slot;
+    activity.withdrawalTime = readTime(use.withdrawalTime);
+    activity.odometerAtWithdrawal = readOdometer(use.odometerAtWithdrawal);
 
     m_lastInsertion = std::move(insertionTime);
     m_results.push_back(std::move(activity));
@@ -154,12 +157,12 @@ VehicleInfo::~VehicleInfo() = default;
 aux::Error VehicleInfo::read() {
     if (m_dataSize < smallestVehicleUnitFile)
         return makeFileTooSmallError("read");
-    switch (const quint32 tag = bigEndian(m_data, 2)) {
-    case 0x7601:
+    switch (const quint32 tag = bigEndian(m_data, tagSize)) {
+    case Gen1Overview:
         return readGen1();
-    case 0x7621:
+    case Gen2V1Overview:
         return readGen2_1();
-    case 0x7631:
+    case Gen2V2Overview:
         return readGen2_2();
     default:
         return makeVehicleInfoError(QStringLiteral("VehicleInfo read() TREPx1 not found, found ") +

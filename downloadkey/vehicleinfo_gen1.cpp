@@ -8,8 +8,6 @@ namespace downloadkey {
 
 namespace {
 
-constexpr quint32 overviewTag = 0x7601;
-constexpr quint32 activitiesTag = 0x7602;
 constexpr quint32 signatureSize = 128;
 
 constexpr quint32 plateOffset = 408;
@@ -17,16 +15,7 @@ constexpr quint32 companyLocksOffset = 493;
 constexpr quint32 companyLockSize = 98;
 constexpr quint32 controlActivitySize = 31;
 
-constexpr CardRecordLayout gen1CardRecord = {
-    129,            // size
-    {0, nameSize},  // holderSurname
-    {36, nameSize}, // holderFirstNames
-    {94, 4},        // insertionTime
-    {98, 3},        // odometerAtInsertion
-    {101, 1},       // slot
-    {102, 4},       // withdrawalTime
-    {106, 3},       // odometerAtWithdrawal
-};
+constexpr CardRecordLayout gen1CardRecord = {129, 94};
 
 // A day: date and odometer value at midnight, and then these sections, a count before each.
 constexpr quint32 dayHeaderSize = 7;
@@ -41,12 +30,10 @@ constexpr struct {
     {"VuSpecificConditionData", 2, 5},
 };
 
-// Steps over the overview block; false when the file is shorter.
+// Steps over the rest of the overview block; false if the file is shorter.
 bool skipOverview(ByteReader& reader) {
-    if (!reader.take(companyLocksOffset))
-        return false;
     for (const quint32 recordSize : {companyLockSize, controlActivitySize}) {
-        const unsigned char* const count = reader.take(1);
+        const auto count = reader.takeNumber(1);
         if (!count || !reader.take(*count * recordSize))
             return false;
     }
@@ -69,10 +56,10 @@ aux::Error readDay(ByteReader& reader, CardRecordReader& cardRecords) {
                      QString::number(count)));
     };
     for (const auto& section : daySections) {
-        const unsigned char* const countField = reader.take(section.countSize);
-        if (!countField)
+        const auto nextCount = reader.takeNumber(section.countSize);
+        if (!nextCount)
             return failed(section.name, " count");
-        count = bigEndian(countField, section.countSize);
+        count = *nextCount;
         const unsigned char* const records = reader.take(count * section.recordSize);
         if (!records)
             return failed(section.name, "");
@@ -87,11 +74,11 @@ aux::Error readDay(ByteReader& reader, CardRecordReader& cardRecords) {
 aux::Error VehicleInfo::readGen1() {
     if (m_dataSize < smallestVehicleUnitFile)
         return makeFileTooSmallError("read");
-    if (bigEndian(m_data, tagSize) != overviewTag)
+    if (bigEndian(m_data, tagSize) != Gen1Overview)
         return makeVehicleInfoError(QStringLiteral("VehicleInfo readGen1() TREP01 not found"));
     m_plateString = readPlate(m_data + plateOffset);
 
-    ByteReader reader(m_data, m_dataSize);
+    ByteReader reader(m_data, m_dataSize, companyLocksOffset);
     if (!skipOverview(reader)) {
         return makeVehicleInfoError(
             QStringLiteral("VehicleInfo readGen1() file not not large enough"));
@@ -100,15 +87,14 @@ aux::Error VehicleInfo::readGen1() {
 
     // A card that stays in overnight is recorded on both days, so one reader serves all days.
     CardRecordReader cardRecords(gen1CardRecord, m_driverActivities);
-    do {
-        // Two tag bytes at the very end of the file do not begin a block.
-        const unsigned char* const tag = reader.take(tagSize, 1);
-        if (!tag || bigEndian(tag, tagSize) != activitiesTag)
-            break;
+    // Two tag bytes at the very end of the file do not begin a block.
+    while (reader.takeNumber(tagSize, 1) == Gen1Activities) {
         aux::Error error = readDay(reader, cardRecords);
         if (!error.isEmpty())
             return error;
-    } while (reader.take(signatureSize)); // the last one may be cut or missing
+        if (!reader.take(signatureSize)) // the last one may be cut or missing
+            break;
+    }
     return aux::Error();
 }
 

@@ -9,27 +9,17 @@ namespace downloadkey {
 
 namespace {
 
-constexpr CardRecordLayout gen2CardRecord = {
-    131,            // size
-    {0, nameSize},  // holderSurname
-    {36, nameSize}, // holderFirstNames
-    {95, 4},        // insertionTime
-    {99, 3},        // odometerAtInsertion
-    {102, 1},       // slot
-    {103, 4},       // withdrawalTime
-    {107, 3},       // odometerAtWithdrawal
-};
+constexpr CardRecordLayout gen2CardRecord = {131, 95};
 
-// What the versions do not share: the parser, as messages name it, and the second bytes of the
-// tags.
+// What the versions do not share: the parser, as messages name it, and the tags of the blocks.
 struct Version {
     const char* parser;
-    unsigned char overviewTrep;
-    unsigned char activitiesTrep;
+    Tag overview;
+    Tag activities;
 };
 
-constexpr Version version1 = {"readGen2_1", 0x21, 0x22};
-constexpr Version version2 = {"readGen2_2", 0x31, 0x32};
+constexpr Version version1 = {"readGen2_1", Gen2V1Overview, Gen2V1Activities};
+constexpr Version version2 = {"readGen2_2", Gen2V2Overview, Gen2V2Activities};
 
 enum class Treatment { Skip, ReadPlate, ReadCardRecords };
 
@@ -102,8 +92,9 @@ bool skipRecords(ByteReader& reader, const ArrayHeader& header) {
 
 struct Parser {
     aux::Error read();
-    aux::Error readBlock(unsigned char trep, std::initializer_list<RecordArray> arrays);
-    QString heading(unsigned char trep) const;
+    aux::Error readBlock(Tag tag, std::initializer_list<RecordArray> arrays);
+    QString heading(Tag tag) const;
+    bool readFirstPlate(const RecordArray& array, const ArrayHeader& header);
 
     const Version& version;
     ByteReader reader;
@@ -112,44 +103,51 @@ struct Parser {
 };
 
 // "VehicleInfo readGen2_1() TREP21"
-QString Parser::heading(unsigned char trep) const {
+QString Parser::heading(Tag tag) const {
     return QStringLiteral("VehicleInfo ") + QLatin1String(version.parser) +
-           QStringLiteral("() TREP") + QString::number(trep, 16);
+           QStringLiteral("() TREP") + QString::number(tag & 0xFF, 16);
 }
 
 aux::Error Parser::read() {
     if (reader.size() < smallestVehicleUnitFile)
         return makeFileTooSmallError(version.parser);
-    const auto isTag = [](const unsigned char* tag, unsigned char trep) {
-        return tag[0] == 0x76 && tag[1] == trep;
-    };
     const auto overviewNotFound = [this] {
-        return makeVehicleInfoError(heading(version.overviewTrep) + QStringLiteral(" not found"));
+        return makeVehicleInfoError(heading(version.overview) + QStringLiteral(" not found"));
     };
-    if (!isTag(reader.take(tagSize), version.overviewTrep))
+    if (reader.takeNumber(tagSize) != version.overview)
         return overviewNotFound();
-    aux::Error error = readBlock(version.overviewTrep, overviewArrays);
+    aux::Error error = readBlock(version.overview, overviewArrays);
     if (!error.isEmpty())
         return error;
     qCDebug(diagnostics) << "VehicleInfo: Vehicle Ident: " << plate;
 
-    const unsigned char* tag = reader.take(tagSize, 1);
+    auto tag = reader.takeNumber(tagSize, 1);
     if (!tag)
         return overviewNotFound();
-    for (; tag && isTag(tag, version.activitiesTrep); tag = reader.take(tagSize, 1)) {
-        error = readBlock(version.activitiesTrep, activitiesArrays);
+    for (; tag == version.activities; tag = reader.takeNumber(tagSize, 1)) {
+        error = readBlock(version.activities, activitiesArrays);
         if (!error.isEmpty())
             return error;
     }
     return aux::Error();
 }
 
-aux::Error Parser::readBlock(unsigned char trep, std::initializer_list<RecordArray> arrays) {
+// The array's first record; the array itself is skipped later.
+bool Parser::readFirstPlate(const RecordArray& array, const ArrayHeader& header) {
+    ByteReader ahead = reader;
+    const unsigned char* const record = ahead.take(array.recordSize, 1);
+    if (!record || header.recordCount == 0)
+        return false;
+    plate = readPlate(record + array.recordSize - plateSize);
+    return true;
+}
+
+aux::Error Parser::readBlock(Tag tag, std::initializer_list<RecordArray> arrays) {
     for (const RecordArray& array : arrays) {
         if (array.version && array.version != &version)
             continue;
         const auto failed = [&](const char* step, const char* failure) {
-            return makeVehicleInfoError(heading(trep) + QStringLiteral(": ") + QLatin1String(step) +
+            return makeVehicleInfoError(heading(tag) + QStringLiteral(": ") + QLatin1String(step) +
                                         QLatin1String(array.name) + QLatin1String(failure));
         };
         ArrayHeader header = {};
@@ -158,29 +156,19 @@ aux::Error Parser::readBlock(unsigned char trep, std::initializer_list<RecordArr
         if (array.recordSize != 0 && header.recordSize != array.recordSize)
             return failed("Read ", ": Invalid data size");
 
-        switch (array.treatment) {
-        case Treatment::ReadCardRecords: {
+        if (array.treatment == Treatment::ReadCardRecords) {
             // No byte need follow the records here: the next header asks for it. A new reader
             // for each day, so that its first record is always taken.
             const unsigned char* const first = reader.take(array.recordSize * header.recordCount);
             if (!first)
                 return failed("Read ", ": Not enough data");
             CardRecordReader(gen2CardRecord, activities).read(first, header.recordCount);
-            continue;
-        }
-        case Treatment::ReadPlate: {
-            ByteReader ahead = reader;
-            const unsigned char* const first = ahead.take(array.recordSize, 1);
-            if (!first || header.recordCount == 0)
+        } else {
+            if (array.treatment == Treatment::ReadPlate && !readFirstPlate(array, header))
                 return failed("Read ", ": Invalid data size");
-            plate = readPlate(first + array.recordSize - plateSize);
-            break;
+            if (!skipRecords(reader, header))
+                return failed("Skip ", " failed");
         }
-        case Treatment::Skip:
-            break;
-        }
-        if (!skipRecords(reader, header))
-            return failed("Skip ", " failed");
     }
     return aux::Error();
 }

@@ -14,26 +14,26 @@ aux::Error makeVehicleInfoError(QString text);
 // message names: "read", say.
 aux::Error makeFileTooSmallError(const char* function);
 
-struct Field {
-    quint32 offset; // from the record's first byte
-    quint32 size;   // bytes
+// What a block begins with: 0x76 and its TREP value.
+enum Tag : quint32 {
+    Gen1Overview = 0x7601,
+    Gen1Activities = 0x7602,
+    Gen2V1Overview = 0x7621,
+    Gen2V1Activities = 0x7622,
+    Gen2V2Overview = 0x7631,
+    Gen2V2Activities = 0x7632,
 };
 
-// Where a VuCardIWRecord holds what becomes a result.
-struct CardRecordLayout {
-    quint32 size;
-    Field holderSurname;
-    Field holderFirstNames;
-    Field insertionTime;
-    Field odometerAtInsertion;
-    Field slot;
-    Field withdrawalTime;
-    Field odometerAtWithdrawal;
-};
-
-constexpr quint32 tagSize = 2; // what a block begins with
+constexpr quint32 tagSize = 2;
 constexpr quint32 nameSize = 36;
 constexpr quint32 plateSize = 14;
+
+// A VuCardIWRecord begins with the holder's surname and first names, of nameSize bytes each. What
+// comes from the insertion time on is the same in all generations.
+struct CardRecordLayout {
+    quint32 size;          // bytes
+    quint32 insertionTime; // offset from the record's first byte
+};
 
 // A registration-number field of plateSize bytes as text, without white space around it.
 QString readPlate(const unsigned char* bytes);

@@ -325,6 +325,7 @@ private Q_SLOTS:
         row("a tag alone", "\x76\x02", "");
         row("a tag and one byte", "\x76\x02?", "", notEnoughData);
         row("another first byte", "\x77\x02" + day.mid(2), "");
+        row("a day 128 bytes behind another tag", "\x76\x03" + QByteArray(128, '?') + day, "");
         row("a day of the second generation", "\x76\x22" + day.mid(2), "");
         row("a day, a gap, a day", day + '?' + later, "100");
         row("a signature that is cut looks like a day", day.chopped(128) + "\x76\x02------", "100");
