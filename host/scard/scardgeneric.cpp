@@ -120,15 +120,20 @@ private:
 // The characters of a single-byte code page.
 using CodePage = std::array<char16_t, 256>;
 
-std::optional<CodePage> loadCodePage(const QByteArray& name) {
+// Bytes below `firstOwn` are the numbers of their characters. Neither are they asked for, nor are
+// private characters kept: what Qt has for ISO 8859-11 is Windows-874, which differs in both.
+std::optional<CodePage> loadCodePage(const QByteArray& name, std::size_t firstOwn) {
     QTextCodec* codec = QTextCodec::codecForName(name);
     if (!codec)
         return std::nullopt;
     CodePage page{};
-    for (std::size_t byte = 0; byte < page.size(); ++byte) {
+    for (std::size_t byte = 0; byte < firstOwn; ++byte)
+        page[byte] = static_cast<char16_t>(byte);
+    for (std::size_t byte = firstOwn; byte < page.size(); ++byte) {
         const char encoded = static_cast<char>(byte);
-        const QString character = codec->toUnicode(&encoded, 1);
-        page[byte] = character.size() == 1 ? character.at(0).unicode() : u'\uFFFD';
+        const QString text = codec->toUnicode(&encoded, 1);
+        const bool isKnown = text.size() == 1 && text.at(0).category() != QChar::Other_PrivateUse;
+        page[byte] = isKnown ? text.at(0).unicode() : u'\uFFFD';
     }
     return page;
 }
@@ -140,9 +145,10 @@ using CodePages = std::array<std::optional<CodePage>, 86>;
 CodePages loadCodePages() {
     CodePages pages;
     for (std::size_t number = 2; number <= 16; ++number)
-        pages[number] = loadCodePage("ISO 8859-" + QByteArray::number(static_cast<int>(number)));
-    pages[80] = loadCodePage("KOI8-R");
-    pages[85] = loadCodePage("KOI8-U");
+        pages[number] =
+            loadCodePage("ISO 8859-" + QByteArray::number(static_cast<int>(number)), 0xA0);
+    pages[80] = loadCodePage("KOI8-R", 0x80);
+    pages[85] = loadCodePage("KOI8-U", 0x80);
     return pages;
 }
 

@@ -159,6 +159,10 @@ private Q_SLOTS:
         QTEST(scard::SCardGeneric::textfieldToString(name), "text");
     }
 
+    void thaiCodePageHasTheControlCharactersOfTheStandard() {
+        QCOMPARE(scard::SCardGeneric::textfieldToString(Name{11, {0x85}}), QString(QChar(0x85)));
+    }
+
     void errorsAreMergedInOrder() {
         aux::Error merged = errorOf("first", 7);
         QCOMPARE(&(merged << errorOf("second\nline", 0)), &merged);
@@ -176,12 +180,12 @@ private Q_SLOTS:
         QTemporaryFile output;
         const int saved = ::dup(STDERR_FILENO);
         QVERIFY(output.open() && ::dup2(output.handle(), STDERR_FILENO) >= 0);
-        logging::Logger::log(errorOf("two\nlines", 1), logging::Level::Error);
+        logging::Logger::log(errorOf("three\nlines\rof text", 1), logging::Level::Error);
         logging::Logger::log(errorOf("oops", 2), logging::Level::Info);
         logging::Logger::log(errorOf("oops", 3), logging::Level::Debug);
         ::dup2(saved, STDERR_FILENO);
         output.seek(0);
-        QCOMPARE(output.readAll(), QByteArray("error: component: two lines (1)\n"
+        QCOMPARE(output.readAll(), QByteArray("error: component: three lines of text (1)\n"
                                               "info: component: oops (2)\n"
                                               "debug: component: oops (3)\n"));
     }
