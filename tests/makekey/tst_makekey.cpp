@@ -18,6 +18,8 @@ class TestMakekey : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void cleanup() { RunLog::show(); }
+
     void keyHoldsTheSampleFilesForTheArguments_data() {
         const auto row = columns<samples::KeyOptions, QString>("options", "summary");
         row("--days 2 --records 3 --files 2 --seed 7 --oddities", {2, 3, 2, 7, true},

@@ -13,6 +13,8 @@ class TestFileCopier : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void cleanup() { RunLog::show(); }
+
     void copies_data() {
         tableRows<QString, QString, QString, QString, QString>("copier.txt", "source", "there",
                                                                "fault", "outcome", "message");

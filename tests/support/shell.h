@@ -5,11 +5,12 @@
 
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
+#include <QtTest/QtTest>
 
 #include <csignal>
 
 struct Run {
-    int status; // 128 and the signal's number where a signal ended it, as shells tell it
+    int status; // 128 and the signal's number if a signal ended it, as in shells
     QString out;
     QString err;
 };
@@ -19,6 +20,27 @@ struct Run {
 class ChildProcess : public QProcess {
     // A script's background job ignores SIGINT, and what it starts would do so, too.
     void setupChildProcess() override { ::signal(SIGINT, SIG_DFL); }
+};
+
+// What each run of the present test did. A test class calls show() in its slot cleanup(): a failed
+// test then ends with its commands, their statuses and all that they wrote.
+class RunLog {
+public:
+    static void add(const QString& script, const Run& run) {
+        s_runs << QString("$ %1\nstatus %2, standard output:\n%3\nstandard error:\n%4")
+                      .arg(script, QString::number(run.status), run.out, run.err)
+                      .replace('\x1B', "\\x1B");
+    }
+    static void show() {
+        if (QTest::currentTestFailed()) {
+            for (const QString& run : qAsConst(s_runs))
+                qWarning("%s", qPrintable(run));
+        }
+        s_runs.clear();
+    }
+
+private:
+    inline static QStringList s_runs;
 };
 
 // Runs a script of sh in the key's directory. In it the word PROGRAM stands for the program under
@@ -36,22 +58,25 @@ inline Run shell(const TestKey& key, QString script) {
     process.setWorkingDirectory(key.mountPath());
     process.setStandardInputFile(QProcess::nullDevice());
     script.replace(QRegularExpression("\\bPROGRAM\\b"), TEST_PROGRAM);
-    script.replace(QRegularExpression("\\bKEY\\b"), key.mountPath());
-    process.start("sh", {"-ec", script});
+    QString command = script;
+    command.replace(QRegularExpression("\\bKEY\\b"), key.mountPath());
+    process.start("sh", {"-ec", command});
     if (!process.waitForFinished(120000))
         qFatal("%s: %s", qPrintable(script), qPrintable(process.errorString()));
     const bool wasKilled = process.exitStatus() == QProcess::CrashExit;
     const auto text = [&key](const QByteArray& bytes) {
         return QString::fromUtf8(bytes).replace(key.mountPath(), "KEY");
     };
-    return {process.exitCode() + (wasKilled ? 128 : 0), text(process.readAllStandardOutput()),
-            text(process.readAllStandardError())};
+    const Run run{process.exitCode() + (wasKilled ? 128 : 0), text(process.readAllStandardOutput()),
+                  text(process.readAllStandardError())};
+    RunLog::add(script, run);
+    return run;
 }
 
-// What a script writes that must succeed and has nothing to complain of.
+// What a script writes that must succeed and has nothing to complain of. Otherwise the test fails.
 inline QString outputOf(const TestKey& key, const QString& script) {
     const Run run = shell(key, script);
     if (run.status != 0 || !run.err.isEmpty())
-        qFatal("%s: status %d, %s", qPrintable(script), run.status, qPrintable(run.err));
+        QTest::qFail(qPrintable("this command fails: " + script), __FILE__, __LINE__);
     return run.out;
 }
