@@ -19,31 +19,11 @@ using samples::cardBlock;
 
 namespace {
 
-// What cards.txt has as the value of a block.
-QByteArray valueOf(const QString& text) {
-    const QByteArrayList fields = text.toLatin1().split(',');
-    if (fields.size() == 3)
-        return '\x0D' + fields[0].leftJustified(16, ' ') + QByteArray(48, '\0') +
-               samples::textField(fields[1], 36) + samples::textField(fields[2], 36);
-    return text.endsWith(QLatin1Char('x')) ? QByteArray(text.chopped(1).toInt(), 'x')
-                                           : QByteArray::fromHex(fields[0]);
-}
-
-QByteArray bytesOf(const QString& blocks) {
-    QByteArray bytes;
-    for (const QString& word : blocks.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
-        const QStringList parts = word.split(QLatin1Char(':'));
-        if (parts.size() == 3)
-            bytes += cardBlock(parts[0].toUShort(nullptr, 16),
-                               static_cast<unsigned char>(parts[1].toUInt()), valueOf(parts[2]));
-        else if (parts[0] == "cut")
-            bytes.chop(parts[1].toInt());
-        else if (parts[0] == "bytes")
-            bytes += QByteArray::fromHex(parts[1].toLatin1());
-        else
-            qFatal("unknown word %s", qPrintable(word));
-    }
-    return bytes;
+// The value of an Identification: a card's number and its holder.
+QByteArray identification(const QByteArray& number, const QByteArray& surname,
+                          const QByteArray& firstNames) {
+    return '\x0D' + number.leftJustified(16, ' ') + QByteArray(48, '\0') +
+           samples::textField(surname, 36) + samples::textField(firstNames, 36);
 }
 
 // A file on a stick that is pulled out: it keeps its size, and what lies at `end` or behind it
@@ -77,6 +57,12 @@ struct ReadCard {
         if (error.isEmpty())
             error = card.readData();
     }
+    QString text() const {
+        const QString kind =
+            QString("%1 %2").arg(card.getCardType()).arg(card.is2ndGeneneration() ? 2 : 1);
+        return error.isEmpty() ? kind + ' ' + card.cardNumber() + ' ' + card.holderName()
+                               : kind + ": " + error.entries().front().text();
+    }
 
     aux::Error error;
     scard::SCardDriverG2 card;
@@ -93,20 +79,78 @@ class TestHost : public QObject {
 
 private Q_SLOTS:
     void cardsAreReadBlockByBlock_data() {
-        tableRows<QString, QString, int, int, QString, QString, QString>(
-            "cards.txt", "blocks", "pulledAt", "type", "generation", "number", "holder", "error");
+        const auto row = columns<QByteArray, QString>("bytes", "expected");
+        const auto type = [](const QByteArray& value, unsigned char kind = 0) {
+            return cardBlock(0x0501, kind, value);
+        };
+        const QByteArray driver = type("\1");
+        const QByteArray driverGen2 = type("\1", 2);
+        const QByteArray names = cardBlock(0x0520, 0, identification("N1", "Old", "Ann"));
+        const QByteArray namesGen2 = cardBlock(0x0520, 2, identification("N2", "New", "Ann"));
+        const QByteArray none = cardBlock(0, 0, "");
+        row("first generation", driver + names, "1 1 N1 Ann Old");
+        row("one name", driver + cardBlock(0x0520, 0, identification("N", "Solo", "")),
+            "1 1 N Solo");
+        row("workshop card, through a vehicle unit", "\x76\x06" + type("\2") + names,
+            "2 1 N1 Ann Old");
+
+        row("second generation", driver + names + driverGen2 + namesGen2, "1 2 N2 Ann New");
+        row("in another order", namesGen2 + driverGen2 + names + driver, "1 2 N2 Ann New");
+        row("second generation without names", names + driver + driverGen2, "1 2 N1 Ann Old");
+        row("names of the second generation alone", driver + namesGen2 + names, "1 1 N1 Ann Old");
+
+        row("signatures are skipped", type("\4", 1) + type("\4", 3) + driver + names,
+            "1 1 N1 Ann Old");
+        row("unknown ids and kinds are skipped",
+            cardBlock(0xBEEF, 9, QByteArray(65535, 'x')) + driver + type("\4", 7) + none + names,
+            "1 1 N1 Ann Old");
+        row("the last block is empty", driver + names + none, "1 1 N1 Ann Old");
+
+        const QString noType = "0 1: The card file has no Application_Identification";
+        row("empty file", "", noType);
+        row("prefix alone", "\x76\x06", noType);
+        row("names alone", names, noType);
+        row("type without a value", type("") + names, noType);
+        row("type 9", type("\x09") + names, "0 1: The card file is of no known card type: 9");
+        row("type 0", type(QByteArray(1, '\0')) + names,
+            "0 1: The card file is of no known card type: 0");
+
+        row("cut before the type", cardBlock(2, 0, QByteArray(25, 'x')).chopped(1),
+            "0 1: The card file ends within block 0002 at 0");
+        row("cut within a value", (driver + names).chopped(1),
+            "1 1: The card file ends within block 0520 at 6");
+        row("cut within a header", driver + names.left(4),
+            "1 1: The card file ends within a block's header at 6");
+        row("no names", driver, "1 1: The card file has no Identification");
+        row("names too short", driver + cardBlock(0x0520, 0, QByteArray(136, 'x')),
+            "1 1: The card file has no Identification");
     }
+    // Type, generation, number and holder; or type, generation and what is wrong.
     void cardsAreReadBlockByBlock() {
-        QFETCH(QString, blocks);
-        QFETCH(QString, pulledAt);
-        const QByteArray bytes = bytesOf(blocks);
-        PulledFile file(bytes, pulledAt == "never" ? bytes.size() : pulledAt.toInt());
-        const ReadCard read(generic(file));
-        QTEST(static_cast<int>(read.card.getCardType()), "type");
-        QTEST(read.card.is2ndGeneneration() ? 2 : 1, "generation");
-        QTEST(read.card.cardNumber(), "number");
-        QTEST(read.card.holderName(), "holder");
-        QTEST(textOf(read.error).section('|', 1, 1), "error");
+        QFETCH(QByteArray, bytes);
+        MemoryFile file(bytes);
+        QTEST(ReadCard(generic(file)).text(), "expected");
+    }
+
+    // The blocks have 6, 6 and 142 bytes.
+    void stickIsPulledOutWhileACardIsRead_data() {
+        const auto row = columns<int, QString>("end", "typeAndGeneration");
+        row("at once", 0, "0 1");
+        row("within the first header", 3, "0 1");
+        row("before the first type", 5, "0 1");
+        row("before the second type", 6, "1 1");
+        row("within a later header", 14, "1 2");
+        row("before the names", 17, "1 2");
+        row("within the names", 153, "1 2");
+    }
+    void stickIsPulledOutWhileACardIsRead() {
+        QFETCH(int, end);
+        QFETCH(QString, typeAndGeneration);
+        PulledFile file(cardBlock(0x0501, 0, "\1") + cardBlock(0x0501, 2, "\1") +
+                            cardBlock(0x0520, 2, identification("N", "Old", "Ann")),
+                        end);
+        QCOMPARE(ReadCard(generic(file)).text(),
+                 typeAndGeneration + ": The card file cannot be read: Unknown error");
     }
 
     void cardHasTheTimeAndRegionOfItsNameAndANumberWithoutPadding() {
@@ -122,7 +166,7 @@ private Q_SLOTS:
     }
 
     void secondReadCardInfoStartsAnew() {
-        MemoryFile file(bytesOf("0501:0:01 0501:2:02"));
+        MemoryFile file(cardBlock(0x0501, 0, "\1") + cardBlock(0x0501, 2, "\2"));
         scard::SCardGeneric card = generic(file);
         QVERIFY(card.readCardInfo().isEmpty());
         QVERIFY(card.readCardInfo().isEmpty());

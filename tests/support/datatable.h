@@ -3,18 +3,25 @@
 //     const auto row = columns<QString, int>("name", "size");
 //     row("a small file", "A.DDD", 5);
 //
-// In a file the first line names the columns, each line behind it is a row, and "|" stands between
-// the cells. Empty lines and lines that begin with '#' are left out.
+// In a file the first line names the columns, each line below it is a row, and "|" separates the
+// cells. Empty lines and lines that begin with '#' are left out.
 //
 //     name  | size
 //     A.DDD | 5
 //
-// A table that is not what its test expects ends the test program with the file and the line.
+// A test takes it with tableRows<QString, int>("files.txt", "name", "size"). A row's name is its
+// first cell that is not empty, and its place: "A.DDD (files.txt:2)". A table that is not what its
+// test expects ends the test program with the file and the line.
 #pragma once
 
 #include <QtTest/QtTest>
 
-#include <utility>
+#include <cstdlib>
+#include <vector>
+
+// Run by hand, a test has the locale and the time zone that it would have under ctest.
+inline const bool isEnvironmentSet =
+    ::setenv("LC_ALL", "C.UTF-8", 1) == 0 && ::setenv("TZ", "UTC", 0) == 0;
 
 template <typename>
 using ColumnName = const char*;
@@ -36,92 +43,63 @@ inline QString dataFile(const QString& name) {
     return QString::fromUtf8(file.readAll());
 }
 
-class TableRow {
-public:
-    TableRow(QString place, const QStringList& columns, const QStringList& cells)
-        : m_place(std::move(place)) {
-        if (cells.size() != columns.size())
-            refuse(QString("%1 cells under %2 columns").arg(cells.size()).arg(columns.size()));
-        for (int i = 0; i < cells.size(); ++i)
-            m_cells.insert(columns.at(i), cells.at(i));
-        m_unused = QSet<QString>(columns.begin(), columns.end());
+struct TableLine {
+    QString place; // "file:line"
+    QStringList cells;
+
+    QByteArray rowName() const {
+        for (const QString& cell : cells) {
+            if (!cell.isEmpty())
+                return QString("%1 (%2)").arg(cell, place).toUtf8();
+        }
+        return place.toUtf8();
     }
-
-    // "file:line", the name of the test's row.
-    QByteArray place() const { return m_place.toUtf8(); }
-
-    QString text(const char* column) const {
-        if (!m_cells.contains(column))
-            refuse(QString("there is no column \"%1\"").arg(column));
-        m_unused.remove(column);
-        return m_cells.value(column);
-    }
-
-    int number(const char* column, int base = 10) const {
-        bool isNumber = false;
-        const int number = text(column).toInt(&isNumber, base);
-        if (!isNumber)
-            refuse(QString("\"%1\" is no number").arg(text(column)));
-        return number;
-    }
-
     template <typename Value>
-    Value value(const char* column) const {
-        QVariant cell = text(column);
+    Value value(int column) const {
+        QVariant cell = cells.at(column);
         if (!cell.convert(qMetaTypeId<Value>()))
-            refuse(QString("\"%1\" is not of this column's type").arg(text(column)));
+            refuse(QString("\"%1\" is not of this column's type").arg(cells.at(column)));
         return cell.value<Value>();
     }
-
-    void refuseUnusedCells() const {
-        if (!m_unused.isEmpty())
-            refuse(QString("nothing uses the column \"%1\"").arg(*m_unused.begin()));
-    }
-
     [[noreturn]] void refuse(const QString& why) const {
-        qFatal("%s: %s", qPrintable(m_place), qPrintable(why));
+        qFatal("%s: %s", qPrintable(place), qPrintable(why));
     }
-
-private:
-    QString m_place;
-    QMap<QString, QString> m_cells; // by column
-    mutable QSet<QString> m_unused;
 };
 
-// Calls `use` with each row of a table in the test's folder. `use` must ask for every cell.
-template <typename Use>
-void forEachRow(const QString& fileName, Use use) {
-    QStringList columns;
+// The lines of a table with these columns, without the one that names them.
+inline std::vector<TableLine> tableLines(const QString& fileName, const QStringList& columns) {
+    std::vector<TableLine> lines;
     QSet<QStringList> known;
     int number = 0;
-    for (const QString& line : dataFile(fileName).split('\n')) {
+    for (const QString& text : dataFile(fileName).split('\n')) {
         ++number;
-        if (line.isEmpty() || line.startsWith('#'))
+        if (text.isEmpty() || text.startsWith('#'))
             continue;
-        QStringList cells = line.split('|');
-        for (QString& cell : cells)
+        TableLine line{fileName + ':' + QString::number(number), text.split('|')};
+        for (QString& cell : line.cells)
             cell = cell.trimmed();
-        const TableRow row(fileName + ':' + QString::number(number),
-                           columns.isEmpty() ? cells : columns, cells);
-        if (columns.isEmpty()) {
-            columns = cells;
-            continue;
-        }
-        if (known.contains(cells))
-            row.refuse("this row stands twice");
-        known.insert(cells);
-        use(row);
-        row.refuseUnusedCells();
+        if (known.isEmpty() && line.cells != columns)
+            line.refuse("the columns must be " + columns.join(" | "));
+        if (line.cells.size() != columns.size())
+            line.refuse(
+                QString("%1 cells under %2 columns").arg(line.cells.size()).arg(columns.size()));
+        if (known.contains(line.cells))
+            line.refuse("this row is there twice");
+        if (!known.isEmpty())
+            lines.push_back(line);
+        known.insert(line.cells);
     }
-    if (known.isEmpty())
+    if (lines.empty())
         qFatal("%s has no rows", qPrintable(fileName));
+    return lines;
 }
 
-// The rows of a table, as they are, for a data-driven test. What it returns adds another.
+// The rows of a table in the test's folder, for a data-driven test. What it returns adds another.
 template <typename... Types>
 auto tableRows(const QString& fileName, ColumnName<Types>... names) {
     const auto addRow = columns<Types...>(names...);
-    forEachRow(fileName,
-               [&](const TableRow& row) { addRow(row.place(), row.value<Types>(names)...); });
+    const QStringList columnNames = {names...};
+    for (const TableLine& line : tableLines(fileName, columnNames))
+        addRow(line.rowName(), line.value<Types>(columnNames.indexOf(names))...);
     return addRow;
 }

@@ -5,6 +5,7 @@
 #include "tests/support/datatable.h"
 #include "tests/support/debuglines.h"
 #include "tests/support/errortext.h"
+#include "tests/support/lines.h"
 
 #include <QtCore/QTemporaryFile>
 #include <QtTest/QtTest>
@@ -95,8 +96,9 @@ void readFile() {
     QTEST(info->getPlateString(), "plate");
 }
 
-// Spoils the record array of this type in a block of the second generation.
-void spoil(QByteArray& block, unsigned char type, const QString& fault) {
+// Spoils the record array of this type in a block of the second generation, and returns where it
+// ends then.
+int spoil(QByteArray& block, unsigned char type, const QString& fault) {
     const auto number = [&block](int at, int size) {
         return block.mid(at, size).toHex().toInt(nullptr, 16);
     };
@@ -110,18 +112,34 @@ void spoil(QByteArray& block, unsigned char type, const QString& fault) {
     const QByteArray records = block.mid(at + 5, size * count);
     const QByteArray oneMore = records + QByteArray(size, 'X');
     const QMap<QString, QByteArray> arrays = {
+        {"whole", samples::recordArray(type, size, count, records)},
         {"other type", samples::recordArray(type ^ 0x80, size, count, records)},
         {"other size", samples::recordArray(type, size + 1, count, records)},
         {"too many", samples::recordArray(type, size, 0xFFFF, records)},
         {"one more", samples::recordArray(type, size, count + 1, oneMore)},
-        {"none", samples::recordArray(type, size, 0, "")},
-        {"no bytes", samples::recordArray(type, 0, 0xFFFF, "")}};
-    if (fault.endsWith("file end")) // that of the array
-        block.truncate(at + 5 + records.size());
-    else if (arrays.contains(fault))
-        block.replace(at, 5 + records.size(), arrays.value(fault));
-    else
+        {"no records", samples::recordArray(type, size, 0, "")},
+        {"empty records", samples::recordArray(type, 0, 0xFFFF, "")}};
+    if (!arrays.contains(fault))
         qFatal("unknown fault %s", qPrintable(fault));
+    const int end = at + arrays.value(fault).size();
+    block.replace(at, 5 + records.size(), arrays.value(fault));
+    return end;
+}
+
+// A file of an overview and a day of which one array is spoilt. `behind` it are so many bytes, or
+// "all".
+QByteArray spoiltFile(const QString& block, const QString& type, const QString& fault,
+                      const QString& behind = "all") {
+    const bool isOverview = block.endsWith('1');
+    const Generation version = block.startsWith('2') ? Generation::Gen2V1 : Generation::Gen2V2;
+    QByteArray overview = overviewBlock(version);
+    spoil(overview, 0x04, "one more"); // for a plate behind the smallest file's end
+    QByteArray day = dayBlock(version, {100});
+    const int end = spoil(isOverview ? overview : day,
+                          static_cast<unsigned char>(type.toUInt(nullptr, 16)), fault);
+    const QByteArray bytes = overview + day + '?';
+    return behind == "all" ? bytes
+                           : bytes.left((isOverview ? 0 : overview.size()) + end + behind.toInt());
 }
 
 } // namespace
@@ -340,7 +358,10 @@ private Q_SLOTS:
     void gen1Days() { readFile(); }
 
     void gen1DaysThatAreCut_data() {
-        const auto addRow = fileColumns();
+        tableRows<int, QString, QString>("cutdays.txt", "size", "insertions", "error");
+    }
+    void gen1DaysThatAreCut() {
+        QFETCH(int, size);
         samples::Day days[] = {dayOf({100}), dayOf({300})};
         QByteArray bytes = overviewBlock(Generation::Gen1);
         for (samples::Day& day : days) {
@@ -349,34 +370,44 @@ private Q_SLOTS:
             day.specificConditions = 1;
             bytes += blockOf(Generation::Gen1, day);
         }
-        forEachRow("cutdays.txt", [&](const TableRow& row) {
-            addRow(row.place(), bytes.left(row.number("size")), row.text("insertions"),
-                   row.text("error"), plate);
-        });
+        const auto info = load(bytes.left(size));
+        QTEST(messageOf(info->read()), "error");
+        QTEST(insertionsOf(*info), "insertions");
     }
-    void gen1DaysThatAreCut() { readFile(); }
+
+    void gen2ArraysAreReadInTheirOrder_data() {
+        tableRows<QString, QString, QString, QString, QString>("arrays.txt", "array", "block",
+                                                               "type", "plate", "insertions");
+    }
+    void gen2ArraysAreReadInTheirOrder() {
+        QFETCH(QString, array);
+        QFETCH(QString, block);
+        QFETCH(QString, type);
+        const QString parser = block.startsWith('2') ? "readGen2_1" : "readGen2_2";
+        for (const auto& [fault, failure] :
+             {std::pair("other type", "Read %1 header"), {"too many", "Skip %1"}}) {
+            const auto info = load(spoiltFile(block, type, fault));
+            QCOMPARE(messageOf(info->read()), QString("VehicleInfo %1() TREP%2: %3 failed")
+                                                  .arg(parser, block, QString(failure).arg(array)));
+            QTEST(insertionsOf(*info), "insertions");
+            QTEST(info->getPlateString(), "plate");
+        }
+    }
 
     void gen2ArraysThatAreSpoilt_data() {
-        const auto addRow = fileColumns();
-        forEachRow("spoiltarrays.txt", [&](const TableRow& row) {
-            const int trep = row.number("block", 16);
-            const QString fault = row.text("fault");
-            const auto array = static_cast<unsigned char>(row.number("array", 16));
-            const Generation version = trep < 0x30 ? Generation::Gen2V1 : Generation::Gen2V2;
-            QByteArray overview = overviewBlock(version);
-            spoil(overview, 0x04, "one more"); // for a plate behind the smallest file's end
-            QByteArray day = dayBlock(version, {100});
-            const bool isOverview = trep % 16 == 1;
-            spoil(isOverview ? overview : day, array, fault);
-            if (isOverview && fault.endsWith("file end"))
-                day.clear();
-            if (fault != "file end")
-                day += '?';
-            addRow(row.place(), overview + day, row.text("insertions"), row.text("error"),
-                   row.text("plate"));
-        });
+        tableRows<QString, QString, QString, QString, QString, QString, QString>(
+            "spoiltarrays.txt", "fault", "block", "type", "behind", "plate", "insertions", "error");
     }
-    void gen2ArraysThatAreSpoilt() { readFile(); }
+    void gen2ArraysThatAreSpoilt() {
+        QFETCH(QString, fault);
+        QFETCH(QString, block);
+        QFETCH(QString, type);
+        QFETCH(QString, behind);
+        const auto info = load(spoiltFile(block, type, fault, behind));
+        QTEST(messageOf(info->read()), "error");
+        QTEST(insertionsOf(*info), "insertions");
+        QTEST(info->getPlateString(), "plate");
+    }
 
     void gen2EndsOfTheDays_data() {
         const auto addRow = fileColumns();
@@ -405,21 +436,25 @@ private Q_SLOTS:
     void gen2EndsOfTheDays() { readFile(); }
 
     void cardRecords_data() {
-        const auto addRow = columns<CardRecord, QString>("record", "activity");
-        forEachRow("cardrecords.txt", [&](const TableRow& row) {
-            CardRecord record;
-            record.surname = QByteArray::fromPercentEncoding(row.value<QByteArray>("surname"));
-            record.firstNames =
-                QByteArray::fromPercentEncoding(row.value<QByteArray>("firstNames"));
-            record.codePage = static_cast<unsigned char>(row.number("codePage"));
-            record.insertionTime = row.value<quint32>("insertion");
-            record.odometerAtInsertion = row.value<quint32>("odometer");
-            record.slot = static_cast<unsigned char>(row.number("slot"));
-            record.withdrawalTime = row.value<quint32>("withdrawal");
-            record.odometerAtWithdrawal = row.value<quint32>("lastOdometer");
-            addRow(row.place(), record, row.text("activity"));
-        });
+        const auto row = columns<CardRecord, QString>("record", "activity");
+        row("all fields", {"S", "F", "", 287454020, 66051, 5, 555885348, 3224115},
+            "F, S; 5; 287454020; 66051; 555885348; 3224115");
+        row("zeros", {"S", "F", "", 0, 0, 0, 0, 0}, "F, S; 0; 0; 0; 0; 0");
+        row("no values", {"S", "F", "", 4294967295, 16777215, 255, 4294967295, 16777215},
+            "F, S; 255; 4294967295; 4294967295; 4294967295; 4294967295");
+        row("largest odometer value", {"S", "F", "", 1, 16777214, 1, 2, 65535},
+            "F, S; 1; 1; 16777214; 2; 65535");
+        row("no name", {"", "", "", 0, 0, 0, 0, 0}, ", ; 0; 0; 0; 0; 0");
+        row("longest names",
+            {"abcdefghijklmnopqrstuvwxyz123456789", "ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789", "", 0, 0,
+             0, 0, 0},
+            "ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789, abcdefghijklmnopqrstuvwxyz123456789; 0; 0; 0; 0; "
+            "0");
+        row("white space", {"\t de la Cruz \r\n", "  Ana  Maria", "", 0, 0, 0, 0, 0},
+            "Ana  Maria, de la Cruz; 0; 0; 0; 0; 0");
+        row("Greek", {"\xC4\xE5", "\xC1\xE2\xE3", "", 0, 0, 0, 0, 0, 7}, "Αβγ, Δε; 0; 0; 0; 0; 0");
     }
+    // The name; slot; insertion; odometer value; withdrawal; odometer value.
     void cardRecords() {
         QFETCH(CardRecord, record);
         for (const Generation generation : generations) {
@@ -503,10 +538,10 @@ private Q_SLOTS:
             const auto info = load(fileOf(generation, {day}));
             DebugLines lines;
             QCOMPARE(messageOf(info->read()), QString());
-            QCOMPARE(lines.lines.join('\n'), expected);
+            QCOMPARE(linesOf(lines.lines.join('\n')), linesOf(expected));
             QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
             QCOMPARE(messageOf(info->read()), QString());
-            QCOMPARE(lines.lines.join('\n'), expected);
+            QCOMPARE(linesOf(lines.lines.join('\n')), linesOf(expected));
         }
     }
 };
