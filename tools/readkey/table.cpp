@@ -55,6 +55,9 @@ Table::Table(std::initializer_list<Column> columns)
 }
 
 void Table::addRow(const std::vector<QString>& cells, bool isAlarm) {
+    if (cells.size() != m_columns.size())
+        qFatal("the table of \"%s\" has %zu columns, but a row of it has %zu cells",
+               m_columns.front().title, m_columns.size(), cells.size());
     for (const QString& cell : cells) {
         const QString text = printable(cell);
         m_cells.push_back({text, displayWidth(text)});
