@@ -1,3 +1,5 @@
+#include "samples/furtherblocks.h"
+
 #include "samples/vehicleblocks.h"
 
 #include <algorithm>

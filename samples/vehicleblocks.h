@@ -87,8 +87,4 @@ QByteArray array(RecordType type, int recordSize, int count, const Record& recor
     return recordArray(type, recordSize, count, records(count, record));
 }
 
-// The blocks behind the activities, which no parser of this project reads: events and faults,
-// detailed speed, technical data.
-QByteArray furtherBlocks(const VehicleUnit& unit);
-
 } // namespace samples

@@ -1,5 +1,5 @@
-// What the builders of samples/ share: big-endian output and repeatable noise. Both are plain
-// values; neither is meant for use outside this folder.
+// What the builders of samples/ share: big-endian output, repeatable noise, and the data types that
+// both vehicle units and cards have. Only for use within this folder.
 #pragma once
 
 #include "samples/samples.h"
@@ -95,35 +95,17 @@ enum class EquipmentType : unsigned char {
 };
 
 // Digits as binary-coded decimal, two to a byte: 2024 becomes 0x2024.
-inline std::uint32_t bcd(std::uint32_t value) {
-    std::uint32_t digits = 0;
-    for (int shift = 0; shift < 32 && value > 0; shift += 4, value /= 10)
-        digits |= value % 10 << shift;
-    return digits;
-}
+std::uint32_t bcd(std::uint32_t value);
 
 // ExtendedSerialNumber: number, month and year of making (March 2020), type and manufacturer, 8
 // bytes.
-inline QByteArray extendedSerialNumber(std::uint32_t number, EquipmentType type) {
-    return Writer()
-        .u32(number)
-        .u16(bcd(320))
-        .u8(static_cast<unsigned>(type))
-        .u8(manufacturer)
-        .bytes;
-}
+QByteArray extendedSerialNumber(std::uint32_t number, EquipmentType type);
 
 // VehicleRegistrationIdentification: the nation and the plate, 15 bytes.
-inline QByteArray registration(const QByteArray& plate, unsigned char codePage) {
-    return Writer().u8(nation).raw(textField(plate, 14, codePage)).bytes;
-}
+QByteArray registration(const QByteArray& plate, unsigned char codePage);
 
-// One ActivityChangeInfo: the `index`-th of `count` changes that are spread evenly over a day.
-inline std::uint32_t activityChange(int index, int count, unsigned slot = 0) {
-    const auto minute =
-        static_cast<std::uint32_t>(index) * 1440U / static_cast<std::uint32_t>(count);
-    const auto activity = static_cast<std::uint32_t>(index) % 4U;
-    return (slot & 1U) << 15 | activity << 11 | minute;
-}
+// One ActivityChangeInfo of the driver: the `index`-th of `count` changes that are spread evenly
+// over a day.
+std::uint32_t activityChange(int index, int count);
 
 } // namespace samples
