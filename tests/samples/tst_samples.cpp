@@ -121,6 +121,11 @@ private Q_SLOTS:
         QCOMPARE(position, file.size());
     }
 
+    void positionsAreLatitudeAndLongitude() {
+        const QByteArray latitudeAndLongitude = "00bb85002c29"; // 48 00.5 N, 11 30.5 E
+        QVERIFY(vehicleFile(Generation::Gen2V2).toHex().contains("04" + latitudeAndLongitude));
+    }
+
     void cardBlocksHaveThePublishedSizes_data() {
         tableRows<quint16, int, QString, QString>("cardfiles.txt", "type", "generation",
                                                   "application", "files");
@@ -197,6 +202,7 @@ private Q_SLOTS:
         const std::vector<Insertion> older = insertionsOf({samples::oddFiles(withOddities)[0]});
         QVERIFY(older.size() > 20 && older.size() < newer.size());
         QVERIFY(older.back().isOpen());
+        QVERIFY(older.back().insertionTime < QDateTime(QDate(2024, 3, 12), QTime(12, 0), Qt::UTC));
         for (std::size_t i = 0; i < older.size(); ++i) {
             QCOMPARE(older[i].insertionTime, newer[i].insertionTime);
             QCOMPARE(older[i].holderName, newer[i].holderName);
@@ -220,6 +226,8 @@ private Q_SLOTS:
                 gaps.push_back(next.odometerAtInsertion - last.odometerAtWithdrawal);
         }
         QCOMPARE(nights, 1);
+        for (const Insertion& card : insertionsOf(samples::sampleKey({28, 2, 40, 1, true})))
+            QVERIFY(card.slot == 0 || card.insertionTime.daysTo(card.withdrawalTime) == 0);
         QCOMPARE(gaps, std::vector<quint32>({63}));
     }
 };
