@@ -36,11 +36,16 @@ install(EXPORT DownloadKeyTargets
     DESTINATION ${DOWNLOADKEY_CMAKEDIR}
     COMPONENT dev)
 
-# The flags of the host's libraries. "cmake --install" may name another prefix, so it is filled in then.
+# The flags of the host's libraries.
 set(DOWNLOADKEY_HOST_REQUIRES "" CACHE STRING "pkg-config modules of the host's libraries")
 set(DOWNLOADKEY_HOST_CFLAGS "" CACHE STRING "What pkg-config tells to compile with the host's headers")
 set(DOWNLOADKEY_HOST_LIBS "" CACHE STRING "What pkg-config tells to link the host's libraries")
-set(pc_prefix @CMAKE_INSTALL_PREFIX@)
+# The prefix is filled in by "cmake --install", which may name another one. What is installed in /usr lies below
+# a root, which PKG_CONFIG_SYSROOT_DIR may name; every other folder can be moved.
+set(pc_prefix @pc_prefix@)
+set(pc_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pc_moved /${pc_folder} /)
+cmake_path(IS_ABSOLUTE CMAKE_INSTALL_LIBDIR pc_is_fixed)
 set(pc_libdir \${prefix})
 set(pc_includedir \${prefix})
 cmake_path(APPEND pc_libdir ${CMAKE_INSTALL_LIBDIR})
@@ -54,8 +59,12 @@ if(standin)
     set(pc_libs "-ldownloadkey-standin-scard -ldownloadkey-standin-aux")
 endif()
 configure_file(cmake/downloadkey.pc.in downloadkey.pc.in @ONLY)
-install(CODE "configure_file(\"${PROJECT_BINARY_DIR}/downloadkey.pc.in\"
-                             \"${PROJECT_BINARY_DIR}/downloadkey.pc\" @ONLY)"
+install(CODE "set(pc_prefix \${CMAKE_INSTALL_PREFIX})
+    if(NOT pc_prefix STREQUAL /usr AND NOT ${pc_is_fixed})
+        set(pc_prefix [[\${pcfiledir}/${pc_moved}]])
+    endif()
+    configure_file(\"${PROJECT_BINARY_DIR}/downloadkey.pc.in\"
+                   \"${PROJECT_BINARY_DIR}/downloadkey.pc\" @ONLY)"
     COMPONENT dev)
 
 install(FILES
@@ -64,9 +73,9 @@ install(FILES
     DESTINATION ${DOWNLOADKEY_CMAKEDIR}
     COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/downloadkey.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    DESTINATION ${pc_folder}
     COMPONENT dev)
-install(FILES docs/host-integration.md
+install(FILES docs/host-integration.md docs/device-build.md
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libdownloadkey-dev
     COMPONENT dev)
 if(DOWNLOADKEY_TOOLS)
