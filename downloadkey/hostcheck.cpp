@@ -1,47 +1,55 @@
-// The sizes of the host's types that pass between it and the library. This file is compiled and
-// never linked: the build makes downloadkey/hostcheck.h from the texts that it finds in the
+// What must be the same of the host's types in the host and in the library. This file is compiled
+// and never linked: the build makes downloadkey/hostcheck.h from the texts that it finds in the
 // compiled file.
 #include "auxiliary/configuration.h"
 #include "auxiliary/error.h"
 #include "logging/logger.h"
 #include "scard/scardcards.h"
 
+#include <QtCore/QMetaType>
+
 #include <cstddef>
+#include <utility>
+
+static_assert(QMetaTypeId2<aux::Error>::Defined,
+              "auxiliary/error.h needs Q_DECLARE_METATYPE(aux::Error)");
 
 namespace {
 
-// "sizeof DIGITS TYPE", with leading zeros.
-struct Size {
-    constexpr Size(const char* type, std::size_t size) {
-        for (int i = digitCount; i-- > 0; size /= 10)
-            text[prefixSize + i] = static_cast<char>('0' + size % 10);
-        for (int i = 0; type[i] != '\0'; ++i)
-            text[prefixSize + digitCount + 1 + i] = type[i];
+// "hostcheck DIGITS EXPRESSION", with leading zeros.
+struct Check {
+    constexpr Check(const char* expression, std::size_t value) {
+        for (int i = digitCount; i-- > 0; value /= 10)
+            text[prefixSize + i] = static_cast<char>('0' + value % 10);
+        for (int i = 0; expression[i] != '\0'; ++i)
+            text[prefixSize + digitCount + 1 + i] = expression[i];
     }
 
-    static constexpr int prefixSize = 7;
+    static constexpr int prefixSize = 10;
     static constexpr int digitCount = 10;
-    char text[64] = "sizeof 0123456789 ";
+    char text[128] = "hostcheck 0123456789 ";
 };
 
-#define DOWNLOADKEY_SIZE(type) Size(#type, sizeof(type))
+#define DOWNLOADKEY_CHECK(expression) Check(#expression, expression)
+#define DOWNLOADKEY_TYPE(type) DOWNLOADKEY_CHECK(sizeof(type)), DOWNLOADKEY_CHECK(alignof(type))
 
 // What the library makes, keeps or passes by value.
-[[gnu::used]] constexpr Size sizes[] = {
-    DOWNLOADKEY_SIZE(aux::Error),
-    DOWNLOADKEY_SIZE(aux::ErrorData),
-    DOWNLOADKEY_SIZE(aux::SettingsCode),
-    DOWNLOADKEY_SIZE(logging::Level),
-    DOWNLOADKEY_SIZE(Name),
-    DOWNLOADKEY_SIZE(VehicleRegistrationNumber),
-    DOWNLOADKEY_SIZE(scard::FilenameRegion),
-    DOWNLOADKEY_SIZE(scard::SCardGeneric),
-    DOWNLOADKEY_SIZE(scard::SCardDriverG1),
-    DOWNLOADKEY_SIZE(scard::SCardDriverG2),
-    DOWNLOADKEY_SIZE(scard::SCardWorkshopG1),
-    DOWNLOADKEY_SIZE(scard::SCardWorkshopG2),
-    DOWNLOADKEY_SIZE(scard::SCardCompanyG1),
-    DOWNLOADKEY_SIZE(scard::SCardCompanyG2),
+[[gnu::used]] constexpr Check checks[] = {
+    DOWNLOADKEY_TYPE(aux::Error),
+    DOWNLOADKEY_TYPE(aux::ErrorData),
+    DOWNLOADKEY_TYPE(aux::SettingsCode),
+    DOWNLOADKEY_TYPE(logging::Level),
+    DOWNLOADKEY_TYPE(Name),
+    DOWNLOADKEY_TYPE(VehicleRegistrationNumber),
+    DOWNLOADKEY_TYPE(scard::FilenameRegion),
+    DOWNLOADKEY_CHECK(sizeof(std::declval<const scard::SCardGeneric&>().getCardType())),
+    DOWNLOADKEY_TYPE(scard::SCardGeneric),
+    DOWNLOADKEY_TYPE(scard::SCardDriverG1),
+    DOWNLOADKEY_TYPE(scard::SCardDriverG2),
+    DOWNLOADKEY_TYPE(scard::SCardWorkshopG1),
+    DOWNLOADKEY_TYPE(scard::SCardWorkshopG2),
+    DOWNLOADKEY_TYPE(scard::SCardCompanyG1),
+    DOWNLOADKEY_TYPE(scard::SCardCompanyG2),
 };
 
 } // namespace

@@ -150,7 +150,7 @@ pkgconfig)
     cp -r "$examples/minimalhost/vendor" "$work/grown"
     sed -i 's/QString m_note;/QString m_note, m_more;/' "$work/grown/scard/scardcards.h"
     ! compile -fsyntax-only -I"$work/grown" 2>"$work/grown.log" || fail 'a grown class was not noticed'
-    [ "$(grep -c 'static assertion failed: libdownloadkey was built with scard::SCard[DWC]' "$work/grown.log")" -eq 6 ] ||
+    [ "$(grep -c 'static assertion failed: libdownloadkey was built with sizeof(scard::SCard[DWC]' "$work/grown.log")" -eq 6 ] ||
         fail 'not all six card classes were noticed'
     ;;
 *) fail "no such consumer: $2" ;;
