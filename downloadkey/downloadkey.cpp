@@ -40,7 +40,7 @@ QDir makeDownloadedDir(const QString& path) {
             QStringLiteral("Could not create directory path on USB Stick: ") + path,
             downloadedDirErrorCode);
         qCDebug(diagnostics) << "open" << error;
-        logging::Logger::log(error, errorLevel);
+        static_cast<void>(logging::Logger::log(error, errorLevel));
     }
     return dir;
 }
@@ -274,7 +274,7 @@ aux::Error DownloadKey::read() {
     if (m_mounted)
         run.work();
 
-    aux::SystemHelper::remountReadOnly(m_mountDir.path());
+    static_cast<void>(aux::SystemHelper::remountReadOnly(m_mountDir.path()));
     if (!run.errors.empty())
         return makeDownloadKeyError(QStringLiteral("DownloadKey: Error occured during download."));
     Q_EMIT readDone(std::move(run.driverCards), std::move(run.vehicleInfos), false);
