@@ -1,4 +1,5 @@
 // CSV with one header line: insertions, cards or files.
+#include "clock.h"
 #include "options.h"
 #include "text.h"
 

@@ -1,6 +1,7 @@
 // The page: page.html with its style, its script and the logbook's data put in. The script draws
 // everything, so only data are written here, as JSON and as rows of numbers. The page's policy
 // names its style and script by their hashes, so that a browser runs nothing else.
+#include "clock.h"
 #include "options.h"
 #include "text.h"
 
@@ -73,26 +74,27 @@ QJsonArray clockOffsets(const Logbook& book, bool utc) {
 QJsonObject vehicleJson(const VehicleSummary& vehicle) {
     return {
         {QStringLiteral("plate"), printable(vehicle.plate)},
-        {QStringLiteral("download"), instant(vehicle.lastDownload)},
-        {QStringLiteral("overdue"), vehicle.overdue},
-        {QStringLiteral("insertions"), vehicle.insertions},
+        {QStringLiteral("download"), instant(vehicle.lastDownload.time)},
+        {QStringLiteral("overdue"), vehicle.lastDownload.isOverdue},
+        {QStringLiteral("insertions"), vehicle.totals.insertions},
         {QStringLiteral("drivers"), vehicle.drivers},
-        {QStringLiteral("km"), vehicle.kilometres},
-        {QStringLiteral("seconds"), vehicle.seconds},
-        {QStringLiteral("kmWithoutCard"), vehicle.kilometresWithoutCard},
+        {QStringLiteral("km"), vehicle.totals.kilometres},
+        {QStringLiteral("seconds"), vehicle.totals.seconds},
+        {QStringLiteral("kmWithoutCard"), vehicle.totals.kilometresWithoutCard},
     };
 }
 
 QJsonObject driverJson(const DriverSummary& driver) {
+    const CardSummary card = driver.cards.empty() ? CardSummary{} : driver.cards.front();
     return {
         {QStringLiteral("name"), printable(orDash(driver.name))},
-        {QStringLiteral("card"), printable(driver.cardNumber)},
-        {QStringLiteral("download"), instant(driver.cardDownload)},
-        {QStringLiteral("overdue"), driver.overdue},
-        {QStringLiteral("insertions"), driver.insertions},
+        {QStringLiteral("card"), printable(card.number)},
+        {QStringLiteral("download"), instant(card.lastDownload.time)},
+        {QStringLiteral("overdue"), driver.isOverdue},
+        {QStringLiteral("insertions"), driver.totals.insertions},
         {QStringLiteral("vehicles"), driver.vehicles},
-        {QStringLiteral("km"), driver.kilometres},
-        {QStringLiteral("seconds"), driver.seconds},
+        {QStringLiteral("km"), driver.totals.kilometres},
+        {QStringLiteral("seconds"), driver.totals.seconds},
     };
 }
 
@@ -156,8 +158,10 @@ QByteArray insertionRows(const Logbook& book) {
 
 QByteArray gapRows(const Logbook& book) {
     QByteArray rows;
-    for (const Gap& gap : book.gaps)
-        addRow(rows, {gap.vehicle, gap.from, gap.to, gap.toOdometer - gap.fromOdometer});
+    for (const Gap& gap : book.gaps) {
+        if (gap.kind == Gap::WithoutCard)
+            addRow(rows, {gap.vehicle, gap.from, gap.to, gap.distance()});
+    }
     return rows;
 }
 

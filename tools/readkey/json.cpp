@@ -1,5 +1,6 @@
 #include "json.h"
 
+#include "clock.h"
 #include "text.h"
 
 #include <QtCore/QJsonArray>

@@ -4,6 +4,8 @@
 
 #include "downloadkey/vehicleinfo.h"
 
+#include <QtCore/QRegularExpression>
+
 #include <algorithm>
 #include <numeric>
 #include <set>
@@ -38,90 +40,161 @@ Insertion insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activ
     return result;
 }
 
-// The index of the item with this text in its member, which is added where there is none.
+// The index of the item that goes by this text, which is added where there is none.
 template <typename Item>
-size_t indexOf(const QString& text, QString Item::*member, std::vector<Item>& items,
-               QHash<QString, size_t>& indices) {
+size_t indexOf(const QString& text, std::vector<Item>& items, QHash<QString, size_t>& indices) {
     const auto known = indices.constFind(text);
     if (known != indices.constEnd())
         return *known;
-    items.emplace_back().*member = text;
+    items.emplace_back();
     return *indices.insert(text, items.size() - 1);
 }
 
-// Orders the insertions from `begin` on, and keeps of equal ones the one from the newest download
-// that closes it.
-void mergeEqual(Logbook& book, size_t begin) {
-    const auto identity = [](const Insertion& a) {
-        return std::make_tuple(a.vehicle, a.inserted, a.slot, a.driver);
-    };
-    const auto rank = [&book](const Insertion& a) {
-        return std::make_tuple(!a.withdrawn, -book.files[a.file].downloaded.value_or(0));
-    };
-    std::vector<Insertion>& all = book.insertions;
-    const auto first = all.begin() + static_cast<std::ptrdiff_t>(begin);
-    std::stable_sort(first, all.end(), [&](const Insertion& a, const Insertion& b) {
-        return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
-    });
-    all.erase(std::unique(first, all.end(),
-                          [&identity](const Insertion& a, const Insertion& b) {
-                              return identity(a) == identity(b);
-                          }),
-              all.end());
+auto identity(const Insertion& insertion) {
+    return std::make_tuple(insertion.vehicle, insertion.inserted, insertion.slot, insertion.driver);
 }
 
-// The insertions are ordered by vehicle and time.
+bool isSame(const Insertion& a, const Insertion& b) {
+    return identity(a) == identity(b);
+}
+
+// None where it is not known, or not believed.
+std::optional<qint64> downloadOf(const Logbook& book, const Insertion& insertion) {
+    const LogFile& file = book.files[insertion.file];
+    return file.isFromFuture ? std::nullopt : file.downloaded;
+}
+
+// The end of an insertion as far as anyone knows: an open one lasts until its download.
+qint64 endOf(const Logbook& book, const Insertion& insertion) {
+    const qint64 end =
+        insertion.withdrawn ? *insertion.withdrawn : downloadOf(book, insertion).value_or(0);
+    return std::max(insertion.inserted, end);
+}
+
+// Orders the insertions from `begin` on. Of the same ones the first is from the newest download
+// that closes it.
+void sort(Logbook& book, size_t begin) {
+    const auto rank = [&book](const Insertion& a) {
+        return std::make_tuple(!a.withdrawn, -downloadOf(book, a).value_or(0));
+    };
+    const auto first = book.insertions.begin() + static_cast<std::ptrdiff_t>(begin);
+    std::stable_sort(first, book.insertions.end(), [&](const Insertion& a, const Insertion& b) {
+        return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
+    });
+}
+
+// Keeps the first of the same ones.
+void merge(Logbook& book, size_t begin) {
+    const auto first = book.insertions.begin() + static_cast<std::ptrdiff_t>(begin);
+    book.insertions.erase(std::unique(first, book.insertions.end(), isSame), book.insertions.end());
+}
+
+void addGap(Logbook& book, Gap::Kind kind, const Insertion& before, const Insertion& after) {
+    Gap gap{kind,
+            after.vehicle,
+            endOf(book, before),
+            after.inserted,
+            before.withdrawn ? before.odometerAtWithdrawal : std::nullopt,
+            after.odometerAtInsertion,
+            before.file,
+            after.file};
+    const bool wasDriven = gap.distance().value_or(0) > 0;
+    if (gap.from <= gap.to && (wasDriven || (kind == Gap::WithoutData && gap.from < gap.to)))
+        book.gaps.push_back(gap);
+}
+
+// The insertions are sorted, and those that several downloads have are there as often: a gap before
+// an insertion is one without a card if a file has the insertion and the withdrawal before it.
 void findGaps(Logbook& book) {
-    const Insertion* before = nullptr;
-    for (const Insertion& insertion : book.insertions) {
+    const Insertion* last = nullptr;                         // that ends last so far
+    std::vector<const Insertion*> lastIn(book.files.size()); // likewise, if a file has its end
+    for (auto same = book.insertions.cbegin(); same != book.insertions.cend();) {
+        const Insertion& insertion = *same;
+        const auto end =
+            std::find_if_not(same, book.insertions.cend(),
+                             [&](const Insertion& other) { return isSame(insertion, other); });
+        const std::vector<Insertion>::const_iterator begin = std::exchange(same, end);
         if (insertion.slot != driverSlot)
             continue;
-        if (before && before->vehicle == insertion.vehicle && before->withdrawn &&
-            before->odometerAtWithdrawal && insertion.odometerAtInsertion &&
-            *before->withdrawn <= insertion.inserted &&
-            *before->odometerAtWithdrawal < *insertion.odometerAtInsertion)
-            book.gaps.push_back({insertion.vehicle, *before->withdrawn, insertion.inserted,
-                                 *before->odometerAtWithdrawal, *insertion.odometerAtInsertion});
-        before = &insertion;
+        if (last && last->vehicle != insertion.vehicle)
+            last = nullptr;
+        if (last) {
+            const bool isKnown = std::any_of(
+                begin, end, [&](const Insertion& one) { return lastIn[one.file] == last; });
+            addGap(book, isKnown ? Gap::WithoutCard : Gap::WithoutData, *last, insertion);
+        }
+        // A card that was still in has been withdrawn when the next one is.
+        if (last && last->withdrawn && endOf(book, *last) > endOf(book, insertion))
+            continue;
+        last = &insertion;
+        for (auto one = begin; one != end; ++one) {
+            if (one->withdrawn)
+                lastIn[one->file] = last;
+        }
     }
 }
 
 template <typename Item, typename IsWanted>
 void removeUnless(std::vector<Item>& items, IsWanted isWanted) {
-    items.erase(std::remove_if(items.begin(), items.end(),
-                               [&](const Item& item) { return !isWanted(item); }),
-                items.end());
+    items.erase(
+        std::remove_if(items.begin(), items.end(), [&](Item& item) { return !isWanted(item); }),
+        items.end());
 }
 
 bool fits(const VehicleSummary& vehicle, const Filter& filter) {
-    const auto withoutBlanks = [](QString text) { return text.remove(QLatin1Char(' ')); };
-    return withoutBlanks(vehicle.plate).contains(withoutBlanks(filter.plate), Qt::CaseInsensitive);
+    return matches(vehicle.plate, filter.plate);
 }
 
 bool fits(const DriverSummary& driver, const Filter& filter) {
-    return driver.name.contains(filter.driver, Qt::CaseInsensitive) ||
-           driver.cardNumber.contains(filter.driver, Qt::CaseInsensitive);
+    return matches(driver.name, filter.driver) ||
+           std::any_of(driver.cards.begin(), driver.cards.end(), [&](const CardSummary& card) {
+               return matches(card.number, filter.driver);
+           });
+}
+
+// Of each item, whether it fits.
+template <typename Item>
+std::vector<bool> fitting(const std::vector<Item>& items, const Filter& filter) {
+    std::vector<bool> result;
+    for (const Item& item : items)
+        result.push_back(fits(item, filter));
+    return result;
 }
 
 void filterRecords(Logbook& book, const Filter& filter) {
     if (!filter.isActive())
         return;
-    const auto overlaps = [&filter](qint64 from, qint64 to) {
-        return (!filter.from || to >= *filter.from) && (!filter.to || from < *filter.to);
+    const std::vector<bool> vehicles = fitting(book.vehicles, filter);
+    const std::vector<bool> drivers = fitting(book.drivers, filter);
+    const auto isInPeriod = [&filter](qint64 begin, qint64 end, bool& crosses) {
+        const bool beginsBefore = filter.from && begin < *filter.from;
+        const bool endsAfter = filter.to && end >= *filter.to;
+        crosses = beginsBefore || endsAfter;
+        return !(beginsBefore && end < *filter.from) && !(endsAfter && begin >= *filter.to);
     };
-    removeUnless(book.insertions, [&](const Insertion& insertion) {
-        // An open one lasts until the download that it was taken from, as far as anyone knows.
-        const qint64 end = insertion.withdrawn.value_or(
-            book.files[insertion.file].downloaded.value_or(insertion.inserted));
-        return fits(book.vehicles[insertion.vehicle], filter) &&
-               fits(book.drivers[insertion.driver], filter) &&
-               overlaps(insertion.inserted, std::max(insertion.inserted, end));
+    removeUnless(book.insertions, [&](Insertion& insertion) {
+        return vehicles[insertion.vehicle] && drivers[insertion.driver] &&
+               isInPeriod(insertion.inserted, endOf(book, insertion), insertion.crosses);
     });
-    // A stretch without a card is no driver's.
-    removeUnless(book.gaps, [&](const Gap& gap) {
-        return fits(book.vehicles[gap.vehicle], filter) && filter.driver.isEmpty() &&
-               overlaps(gap.from, gap.to);
+    // A gap is no driver's.
+    removeUnless(book.gaps, [&](Gap& gap) {
+        return vehicles[gap.vehicle] && filter.driver.isEmpty() &&
+               isInPeriod(gap.from, gap.to, gap.crosses);
     });
+}
+
+// Adds the item's part to a vehicle, for example, and to what of it crosses the period's edge.
+template <typename Item, typename Summary>
+void add(const Item& item, const Totals& part, Summary& sum) {
+    for (Totals* totals : {&sum.totals, item.crosses ? &sum.crossing : nullptr}) {
+        if (!totals)
+            continue;
+        totals->insertions += part.insertions;
+        totals->kilometres += part.kilometres;
+        totals->seconds += part.seconds;
+        totals->kilometresWithoutCard += part.kilometresWithoutCard;
+        totals->kilometresWithoutData += part.kilometresWithoutData;
+    }
 }
 
 void sumUp(Logbook& book) {
@@ -129,29 +202,25 @@ void sumUp(Logbook& book) {
     for (const Insertion& insertion : book.insertions) {
         VehicleSummary& vehicle = book.vehicles[insertion.vehicle];
         DriverSummary& driver = book.drivers[insertion.driver];
-        ++vehicle.insertions;
-        ++driver.insertions;
         if (pairs.insert({insertion.vehicle, insertion.driver}).second) {
             ++vehicle.drivers;
             ++driver.vehicles;
         }
-        driver.seconds += insertion.duration();
-        if (insertion.slot != driverSlot)
-            continue;
-        vehicle.seconds += insertion.duration();
-        vehicle.kilometres += insertion.distance().value_or(0);
-        driver.kilometres += insertion.distance().value_or(0);
+        const bool drives = insertion.slot == driverSlot;
+        Totals part{1, drives ? insertion.distance().value_or(0) : 0, insertion.duration()};
+        add(insertion, part, driver);
+        if (!drives)
+            part.seconds = 0;
+        add(insertion, part, vehicle);
+        add(insertion, part, book);
     }
-    for (const Gap& gap : book.gaps)
-        book.vehicles[gap.vehicle].kilometresWithoutCard +=
-            qint64{gap.toOdometer} - gap.fromOdometer;
-    const auto isOverdue = [&book](std::optional<qint64> download, qint64 days) {
-        return download && book.newestDownload.value_or(0) - *download > days * secondsPerDay;
-    };
-    for (VehicleSummary& vehicle : book.vehicles)
-        vehicle.overdue = isOverdue(vehicle.lastDownload, vehicleDownloadDays);
-    for (DriverSummary& driver : book.drivers)
-        driver.overdue = isOverdue(driver.cardDownload, cardDownloadDays);
+    for (const Gap& gap : book.gaps) {
+        const qint64 kilometres = gap.distance().value_or(0);
+        const bool hasData = gap.kind == Gap::WithoutCard;
+        const Totals part{0, 0, 0, hasData ? kilometres : 0, hasData ? 0 : kilometres};
+        add(gap, part, book.vehicles[gap.vehicle]);
+        add(gap, part, book);
+    }
 }
 
 // Sorts `items` by name, drops those that are not wanted, and returns for each old index the new
@@ -177,14 +246,18 @@ std::vector<size_t> sortWanted(std::vector<Item>& items, QString Item::*name, Is
 // asks for something that only records can answer.
 void arrange(Logbook& book, const Filter& filter) {
     const bool anyTime = !filter.from && !filter.to;
+    std::vector<bool> hasGap(book.vehicles.size());
+    for (const Gap& gap : book.gaps)
+        hasGap[gap.vehicle] = true;
     const auto vehicles =
         sortWanted(book.vehicles, &VehicleSummary::plate, [&](const VehicleSummary& vehicle) {
-            return vehicle.insertions > 0 || vehicle.kilometresWithoutCard > 0 ||
+            return vehicle.totals.insertions > 0 ||
+                   hasGap[static_cast<size_t>(&vehicle - book.vehicles.data())] ||
                    (anyTime && filter.driver.isEmpty() && fits(vehicle, filter));
         });
     const auto drivers =
         sortWanted(book.drivers, &DriverSummary::name, [&](const DriverSummary& driver) {
-            return driver.insertions > 0 ||
+            return driver.totals.insertions > 0 ||
                    (anyTime && filter.plate.isEmpty() && fits(driver, filter));
         });
     for (Insertion& insertion : book.insertions) {
@@ -199,26 +272,144 @@ void arrange(Logbook& book, const Filter& filter) {
     std::stable_sort(book.gaps.begin(), book.gaps.end(), byVehicle);
 }
 
+// Calls `visit` with each index of a file that something shown was taken from.
+template <typename Visit>
+void visitFiles(Logbook& book, Visit visit) {
+    for (Insertion& insertion : book.insertions)
+        visit(insertion.file);
+    for (Gap& gap : book.gaps) {
+        visit(gap.fileBefore);
+        visit(gap.fileAfter);
+    }
+    for (VehicleSummary& vehicle : book.vehicles)
+        visit(vehicle.lastDownload.file);
+    for (DriverSummary& driver : book.drivers) {
+        for (CardSummary& card : driver.cards)
+            visit(card.lastDownload.file);
+    }
+}
+
+// Leaves those files, and what failed.
+void filterFiles(Logbook& book) {
+    std::vector<bool> isUsed(book.files.size());
+    visitFiles(book, [&isUsed](size_t file) { isUsed[file] = true; });
+    std::vector<size_t> newIndex(book.files.size());
+    std::vector<LogFile> left;
+    for (size_t i = 0; i < book.files.size(); ++i) {
+        LogFile& file = book.files[i];
+        newIndex[i] = left.size();
+        if (isUsed[i] || file.status == LogFile::Failed || file.copy == LogFile::NotCopied)
+            left.push_back(std::move(file));
+    }
+    book.files = std::move(left);
+    visitFiles(book, [&newIndex](size_t& file) { file = newIndex[file]; });
+}
+
+QString holderOf(const CardSummary& card) {
+    return card.number.left(14);
+}
+
+// How often it was renewed, then replaced; the characters count from 0 to 9, then from A to Z.
+QString issueOf(const CardSummary& card) {
+    return card.number.mid(15, 1) + card.number.mid(14, 1);
+}
+
+// The cards of one driver name, one for each file: keeps the newest download of each, orders them,
+// and says which count.
+void sortCards(DriverSummary& driver) {
+    std::vector<CardSummary>& cards = driver.cards;
+    const auto byNumber = [](const CardSummary& a, const CardSummary& b) {
+        return std::tie(a.number, b.lastDownload.time) < std::tie(b.number, a.lastDownload.time);
+    };
+    std::stable_sort(cards.begin(), cards.end(), byNumber);
+    cards.erase(std::unique(cards.begin(), cards.end(),
+                            [](const CardSummary& a, const CardSummary& b) {
+                                return a.number == b.number;
+                            }),
+                cards.end());
+    const auto byHolder = [](const CardSummary& card, const CardSummary& newer) {
+        return std::make_tuple(holderOf(card), newer.lastDownload.time, issueOf(newer));
+    };
+    std::stable_sort(cards.begin(), cards.end(), [&](const CardSummary& a, const CardSummary& b) {
+        return byHolder(a, b) < byHolder(b, a);
+    });
+    for (size_t i = 0; i < cards.size(); ++i) {
+        cards[i].counts = i == 0 || holderOf(cards[i]) != holderOf(cards[i - 1]);
+        driver.holders += cards[i].counts ? 1 : 0;
+    }
+}
+
+// Without a time the download is overdue if one from the future says that it was not known before.
+void judge(Download& download, qint64 allowedDays, const QDate& asOf, const Clock& clock) {
+    if (!download.time)
+        return;
+    download.age = clock.date(*download.time).daysTo(asOf);
+    download.isOverdue = *download.age > allowedDays;
+}
+
+void judgeDownloads(Logbook& book, const Clock& clock) {
+    for (VehicleSummary& vehicle : book.vehicles)
+        judge(vehicle.lastDownload, vehicleDownloadDays, book.asOf, clock);
+    for (DriverSummary& driver : book.drivers) {
+        sortCards(driver);
+        // Nobody knows whose card it is that gives no name.
+        driver.isOverdue =
+            driver.cards.empty() && book.counts.driverCards > 0 && !driver.name.isEmpty();
+        for (CardSummary& card : driver.cards) {
+            judge(card.lastDownload, cardDownloadDays, book.asOf, clock);
+            card.lastDownload.isOverdue &= card.counts;
+            driver.isOverdue |= card.lastDownload.isOverdue;
+        }
+    }
+}
+
+std::optional<qint64> distance(std::optional<quint32> from, std::optional<quint32> to) {
+    return from && to && *from <= *to ? std::make_optional(qint64{*to} - *from) : std::nullopt;
+}
+
+// What matters of a text for a search: capital letters without accents, no blanks and no commas.
+QString essence(const QString& text) {
+    static const QHash<QChar, QString> letters{
+        {0x0141, QStringLiteral("L")},  {0x00D8, QStringLiteral("O")},
+        {0x0110, QStringLiteral("D")},  {0x00D0, QStringLiteral("D")},
+        {0x0126, QStringLiteral("H")},  {0x0166, QStringLiteral("T")},
+        {0x00C6, QStringLiteral("AE")}, {0x0152, QStringLiteral("OE")},
+        {0x00DE, QStringLiteral("TH")},
+    };
+    QString result;
+    for (const QChar c : text.normalized(QString::NormalizationForm_KD).toUpper()) {
+        if (!c.isSpace() && !c.isMark() && c != QLatin1Char(','))
+            result += letters.value(c, c);
+    }
+    return result;
+}
+
 } // namespace
 
+bool matches(const QString& text, const QString& typed) {
+    static const QRegularExpression blanks(QStringLiteral("[\\s,]+"));
+    const QString all = essence(text);
+    const QStringList words = typed.split(blanks);
+    return std::all_of(words.begin(), words.end(),
+                       [&all](const QString& word) { return all.contains(essence(word)); });
+}
+
 std::optional<qint64> Insertion::distance() const {
-    if (!odometerAtInsertion || !odometerAtWithdrawal ||
-        *odometerAtWithdrawal < *odometerAtInsertion)
-        return std::nullopt;
-    return qint64{*odometerAtWithdrawal} - *odometerAtInsertion;
+    return readkey::distance(odometerAtInsertion, odometerAtWithdrawal);
 }
 
 qint64 Insertion::duration() const {
     return withdrawn ? std::max(*withdrawn - inserted, qint64{0}) : 0;
 }
 
+std::optional<qint64> Gap::distance() const {
+    return readkey::distance(odometerFrom, odometerTo);
+}
+
 void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
     file.plate = info.getPlateString();
-    const size_t index = indexOf(file.plate, &VehicleSummary::plate, m_book.vehicles, m_vehicles);
-    VehicleSummary& vehicle = m_book.vehicles[index];
-    vehicle.lastDownload = std::max(vehicle.lastDownload, file.downloaded);
-    m_book.newestDownload = std::max(m_book.newestDownload, file.downloaded);
-    m_book.files.push_back(std::move(file));
+    const size_t index = vehicleOf(file.plate);
+    m_book.vehicles[index].plate = file.plate;
 
     QHash<QString, size_t> drivers; // most holders come again and again
     const size_t begin = m_book.insertions.size();
@@ -229,11 +420,14 @@ void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
         Insertion& insertion = m_book.insertions.emplace_back(insertionOf(activity));
         insertion.vehicle = index;
         insertion.driver = *driver;
-        insertion.file = m_book.files.size() - 1;
+        insertion.file = m_book.files.size();
     }
-    mergeEqual(m_book, begin);
-    m_book.files.back().contents = orDash(vehicle.plate) + QStringLiteral(", ") +
-                                   counted(m_book.insertions.size() - begin, "insertion");
+    m_book.files.push_back(std::move(file));
+    sort(m_book, begin);
+    merge(m_book, begin);
+    LogFile& added = m_book.files.back();
+    added.contents = orDash(added.plate) + QStringLiteral(", ") +
+                     counted(m_book.insertions.size() - begin, "insertion");
 }
 
 void LogbookBuilder::addFile(LogFile file) {
@@ -242,36 +436,83 @@ void LogbookBuilder::addFile(LogFile file) {
     else if (file.status == LogFile::Skipped)
         file.contents = QStringLiteral("not a download: ") + file.reason;
     else
-        takeCard(file);
+        file.contents = cardTypeName(file.cardType) + QStringLiteral(" card");
+    if (isDriverCard(file.cardType)) {
+        file.holder = file.holder.simplified();
+        file.contents += QLatin1Char(' ') + file.cardNumber + QLatin1Char(' ') + file.holder;
+    }
     m_book.files.push_back(std::move(file));
 }
 
-void LogbookBuilder::takeCard(LogFile& file) {
-    file.contents = cardTypeName(file.cardType) + QStringLiteral(" card");
-    m_book.newestDownload = std::max(m_book.newestDownload, file.downloaded);
-    if (!isDriverCard(file.cardType))
-        return;
-    file.holder = file.holder.simplified();
-    file.contents += QLatin1Char(' ') + file.cardNumber + QLatin1Char(' ') + file.holder;
-    DriverSummary& driver = m_book.drivers[driverOf(file.holder)];
-    if (driver.cardDownload >= file.downloaded)
-        return;
-    driver.cardDownload = file.downloaded;
-    driver.cardNumber = file.cardNumber;
-    driver.cardGeneration = file.cardGeneration;
+size_t LogbookBuilder::vehicleOf(const QString& plate) {
+    static const QRegularExpression blanks(QStringLiteral("\\s+"));
+    return indexOf(plate.toUpper().remove(blanks), m_book.vehicles, m_vehicles);
 }
 
 size_t LogbookBuilder::driverOf(const QString& name) {
-    return indexOf(name, &DriverSummary::name, m_book.drivers, m_drivers);
+    const size_t index = indexOf(name, m_book.drivers, m_drivers);
+    m_book.drivers[index].name = name;
+    return index;
 }
 
-Logbook LogbookBuilder::finish(const Filter& filter) {
-    mergeEqual(m_book, 0);
-    m_book.insertionsFound = m_book.insertions.size();
+// Counts the files, and gives each vehicle its newest download and each driver the cards.
+void LogbookBuilder::takeDownloads(const Clock& clock) {
+    const qint64 future = clock.startOf(m_book.asOf.addDays(1));
+    FileCounts& counts = m_book.counts;
+    for (size_t i = 0; i < m_book.files.size(); ++i) {
+        LogFile& file = m_book.files[i];
+        counts.files += file.status != LogFile::Skipped ? 1 : 0;
+        counts.failed += file.status == LogFile::Failed ? 1 : 0;
+        ++counts.copies[file.copy];
+        if (file.status != LogFile::Ok)
+            continue;
+        file.isFromFuture = file.downloaded && *file.downloaded >= future;
+        Download download;
+        download.file = i;
+        download.isOverdue = file.isFromFuture;
+        if (file.isFromFuture) {
+            ++counts.fromFuture;
+            file.contents += QStringLiteral(", from the future");
+        } else {
+            download.time = file.downloaded;
+        }
+        m_book.newestDownload = std::max(m_book.newestDownload, download.time);
+        if (file.kind == LogFile::Vehicle) {
+            ++counts.vehicles;
+            VehicleSummary& vehicle = m_book.vehicles[vehicleOf(file.plate)];
+            if (download.time > vehicle.lastDownload.time)
+                vehicle.plate = file.plate;
+            if (!vehicle.lastDownload.time || download.time > vehicle.lastDownload.time)
+                vehicle.lastDownload = download;
+        } else if (isDriverCard(file.cardType)) {
+            ++counts.driverCards;
+            m_book.drivers[driverOf(file.holder)].cards.push_back(
+                {file.cardNumber, file.cardGeneration, download});
+        }
+    }
+}
+
+Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Clock& clock) {
+    m_book.asOf = asOf;
+    takeDownloads(clock);
+    for (LogFile& file : m_book.files) {
+        if (file.status == LogFile::Ok && file.kind == LogFile::Vehicle)
+            file.plate = m_book.vehicles[vehicleOf(file.plate)].plate;
+    }
+    judgeDownloads(m_book, clock);
+    sort(m_book, 0);
     findGaps(m_book);
+    merge(m_book, 0);
+    m_book.insertionsFound = m_book.insertions.size();
+    for (const Insertion& insertion : m_book.insertions) {
+        std::optional<qint64>& first = m_book.vehicles[insertion.vehicle].knownFrom;
+        first = std::min(first.value_or(insertion.inserted), insertion.inserted);
+    }
     filterRecords(m_book, filter);
     sumUp(m_book);
     arrange(m_book, filter);
+    if (filter.isActive())
+        filterFiles(m_book);
     return std::move(m_book);
 }
 

@@ -5,8 +5,9 @@
 // (plate, slot, insertion time, holder), taken from the newest download that closes it.
 #pragma once
 
+#include "clock.h"
+
 #include <QtCore/QHash>
-#include <QtCore/QString>
 
 #include <optional>
 #include <vector>
@@ -34,9 +35,10 @@ struct LogFile {
 
     int cardType = 0; // as the card library numbers them; 0: no card
     int cardGeneration = 0;
-    QString cardNumber; // of driver cards, like the holder
-    QString holder;     // "first names surname"
-    QString plate;      // of a vehicle-unit file
+    QString cardNumber;        // of driver cards, like the holder
+    QString holder;            // "first names surname"
+    QString plate;             // of a vehicle-unit file
+    bool isFromFuture = false; // later than the day asOf: its time is not believed
 };
 
 struct Insertion {
@@ -47,7 +49,8 @@ struct Insertion {
     std::optional<qint64> withdrawn; // none: not withdrawn when the vehicle was downloaded
     std::optional<quint32> odometerAtInsertion; // kilometres
     std::optional<quint32> odometerAtWithdrawal;
-    size_t file = 0; // where it was taken from
+    size_t file = 0;      // where it was taken from
+    bool crosses = false; // the edge of the filter's period: the period beside it has it, too
 
     // Kilometres; none where a value is missing or runs back.
     std::optional<qint64> distance() const;
@@ -55,36 +58,72 @@ struct Insertion {
     qint64 duration() const;
 };
 
-// Kilometres that a vehicle was driven without a card in the driver's slot.
+// A stretch between two insertions into the driver's slot.
+//
+// Without a card: one download has both the withdrawal before it and the insertion after it, so no
+// card was in, and the vehicle was driven. Without data: no download has both. It is listed however
+// far the vehicle was driven. It begins at the download where the card before it was still in.
 struct Gap {
+    enum Kind { WithoutCard, WithoutData };
+
+    Kind kind = WithoutCard;
     size_t vehicle = 0;
     qint64 from = 0; // the withdrawal before, the insertion after
     qint64 to = 0;
-    quint32 fromOdometer = 0;
-    quint32 toOdometer = 0;
+    std::optional<quint32> odometerFrom;
+    std::optional<quint32> odometerTo;
+    size_t fileBefore = 0; // which has the insertion before, and the one after
+    size_t fileAfter = 0;
+    bool crosses = false; // as an insertion does
+
+    std::optional<qint64> distance() const; // as an insertion's
+};
+
+// When something was downloaded last. A download from the future counts as none.
+struct Download {
+    std::optional<qint64> time; // seconds since 1970 UTC
+    std::optional<qint64> age;  // whole days: midnights from `time` until the day asOf
+    size_t file = 0;            // its file, from the future where there is no time
+    // Older than allowed; or it is known that there is none ("never"), and `time` is empty.
+    bool isOverdue = false;
+};
+
+struct Totals {
+    qint64 insertions = 0;
+    qint64 kilometres = 0; // with a card in the driver's slot
+    qint64 seconds = 0; // that a card was in: of a driver in any slot, otherwise the driver's slot
+    qint64 kilometresWithoutCard = 0; // of a driver always 0, like those without data
+    qint64 kilometresWithoutData = 0; // as far as odometers say
 };
 
 struct VehicleSummary {
-    QString plate;
-    std::optional<qint64> lastDownload;
-    bool overdue = false; // at the newest download of all
-    qint64 insertions = 0;
+    QString plate; // as the newest download has it
+    Download lastDownload;
+    std::optional<qint64> knownFrom; // the first insertion of all, whatever the filter
     qint64 drivers = 0;
-    qint64 kilometres = 0; // with a card in the driver's slot
-    qint64 seconds = 0;    // likewise
-    qint64 kilometresWithoutCard = 0;
+    Totals totals;
+    Totals crossing; // the part of them that crosses the edge of the filter's period
+};
+
+struct CardSummary {
+    QString number;
+    int generation = 0;
+    Download lastDownload;
+    // The first 14 characters are the holder's, the last two count replacements and renewals. Of
+    // one holder's cards the one that was downloaded last counts; of equal ones the one that was
+    // renewed, then replaced, more often. No other is overdue.
+    bool counts = false;
 };
 
 struct DriverSummary {
-    QString name; // "first names surname"
-    QString cardNumber;
-    int cardGeneration = 0;
-    std::optional<qint64> cardDownload; // the newest
-    bool overdue = false;
-    qint64 insertions = 0;
+    QString name;                   // "first names surname"
+    std::vector<CardSummary> cards; // holder by holder, the one that counts first
+    qint64 holders = 0;             // by the cards; above 1 an insertion may be of any of them
+    // A card that counts is; or there is none, but there are cards of others.
+    bool isOverdue = false;
     qint64 vehicles = 0;
-    qint64 kilometres = 0; // in the driver's slot
-    qint64 seconds = 0;    // in any slot
+    Totals totals;
+    Totals crossing;
 };
 
 struct Failure {
@@ -93,25 +132,41 @@ struct Failure {
     QString reason;
 };
 
-// Which insertions are wanted. Texts may be any part, in any letter case.
+// Which insertions are wanted.
 struct Filter {
     QString plate;
-    QString driver;             // of the name or the card number
+    QString driver;             // of the name or of a card's number
     std::optional<qint64> from; // seconds since 1970 UTC
     std::optional<qint64> to;   // the first second that is too late
 
     bool isActive() const { return !plate.isEmpty() || !driver.isEmpty() || from || to; }
 };
 
+// How many files of all keys, whatever the filter.
+struct FileCounts {
+    size_t files = 0; // without the skipped ones
+    size_t driverCards = 0;
+    size_t vehicles = 0;
+    size_t failed = 0;
+    size_t fromFuture = 0;
+    size_t copies[4] = {}; // by LogFile::Copy
+};
+
 // The words for a file's kind, status and copy; empty where there is none.
 constexpr const char* kindNames[] = {"card", "vehicle", ""};
 constexpr const char* statusNames[] = {"ok", "failed", "skipped"};
 constexpr const char* copyNames[] = {"", "copied", "kept", "failed"};
+constexpr const char* gapNames[] = {"card", "data"}; // what is missing
+
+// Whether each word of what somebody typed is in the text. Words end at blanks and commas. Then
+// both sides are compared without them: in compatibility decomposition (NFKD), in capital letters,
+// without marks (accents), blanks and commas, and L for the letter with a stroke; so with O, D, H
+// and T, with AE and OE for their ligatures, D for eth and TH for thorn.
+bool matches(const QString& text, const QString& typed);
 
 constexpr quint16 driverSlot = 0;
 
 // A vehicle's data must be downloaded every 90 days, a driver card's every 28.
-constexpr qint64 secondsPerDay = 86400;
 constexpr qint64 vehicleDownloadDays = 90;
 constexpr qint64 cardDownloadDays = 28;
 
@@ -122,7 +177,11 @@ struct Logbook {
     std::vector<VehicleSummary> vehicles; // by plate
     std::vector<DriverSummary> drivers;   // by name
     std::vector<Failure> failures;
-    std::optional<qint64> newestDownload; // of the files that could be read: ages count from it
+    Totals totals; // of all vehicles
+    Totals crossing;
+    FileCounts counts;
+    std::optional<qint64> newestDownload; // of the files that could be read
+    QDate asOf;                           // the day to which ages count: until its last second
     size_t otherEntries = 0;              // of the keys, that do not look like downloads
     size_t insertionsFound = 0;           // with those that the filter leaves out
 };
@@ -136,15 +195,17 @@ public:
     void addFailure(Failure failure) { m_book.failures.push_back(std::move(failure)); }
     void addOtherEntries(size_t count) { m_book.otherEntries += count; }
 
-    // Merges, filters and adds up. Call it once, at the end.
-    Logbook finish(const Filter& filter);
+    // Merges, filters and adds up. Call it once, at the end. A download is from the future where it
+    // is later than the day `asOf` of this clock.
+    Logbook finish(const Filter& filter, const QDate& asOf, const Clock& clock);
 
 private:
+    size_t vehicleOf(const QString& plate);
     size_t driverOf(const QString& name);
-    void takeCard(LogFile& file);
+    void takeDownloads(const Clock& clock);
 
     Logbook m_book;
-    QHash<QString, size_t> m_vehicles; // indices by plate
+    QHash<QString, size_t> m_vehicles; // indices by plate, without what does not tell two apart
     QHash<QString, size_t> m_drivers;  // by name
 };
 

@@ -71,13 +71,18 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
 // is shown.
 int run(const Options& options, StandardOutput& out) {
     console::setDebugLines(options.verbose);
+    const Clock clock{options.utc};
+    if (!clock.isZoneKnown())
+        console::error(QStringLiteral("times are UTC: the time zone TZ=%1 is not known here")
+                           .arg(qEnvironmentVariable("TZ")));
     LogbookBuilder builder;
     const bool isComplete = readKeys(options, builder, options.view ? nullptr : &out);
     if (console::interruption() != 0) {
         console::error(QStringLiteral("interrupted, nothing is complete"));
         return EXIT_FAILURE;
     }
-    const bool isShown = !options.view || show(builder.finish(options.filter), options, out);
+    const bool isShown =
+        !options.view || show(builder.finish(options.filter, options.asOf, clock), options, out);
     return isComplete && isShown ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

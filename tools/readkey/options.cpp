@@ -73,7 +73,7 @@ struct Values {
 
     QDate date(const char* name) {
         const QString text = value(name);
-        const QDate date = QDate::fromString(text, Qt::ISODate);
+        const QDate date = QDate::fromString(text, QStringLiteral("yyyy-MM-dd"));
         if (isSet(name) && !date.isValid())
             refuse(QStringLiteral("--%1 needs a date such as 2024-03-15, not \"%2\"")
                        .arg(QLatin1String(name), text));
@@ -81,19 +81,16 @@ struct Values {
     }
 };
 
-Filter filterOf(Values& values, bool utc) {
+Filter filterOf(Values& values, const Clock& clock) {
     Filter result;
     result.plate = values.value("vehicle");
     result.driver = values.value("driver");
     const QDate from = values.date("from");
     const QDate to = values.date("to");
-    const auto start = [utc](const QDate& date) {
-        return date.startOfDay(utc ? Qt::UTC : Qt::LocalTime).toSecsSinceEpoch();
-    };
     if (from.isValid())
-        result.from = start(from);
+        result.from = clock.startOf(from);
     if (to.isValid())
-        result.to = start(to.addDays(1));
+        result.to = clock.startOf(to.addDays(1));
     if (from.isValid() && to.isValid() && to < from)
         values.refuse(QStringLiteral("--from is later than --to"));
     return result;
@@ -136,7 +133,10 @@ CommandLine optionsOf(const QCommandLineParser& parser) {
     if (options.paths.contains(QString()))
         values.refuse(QStringLiteral("PATH is empty"));
     options.utc = values.isSet("utc");
-    options.filter = filterOf(values, options.utc);
+    const Clock clock{options.utc};
+    options.filter = filterOf(values, clock);
+    const QDate asOf = values.date("as-of");
+    options.asOf = asOf.isValid() ? asOf : clock.date(QDateTime::currentSecsSinceEpoch());
     chooseView(values, options);
     options.copyTo = values.value("copy-to");
     options.makeDownloadedDir = values.isSet("downloaded-dir");

@@ -17,6 +17,7 @@ struct Options {
     const View* view = nullptr; // none: the library's own events
     QString viewArgument;       // of --csv: what; of --html: the file
     Filter filter;
+    QDate asOf; // the day to which ages count
     bool utc = false;
     QString copyTo; // empty: nothing is copied
     bool makeDownloadedDir = false;

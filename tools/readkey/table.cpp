@@ -10,7 +10,7 @@ namespace readkey {
 
 namespace {
 
-constexpr int shortestName = 8;
+constexpr int shortestName = 12;
 
 // The text cut to so many columns, with an ellipsis at its end.
 QString shortened(const QString& text, int width) {
@@ -32,13 +32,8 @@ Paper Paper::ofStandardOutput(bool utc) {
             isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb"};
 }
 
-QString Paper::fitting(const QString& line) const {
-    return width > 0 && displayWidth(line) > width ? shortened(line, width) : line;
-}
-
 QString Paper::heading(const QString& line) const {
-    const QString text = fitting(line);
-    return (isColoured ? QLatin1String("\033[1m") + text + QLatin1String("\033[0m") : text) +
+    return (isColoured ? QLatin1String("\033[1m") + line + QLatin1String("\033[0m") : line) +
            QLatin1Char('\n');
 }
 
@@ -65,38 +60,51 @@ void Table::addRow(const std::vector<QString>& cells, bool isAlarm) {
     m_alarms.push_back(isAlarm);
 }
 
-std::vector<int> Table::columnWidths(const Paper& paper) const {
+std::vector<int> Table::widestCells() const {
     std::vector<int> widths(m_columns.size());
     for (size_t i = widths.size(); i < m_cells.size(); ++i) {
         const size_t column = i % widths.size();
         const int width = m_cells[i].width;
-        const int limit = paper.width == 0 ? m_columns[column].limit : 0;
+        const int limit = m_columns[column].limit;
         if (width > 0)
             widths[column] = std::max(
                 {widths[column], m_cells[column].width, limit == 0 || width <= limit ? width : 0});
     }
-    const int total = std::accumulate(widths.begin(), widths.end(), 0, [](int sum, int width) {
-        return width == 0 ? sum : sum + 2 + width;
-    });
-    int tooMuch = paper.width == 0 ? 0 : total - paper.width;
-    for (size_t i = widths.size(); i-- > 0;) {
-        const int cut = std::min(tooMuch, widths[i] - shortestName);
-        if (cut <= 0 || !m_columns[i].isName)
-            continue;
-        widths[i] -= cut;
-        tooMuch -= cut;
-    }
     return widths;
 }
 
-QString Table::line(size_t row, const std::vector<int>& widths, bool onTerminal) const {
+std::vector<int> Table::columnWidths(const Paper& paper) const {
+    std::vector<int> all = widestCells();
+    for (int turn = 1;; ++turn) {
+        std::vector<int> widths = all;
+        const int total = std::accumulate(all.begin(), all.end(), 0, [](int sum, int width) {
+            return width == 0 ? sum : sum + 2 + width;
+        });
+        int tooMuch = paper.width == 0 ? 0 : total - paper.width;
+        for (size_t i = widths.size(); i-- > 0;) {
+            const int cut = std::min(tooMuch, widths[i] - shortestName);
+            if (cut <= 0 || !m_columns[i].isName)
+                continue;
+            widths[i] -= cut;
+            tooMuch -= cut;
+        }
+        const auto next =
+            std::find_if(m_columns.begin(), m_columns.end(),
+                         [turn](const Column& column) { return column.turn == turn; });
+        if (tooMuch <= 0 || next == m_columns.end())
+            return widths;
+        all[static_cast<size_t>(next - m_columns.begin())] = 0;
+    }
+}
+
+QString Table::line(size_t row, const std::vector<int>& widths) const {
     QString result;
     int position = 0;
     for (size_t i = 0; i < widths.size(); ++i) {
         if (widths[i] == 0)
             continue;
         Cell cell = m_cells[row * widths.size() + i];
-        if (cell.width > widths[i] && onTerminal) {
+        if (cell.width > widths[i] && m_columns[i].limit == 0) {
             cell.text = shortened(cell.text, widths[i]);
             cell.width = displayWidth(cell.text);
         } else if (cell.width > widths[i]) {
@@ -118,9 +126,9 @@ QString Table::line(size_t row, const std::vector<int>& widths, bool onTerminal)
 
 QString Table::text(const Paper& paper) const {
     const std::vector<int> widths = columnWidths(paper);
-    QString result = paper.heading(line(0, widths, paper.width > 0));
+    QString result = paper.heading(line(0, widths));
     for (size_t row = 1; row < m_alarms.size(); ++row) {
-        const QString text = paper.fitting(line(row, widths, paper.width > 0));
+        const QString text = line(row, widths);
         result += (m_alarms[row] ? paper.alarm(text) : text) + QLatin1Char('\n');
     }
     return result;

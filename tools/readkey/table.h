@@ -2,6 +2,7 @@
 // is shown as an escape.
 #pragma once
 
+#include "clock.h"
 #include "text.h"
 
 #include <vector>
@@ -15,21 +16,22 @@ struct Paper {
     bool isColoured = false; // bold headings, red failures
 
     static Paper ofStandardOutput(bool utc);
-    QString fitting(const QString& line) const; // cut to the terminal's width
-    QString heading(const QString& line) const; // likewise, with the end of its line
+    QString heading(const QString& line) const; // with the end of its line
     QString alarm(const QString& text) const;
 };
 
+// On a narrow terminal names are shortened, to 12 columns at least, and then whole columns go. A
+// number is never shortened: what is still too wide is left to the terminal.
 struct Column {
-    static Column left(const char* title) { return {title, false}; }
-    static Column right(const char* title) { return {title, true}; }
-    // Shortened on a narrow terminal. Elsewhere, a cell longer than `limit` pushes the next to a
-    // line below; 0: none does.
-    static Column name(const char* title, int limit = 0) { return {title, false, true, limit}; }
+    static Column left(const char* title, int turn = 0) { return {title, false, false, turn}; }
+    static Column right(const char* title, int turn = 0) { return {title, true, false, turn}; }
+    // A cell longer than `limit` pushes the next to a line below; 0: none does.
+    static Column name(const char* title, int limit = 0) { return {title, false, true, 0, limit}; }
 
     const char* title;
     bool isRight;
-    bool isName = false;
+    bool isName;
+    int turn; // when it goes: 1 is the first; 0 stays
     int limit = 0;
 };
 
@@ -51,8 +53,9 @@ private:
         int width;
     };
 
+    std::vector<int> widestCells() const;
     std::vector<int> columnWidths(const Paper& paper) const;
-    QString line(size_t row, const std::vector<int>& widths, bool onTerminal) const;
+    QString line(size_t row, const std::vector<int>& widths) const;
 
     std::vector<Column> m_columns;
     std::vector<Cell> m_cells; // row by row; the first row holds the titles

@@ -3,33 +3,123 @@
 #include "options.h"
 #include "table.h"
 
+#include <QtCore/QLocale>
+
 #include <limits>
+#include <utility>
 
 namespace readkey {
 
 namespace {
 
-// The download time is left out where the terminal is too narrow for it: the names carry it too.
-constexpr int widthForTimes = 100;
+// "1,240"
+QString grouped(qint64 number) {
+    return QLocale(QLocale::English).toString(number);
+}
+
+QString hours(qint64 seconds) {
+    return QString::number(static_cast<double>(seconds) / 3600, 'f', 1) + QStringLiteral(" h");
+}
+
+// "95 d", "95 d overdue", or "never".
+QString ageText(const Download& download) {
+    if (!download.age)
+        return download.isOverdue ? QStringLiteral("never") : QStringLiteral("-");
+    return QString::number(*download.age) + QLatin1String(download.isOverdue ? " d overdue" : " d");
+}
+
+// "1,240 km, 31.5 h", and what was driven without a card or without data.
+QString sumText(const Totals& totals) {
+    QStringList parts{grouped(totals.kilometres) + QStringLiteral(" km"), hours(totals.seconds)};
+    if (totals.kilometresWithoutCard > 0)
+        parts.append(grouped(totals.kilometresWithoutCard) + QStringLiteral(" km without card"));
+    if (totals.kilometresWithoutData > 0)
+        parts.append(grouped(totals.kilometresWithoutData) + QStringLiteral(" km without data"));
+    return parts.join(QStringLiteral(", "));
+}
+
+bool isNothing(const Totals& totals) {
+    return totals.insertions + totals.kilometresWithoutCard + totals.kilometresWithoutData == 0;
+}
+
+// "  3 of these cross the period: 1,240 km, 31.5 h"; empty where none does.
+QString crossingLine(const Totals& crossing) {
+    if (isNothing(crossing))
+        return {};
+    return QStringLiteral("  %1 of these %2 the period: %3\n")
+        .arg(grouped(crossing.insertions),
+             QLatin1String(crossing.insertions == 1 ? "crosses" : "cross"), sumText(crossing));
+}
 
 QString openingText(const Logbook& book, const Options& options) {
-    QString result = QStringLiteral("Times are %1\n").arg(Clock{options.utc}.zone());
+    QString result = QStringLiteral("Times are %1\nAges count to %2\n")
+                         .arg(Clock{options.utc}.zone(), book.asOf.toString(Qt::ISODate));
+    if (book.counts.fromFuture > 0)
+        result += QStringLiteral("From the future, and not counted: %1\n")
+                      .arg(counted(book.counts.fromFuture, "download"));
     if (options.filter.isActive())
         result += QStringLiteral("Only what matches the filter is shown: %1 of %2\n")
                       .arg(book.insertions.size())
                       .arg(counted(book.insertionsFound, "insertion"));
-    return result + QLatin1Char('\n');
+    return result + crossingLine(book.crossing) + QLatin1Char('\n');
+}
+
+// The same in a column.
+QString crossingCell(const Totals& crossing) {
+    return isNothing(crossing)
+               ? QString()
+               : grouped(crossing.insertions) + QLatin1String(": ") + sumText(crossing);
+}
+
+// The name, and how many drivers have it.
+QString nameOf(const DriverSummary& driver) {
+    return orDash(driver.name) +
+           (driver.holders > 1 ? QStringLiteral(" (%1 drivers)").arg(driver.holders) : QString());
+}
+
+// A line for each card; the totals of all are in the first.
+void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, const Paper& paper) {
+    std::vector<QString> totals = {QString::number(driver.totals.insertions),
+                                   QString::number(driver.vehicles), hours(driver.totals.seconds),
+                                   QString::number(driver.totals.kilometres),
+                                   crossingCell(driver.crossing)};
+    const auto addRow = [&](std::vector<QString> cells, bool isAlarm) {
+        cells.insert(cells.end(), totals.begin(), totals.end());
+        table.addRow(cells, isAlarm);
+        totals.assign(totals.size(), {});
+    };
+    QString name = nameOf(driver);
+    for (const CardSummary& card : driver.cards) {
+        const Download& download = card.lastDownload;
+        addRow({std::exchange(name, QString()), orDash(card.number),
+                QString::number(card.generation), paper.clock.minute(download.time),
+                ageText(download) + QLatin1String(card.counts ? "" : ", not counted")},
+               download.isOverdue);
+    }
+    const QString none = QStringLiteral("-");
+    if (driver.cards.empty())
+        addRow({name, none, none, none,
+                driver.isOverdue               ? QStringLiteral("never")
+                : book.counts.driverCards == 0 ? QStringLiteral("no card files")
+                                               : none},
+               driver.isOverdue);
 }
 
 QString driversText(const Logbook& book, const Paper& paper) {
-    Table table({Column::name("Driver"), Column::left("Card number"), Column::left("Gen"),
-                 Column::left("Card downloaded"), Column::right("Insertions")});
-    for (const DriverSummary& driver : book.drivers)
-        table.addRow(
-            {orDash(driver.name), orDash(driver.cardNumber),
-             driver.cardDownload ? QString::number(driver.cardGeneration) : QStringLiteral("-"),
-             paper.clock.minute(driver.cardDownload), QString::number(driver.insertions)});
-    return table.section("Drivers", paper);
+    Table table({Column::name("Driver"), Column::left("Card number", 5), Column::left("Gen", 1),
+                 Column::left("Card downloaded", 4), Column::left("Age"), Column::right("Ins.", 3),
+                 Column::right("Vehicles", 2), Column::right("Card in", 7), Column::right("km"),
+                 Column::left("Crossing the period", 6)});
+    bool isAmbiguous = false;
+    for (const DriverSummary& driver : book.drivers) {
+        addDriver(table, book, driver, paper);
+        isAmbiguous |= driver.holders > 1;
+    }
+    return table.section("Drivers", paper) +
+           (isAmbiguous
+                ? QStringLiteral("  Where several drivers have one name, an insertion may be "
+                                 "of any of them.\n")
+                : QString());
 }
 
 QString slotName(quint16 slot) {
@@ -39,15 +129,15 @@ QString slotName(quint16 slot) {
 }
 
 void addGap(Table& table, const Gap& gap, const Clock& clock) {
-    table.addRow({QStringLiteral("(no card)"), slotName(driverSlot), clock.minute(gap.from),
-                  clock.end(gap.from, gap.to), QString::number(gap.fromOdometer),
-                  QString::number(gap.toOdometer),
-                  QString::number(gap.toOdometer - gap.fromOdometer)});
+    table.addRow({QStringLiteral("(no %1)").arg(QLatin1String(gapNames[gap.kind])),
+                  slotName(driverSlot), clock.minute(gap.from), clock.end(gap.from, gap.to),
+                  orDash(numberText(gap.odometerFrom)), orDash(numberText(gap.odometerTo)),
+                  orDash(numberText(gap.distance()))});
 }
 
 void addInsertion(Table& table, const Insertion& insertion, const QString& driver,
                   const Clock& clock) {
-    table.addRow({orDash(driver), slotName(insertion.slot), clock.minute(insertion.inserted),
+    table.addRow({driver, slotName(insertion.slot), clock.minute(insertion.inserted),
                   clock.end(insertion.inserted, insertion.withdrawn),
                   orDash(numberText(insertion.odometerAtInsertion)),
                   orDash(numberText(insertion.odometerAtWithdrawal)),
@@ -55,9 +145,13 @@ void addInsertion(Table& table, const Insertion& insertion, const QString& drive
 }
 
 QString vehicleHeading(const VehicleSummary& vehicle, const Paper& paper) {
+    const Download& download = vehicle.lastDownload;
     QString heading = QStringLiteral("Vehicle ") + printable(orDash(vehicle.plate));
-    if (vehicle.lastDownload)
-        heading += QStringLiteral(", downloaded ") + paper.clock.minute(vehicle.lastDownload);
+    if (download.time)
+        heading += QStringLiteral(", downloaded %1 (%2)")
+                       .arg(paper.clock.minute(download.time), ageText(download));
+    else if (download.isOverdue)
+        heading += QStringLiteral(", downloaded never");
     return QLatin1Char('\n') + paper.heading(heading);
 }
 
@@ -66,8 +160,8 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
     auto insertion = book.insertions.begin();
     auto gap = book.gaps.begin();
     for (size_t vehicle = 0; vehicle < book.vehicles.size(); ++vehicle) {
-        Table table({Column::name("Driver"), Column::left("Slot"), Column::left("From"),
-                     Column::left("To"), Column::right("km from"), Column::right("km to"),
+        Table table({Column::name("Driver"), Column::left("Slot", 3), Column::left("From"),
+                     Column::left("To", 4), Column::right("km from", 1), Column::right("km to", 2),
                      Column::right("km")});
         const auto addGapsUntil = [&](qint64 time) {
             for (; gap != book.gaps.end() && gap->vehicle == vehicle && gap->to <= time; ++gap)
@@ -75,60 +169,39 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
         };
         for (; insertion != book.insertions.end() && insertion->vehicle == vehicle; ++insertion) {
             addGapsUntil(insertion->inserted);
-            addInsertion(table, *insertion, book.drivers[insertion->driver].name, paper.clock);
+            addInsertion(table, *insertion, nameOf(book.drivers[insertion->driver]), paper.clock);
         }
         addGapsUntil(std::numeric_limits<qint64>::max());
         const QString rows =
             table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper);
-        out.write((vehicleHeading(book.vehicles[vehicle], paper) + rows).toUtf8());
+        const VehicleSummary& summary = book.vehicles[vehicle];
+        out.write(
+            (vehicleHeading(summary, paper) + rows + crossingLine(summary.crossing)).toUtf8());
     }
 }
 
-// "95 d" or "95 d overdue".
-QString ageText(const Logbook& book, std::optional<qint64> download, bool isOverdue) {
-    if (!download || !book.newestDownload)
-        return QStringLiteral("-");
-    return QString::number((*book.newestDownload - *download) / secondsPerDay) +
-           QLatin1String(isOverdue ? " d overdue" : " d");
-}
-
-QString hours(qint64 seconds) {
-    return QString::number(static_cast<double>(seconds) / 3600, 'f', 1);
-}
-
 QString vehicleTotals(const Logbook& book, const Paper& paper) {
-    Table table({Column::name("Vehicle"), Column::left("Downloaded"), Column::left("Age"),
-                 Column::right("Ins."), Column::right("Drivers"), Column::right("Hours"),
-                 Column::right("km"), Column::right("km without card")});
-    for (const VehicleSummary& vehicle : book.vehicles)
-        table.addRow({orDash(vehicle.plate), paper.clock.minute(vehicle.lastDownload),
-                      ageText(book, vehicle.lastDownload, vehicle.overdue),
-                      QString::number(vehicle.insertions), QString::number(vehicle.drivers),
-                      hours(vehicle.seconds), QString::number(vehicle.kilometres),
-                      QString::number(vehicle.kilometresWithoutCard)},
-                     vehicle.overdue);
+    Table table({Column::name("Vehicle"), Column::left("Downloaded", 3), Column::left("Age"),
+                 Column::right("Ins.", 2), Column::right("Drivers", 1), Column::right("Card in", 5),
+                 Column::right("km", 6), Column::right("km without card"),
+                 Column::right("km without data", 7), Column::left("Crossing the period", 4)});
+    for (const VehicleSummary& vehicle : book.vehicles) {
+        const Totals& totals = vehicle.totals;
+        table.addRow(
+            {orDash(vehicle.plate), paper.clock.minute(vehicle.lastDownload.time),
+             ageText(vehicle.lastDownload), QString::number(totals.insertions),
+             QString::number(vehicle.drivers), hours(totals.seconds),
+             QString::number(totals.kilometres), QString::number(totals.kilometresWithoutCard),
+             QString::number(totals.kilometresWithoutData), crossingCell(vehicle.crossing)},
+            vehicle.lastDownload.isOverdue);
+    }
     return table.section("Vehicles", paper);
 }
 
-QString driverTotals(const Logbook& book, const Paper& paper) {
-    Table table({Column::name("Driver"), Column::left("Card downloaded"), Column::left("Age"),
-                 Column::right("Ins."), Column::right("Vehicles"), Column::right("Hours"),
-                 Column::right("km")});
-    for (const DriverSummary& driver : book.drivers)
-        table.addRow({orDash(driver.name), paper.clock.minute(driver.cardDownload),
-                      ageText(book, driver.cardDownload, driver.overdue),
-                      QString::number(driver.insertions), QString::number(driver.vehicles),
-                      hours(driver.seconds), QString::number(driver.kilometres)},
-                     driver.overdue);
-    return table.section("Drivers", paper);
-}
-
 QString filesText(const Logbook& book, const Paper& paper) {
-    Table table({Column::left("Downloaded"), Column::left("Copy"), Column::name("Name", 30),
-                 Column::name("Contents")});
+    Table table({Column::left("Copy"), Column::name("Name", 30), Column::left("Contents")});
     for (const LogFile& file : book.files)
-        table.addRow({paper.width < widthForTimes ? QString() : paper.clock.minute(file.downloaded),
-                      QLatin1String(copyNames[file.copy]), file.name, file.contents},
+        table.addRow({QLatin1String(copyNames[file.copy]), file.name, file.contents},
                      file.status == LogFile::Failed || file.copy == LogFile::NotCopied);
     return table.section("Files", paper);
 }
@@ -147,32 +220,22 @@ QString failuresText(const Logbook& book, const Paper& paper) {
 
 // "12 files, 4 driver cards, 6 vehicle downloads, 24 insertions, 12 copied, 1 failed."
 QString countsText(const Logbook& book) {
-    size_t files = 0;
-    size_t cards = 0;
-    size_t vehicles = 0;
-    size_t failed = 0;
-    size_t copies[] = {0, 0, 0, 0};
-    for (const LogFile& file : book.files) {
-        files += file.status != LogFile::Skipped ? 1 : 0;
-        cards += isDriverCard(file.cardType) ? 1 : 0;
-        vehicles += file.status == LogFile::Ok && file.kind == LogFile::Vehicle ? 1 : 0;
-        failed += file.status == LogFile::Failed ? 1 : 0;
-        ++copies[file.copy];
-    }
-    QString result = QStringList{counted(files, "file"), counted(cards, "driver card"),
-                                 counted(vehicles, "vehicle download"),
-                                 counted(book.insertions.size(), "insertion")}
-                         .join(QStringLiteral(", "));
+    const FileCounts& counts = book.counts;
+    QString result =
+        QStringList{counted(counts.files, "file"), counted(counts.driverCards, "driver card"),
+                    counted(counts.vehicles, "vehicle download"),
+                    counted(book.insertions.size(), "insertion")}
+            .join(QStringLiteral(", "));
     if (book.insertions.size() < book.insertionsFound)
         result += QStringLiteral(" of %1").arg(book.insertionsFound);
     const auto addUnlessZero = [&result](size_t count, const char* what) {
         if (count > 0)
             result += QStringLiteral(", %1 %2").arg(count).arg(QLatin1String(what));
     };
-    addUnlessZero(copies[LogFile::Copied], "copied");
-    addUnlessZero(copies[LogFile::Kept], "kept");
-    addUnlessZero(copies[LogFile::NotCopied], "not copied");
-    addUnlessZero(failed, "failed");
+    addUnlessZero(counts.copies[LogFile::Copied], "copied");
+    addUnlessZero(counts.copies[LogFile::Kept], "kept");
+    addUnlessZero(counts.copies[LogFile::NotCopied], "not copied");
+    addUnlessZero(counts.failed, "failed");
     if (book.otherEntries > 0)
         result += QStringLiteral("; %1 other %2 left alone")
                       .arg(book.otherEntries)
@@ -199,7 +262,7 @@ void writeTables(const Logbook& book, const Options& options, QIODevice& out) {
 void writeSummary(const Logbook& book, const Options& options, QIODevice& out) {
     const Paper paper = Paper::ofStandardOutput(options.utc);
     out.write((openingText(book, options) + vehicleTotals(book, paper) + QLatin1Char('\n') +
-               driverTotals(book, paper) + closingText(book, paper))
+               driversText(book, paper) + closingText(book, paper))
                   .toUtf8());
 }
 

@@ -2,39 +2,11 @@
 
 #include "downloadkey/downloadkey.h"
 
-#include <QtCore/QDate>
-#include <QtCore/QTimeZone>
-
 #include <algorithm>
-#include <ctime>
 
 #include <cwchar>
 
 namespace readkey {
-
-namespace {
-
-// Puts the time into a form such as "0000-00-00T00:00:00Z" or its beginning. strftime() takes
-// several times as long.
-QByteArray timeText(qint64 seconds, bool utc, QByteArray form) {
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    if (utc)
-        ::gmtime_r(&time, &parts);
-    else
-        ::localtime_r(&time, &parts);
-    // Each number, and where its last digit stands.
-    const std::pair<int, int> numbers[] = {{parts.tm_year + 1900, 3}, {parts.tm_mon + 1, 6},
-                                           {parts.tm_mday, 9},        {parts.tm_hour, 12},
-                                           {parts.tm_min, 15},        {parts.tm_sec, 18}};
-    for (auto [number, place] : numbers) {
-        for (; number > 0 && place < form.size(); number /= 10)
-            form[place--] = static_cast<char>('0' + number % 10);
-    }
-    return form;
-}
-
-} // namespace
 
 bool isUnsafe(QChar character) {
     const ushort u = character.unicode();
@@ -90,34 +62,6 @@ QString cardTypeName(int type) {
 
 QString orDash(const QString& text) {
     return text.isEmpty() ? QStringLiteral("-") : text;
-}
-
-QByteArray utcTime(qint64 seconds) {
-    return timeText(seconds, true, "0000-00-00T00:00:00Z");
-}
-
-QString Clock::zone() const {
-    if (utc)
-        return QStringLiteral("UTC");
-    const QByteArray id = QTimeZone::systemTimeZoneId();
-    return QStringLiteral("local: ") +
-           (id.isEmpty() ? QStringLiteral("an unnamed zone") : printable(QString::fromUtf8(id)));
-}
-
-QString Clock::minute(std::optional<qint64> seconds) const {
-    return QString::fromLatin1(seconds ? timeText(*seconds, utc, "0000-00-00 00:00") : "-");
-}
-
-QString Clock::end(qint64 from, std::optional<qint64> seconds) const {
-    const QString first = minute(from);
-    const QString last = minute(seconds);
-    if (!seconds || first.leftRef(10) == last.leftRef(10))
-        return last.right(5);
-    const auto date = [](const QString& time) {
-        return QDate::fromString(time.left(10), Qt::ISODate);
-    };
-    return last.right(5) +
-           QString::asprintf(" %+lldd", static_cast<long long>(date(first).daysTo(date(last))));
 }
 
 } // namespace readkey

@@ -1,6 +1,5 @@
-// Text and times for people and programs. Whoever wrote a key chose its file names and the names
-// inside its files, so none of them may reach a terminal unexamined. Pure functions, but for the
-// process's time zone.
+// Text for people and programs. Whoever wrote a key chose its file names and the names inside its
+// files, so none of them may reach a terminal unexamined. Pure functions.
 #pragma once
 
 #include <QtCore/QString>
@@ -40,19 +39,5 @@ template <typename Number>
 QString numberText(const std::optional<Number>& number) {
     return number ? QString::number(*number) : QString();
 }
-
-// "2024-03-15T08:30:00Z" of seconds since 1970.
-QByteArray utcTime(qint64 seconds);
-
-// Presents times, seconds since 1970, in one zone: UTC or the process's own. A time that is not
-// known is "-".
-struct Clock {
-    bool utc;
-
-    QString zone() const;                                // "UTC", or "local: Europe/Berlin"
-    QString minute(std::optional<qint64> seconds) const; // "2024-03-15 08:30"
-    // The end of what began at `from`: "08:30", with "+1d" behind it where it is another day.
-    QString end(qint64 from, std::optional<qint64> seconds) const;
-};
 
 } // namespace readkey

@@ -2,10 +2,10 @@
 _readkey() {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
     local options='--summary --json --csv --csv=insertions --csv=cards --csv=files --html --events --vehicle
-        --driver --from --to --utc --copy-to --downloaded-dir --remount --verbose --help --version'
+        --driver --from --to --as-of --utc --copy-to --downloaded-dir --remount --verbose --help --version'
     COMPREPLY=()
     case $prev in
-    --vehicle | --driver | --from | --to) return ;;
+    --vehicle | --driver | --from | --to | --as-of) return ;;
     --html) compopt -o filenames && mapfile -t COMPREPLY < <(compgen -f -- "$cur") && return ;;
     esac
     if [[ $cur == -* && $prev != --copy-to ]]; then
