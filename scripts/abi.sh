@@ -22,7 +22,10 @@ tuple() {
 }
 
 check() {
-    local kept now
+    local kept now tool
+    for tool in abidw abidiff; do
+        command -v "$tool" >/dev/null || fail "$tool is missing (Debian package abigail-tools)"
+    done
     kept=$top/tests/abi/$(tuple "$1").abi
     now=$1/$(basename "$kept")
     [ -s "$kept" ] || fail "there is no $kept: make it with scripts/abi.sh --update"

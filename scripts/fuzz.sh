@@ -9,8 +9,10 @@ set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 seconds=${1:-60}
-[ $# -le 1 ] && [[ $seconds =~ ^([1-9][0-9]*|--keep)$ ]] ||
-    { echo "usage: $self [SECONDS | --keep]" >&2; exit 2; }
+if [ $# -gt 1 ] || ! [[ $seconds =~ ^([1-9][0-9]*|--keep)$ ]]; then
+    echo "usage: $self [SECONDS | --keep]" >&2
+    exit 2
+fi
 
 need cmake clang libclang-rt-14-dev ninja-build qtbase5-dev
 targets=(vehicleinfo filenames cardfile key)

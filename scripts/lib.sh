@@ -1,4 +1,5 @@
 # What the scripts of this folder share; they source it.
+# shellcheck shell=bash
 
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 self=scripts/$(basename "$0")

@@ -8,7 +8,7 @@ usage() {
 usage: $self [PART...]
   pc          the release build and its tests
   sanitizers  the same tests under the address, leak and undefined-behaviour sanitizers
-  lint        formatting and static analysis
+  lint        formatting and static analysis, of the shell scripts too
   fuzz        a short run of the fuzz targets
   browser     the page of "readkey --html" in a real browser
   armhf       the tests, cross-built for ARMv7 hard float and run under qemu
@@ -24,7 +24,7 @@ examples='jq sqlite3 python3-pandas' # what readkey's manual shows
 declare -A packages=(
     [pc]="$toolchain $delivery $examples"
     [sanitizers]=$toolchain
-    [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev"
+    [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev shellcheck"
     [fuzz]="$toolchain clang libclang-rt-14-dev"
     [browser]="$toolchain chromium chromium-driver python3-selenium"
     [armhf]="$toolchain $delivery g++-arm-linux-gnueabihf mmdebstrap qemu-user-static"
@@ -52,14 +52,19 @@ sources() {
         '(' -name '*.cpp' -o -name '*.h' ')' -print0)
 }
 
-# compiled PRESET FOLDER...: the sources below the folders that the preset compiles.
+scripts() {
+    (cd "$top" && find .ci/run scripts tests tools '(' -name run -o -name '*.sh' -o -name '*.sh.in' -o -name '*.bash' ')' \
+        -print0)
+}
+
+# compiled PRESET FOLDER...: the sources below the folders that the preset compiles, each behind a line with the preset.
 compiled() {
     local preset=$1 folder
     shift
     for folder; do
-        sed -n "s,^ *\"file\": \"\($top/$folder/.*\)\".*,$preset \1,p" \
+        sed -n "s,^ *\"file\": \"\($top/$folder/.*\)\".*,\1,p" \
             "$top/build/$preset/compile_commands.json"
-    done | sort -u
+    done | sort -u | sed "i $preset"
 }
 
 analyse() {
@@ -73,14 +78,15 @@ analyse() {
         compiled fuzz fuzz
         compiled bench bench
         compiled minimalhost examples
-    } | xargs -P "$(nproc)" -L 1 bash -c 'clang-tidy --quiet -p "$0/build/$1" "$2"' "$top"
+    } | xargs -P "$(nproc)" -d '\n' -n 2 bash -c 'clang-tidy --quiet -p "$0/build/$1" "$2"' "$top"
 }
 
 part_lint() {
     build release # moc's output is included by what is analysed
     (cd "$top" && sources | xargs -0 clang-format --dry-run -Werror)
+    (cd "$top" && scripts | xargs -0 shellcheck)
     quiet analyse analyse
-    echo "clang-format and clang-tidy: clean"
+    echo "clang-format, shellcheck and clang-tidy: clean"
 }
 
 part_fuzz() {

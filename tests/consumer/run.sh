@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # run.sh SETTINGS WHAT: builds and runs one of the hosts below. SETTINGS is the configured delivery.sh.
+# shellcheck source=tests/support/delivery.sh.in
 . "$1"
 
 examples=$source_dir/examples
@@ -83,10 +84,11 @@ subproject)
     cmake --build "$work/subproject"
     expect_two_keys "$sysroot" '' "$work/subproject/minimalhost"
     DESTDIR=$work/subproject/installed cmake --install "$work/subproject" --prefix /opt
-    [ -e "$work"/subproject/installed/opt/lib*/libdownloadkey.so.1 ] || fail 'the library is not installed'
+    compgen -G "$work/subproject/installed/opt/lib*/libdownloadkey.so.1" || fail 'the library is not installed'
     ;;
 device)
     # The device's libraries, and beside them the packages of the library alone.
+    require dh dpkg-buildpackage
     prepare_root "$device"
     configure "$device" "$work/vendor" -S "$examples/minimalhost/vendor" \
         -DCMAKE_INSTALL_LIBDIR="lib/$tuple"
@@ -96,9 +98,10 @@ device)
     copy_sources "$alone"
     (
         cd "$alone"
-        export CMAKE_GENERATOR=Ninja DEVICE="${device_arguments[*]} -DCMAKE_UNITY_BUILD=ON" ARCHITECTURE=$architecture
-        export SHLIBDEPS="$shlibdeps -l$device_lib --ignore-missing-info"
-        export DEB_BUILD_OPTIONS=noautodbgsym
+        export CMAKE_GENERATOR=Ninja DEB_BUILD_OPTIONS=noautodbgsym
+        # shellcheck disable=SC2034 # the page's commands use these
+        DEVICE=("${device_arguments[@]}" -DCMAKE_UNITY_BUILD=ON) ARCHITECTURE=$architecture \
+            SHLIBDEPS="$shlibdeps -l'$device_lib' --ignore-missing-info"
         eval "set -e; $(blocks docs/device-build.md sh)"
     )
     for package in libdownloadkey1 libdownloadkey-dev; do
@@ -112,7 +115,9 @@ device)
 recipes)
     # The recipes, run as written, give the same settings as the page's own call of cmake.
     settings "$alone/build-device" >"$work/expected-settings"
+    # shellcheck disable=SC2034 # the recipe uses it
     includedir=/usr/include
+    arguments=()
     eval "arguments=($(blocks docs/device-build.md bitbake |
         sed -n '/^EXTRA_OECMAKE += "/,/^"/{ /^ /s/\\$//p }'))"
     configure "$device" "$work/yocto" -S "$source_dir" "${device_arguments[@]}" "${arguments[@]}" \
@@ -121,8 +126,8 @@ recipes)
     mkdir -p "$work/recipe"
     blocks docs/device-build.md make >"$work/recipe/libdownloadkey.mk"
     blocks docs/device-build.md cmake | sed 1d >"$work/recipe/VendorHostConfig.cmake"
-    eval "arguments=($(printf 'include %s\nprint:; @: $(info $(LIBDOWNLOADKEY_CONF_OPTS))\n' \
-        "$work/recipe/libdownloadkey.mk" | make -s -f -))"
+    eval "arguments=($(printf 'include libdownloadkey.mk\nprint:; @: $(info $(LIBDOWNLOADKEY_CONF_OPTS))\n' |
+        make -s -C "$work/recipe" -f -))"
     configure "$device" "$work/buildroot" -S "$source_dir" "${device_arguments[@]}" "${arguments[@]}" \
         -DVendorHost_DIR="$work/recipe" -DCMAKE_INSTALL_LIBDIR=/opt/lib
     settings "$work/buildroot" | diff "$work/expected-settings" - || fail 'the Buildroot package differs'
@@ -137,7 +142,12 @@ package)
     expect_two_keys "$device" "$device_lib" "$work/package/minimalhost"
     ;;
 pkgconfig)
-    export PKG_CONFIG_SYSROOT_DIR=$device PKG_CONFIG_LIBDIR=$device_lib/pkgconfig
+    require pkg-config
+    # pkg-config mixes up a sysroot with blanks, so it gets a link to this one.
+    link=$(mktemp -d)
+    trap 'rm -r "$link"' EXIT
+    ln -s "$device" "$link/device"
+    export PKG_CONFIG_SYSROOT_DIR=$link/device PKG_CONFIG_LIBDIR=$device_lib/pkgconfig
     read -ra flags <<<"$(pkg-config --cflags --libs downloadkey)"
     compile() {
         "$cxx" ${sysroot:+"--sysroot=$device"} -std=c++17 -fPIC -Wall -Werror "$@" \

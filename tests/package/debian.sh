@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # The Debian packages: two builds give the same bytes, the packages' fields and files are as expected, and
 # the packed readkey runs.
+# shellcheck source=tests/support/delivery.sh.in
 . "$1"
 
+require dh dpkg-buildpackage lintian
 packages=$work/packages
 root=$work/unpacked
 sources=$packages/another/folder/of/sources
@@ -26,7 +28,7 @@ libraries=(libdownloadkey1 libdownloadkey-standin1)
 unset CMAKE_CXX_COMPILER_LAUNCHER
 pack first DOWNLOADKEY_BUILD_DIR="$build_dir"
 pack second DOWNLOADKEY_CMAKE_ARGS="-DDOWNLOADKEY_TOOLS=OFF \
-    ${sysroot:+-DCMAKE_TOOLCHAIN_FILE=$toolchain -DCMAKE_SYSROOT=$sysroot}"
+    ${sysroot:+-DCMAKE_TOOLCHAIN_FILE='$toolchain' -DCMAKE_SYSROOT='$sysroot'}"
 for package in "${libraries[@]}" "${libraries[@]/%/-dbgsym}"; do
     cmp "$packages"/{first,second}/"${package}_1.0.0-1_$architecture.deb" ||
         fail 'two builds differ. Was this folder built with a compiler cache that rewrites paths?'
@@ -47,14 +49,14 @@ field() {
 }
 
 for package in "${libraries[@]}" libdownloadkey-dev libdownloadkey-standin-dev downloadkey-tools; do
-    field $package Package $package
-    field $package Architecture "$architecture"
-    field $package Maintainer 'A Maker <maker@c\.invalid>'
+    field "$package" Package "$package"
+    field "$package" Architecture "$architecture"
+    field "$package" Maintainer 'A Maker <maker@c\.invalid>'
     case $package in
-    *-tools) field $package Multi-Arch foreign ;;
-    *) field $package Multi-Arch same ;;
+    *-tools) field "$package" Multi-Arch foreign ;;
+    *) field "$package" Multi-Arch same ;;
     esac
-    dpkg-deb -x "$(file $package)" "$root/$package"
+    dpkg-deb -x "$(file "$package")" "$root/$package"
 done
 needed=('libc6 \(>= 2\.[0-9.]+\)' 'libstdc\+\+6 \(>= [0-9.]+\)' 'libqt5core5a \(>= 5\.[0-9.]+.*\)')
 field libdownloadkey1 Depends "${needed[@]}" 'libdownloadkey-standin1 \(>= 1\.0\.0\)'
@@ -62,7 +64,7 @@ field libdownloadkey-dev Depends 'libdownloadkey1 \(= 1\.0\.0-1\)' 'qtbase5-dev 
     'libdownloadkey-standin-dev \(= 1\.0\.0-1\)'
 field downloadkey-tools Depends "${needed[@]}" 'libdownloadkey1 \(>= 1\.0\.0\)'
 for package in "${libraries[@]}"; do
-    dpkg-deb -I "$(file $package)" triggers | grep -qx 'activate-noawait ldconfig' ||
+    dpkg-deb -I "$(file "$package")" triggers | grep -qx 'activate-noawait ldconfig' ||
         fail "$package: nothing tells the loader of the libraries"
 done
 dpkg-deb -I "$(file libdownloadkey1)" symbols | grep -qx 'libdownloadkey\.so\.1 libdownloadkey1 #MINVER#'

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # The library's and the tools' architecture, needed libraries and hardening. Prints the library's size.
+# shellcheck source=tests/support/delivery.sh.in
 . "$1"
 
 library=$build_dir/downloadkey/libdownloadkey.so.1

@@ -1,4 +1,4 @@
-#!/bin/sh
+#!/usr/bin/env bash
 # memory.sh READKEY: a file on a key may be larger than the memory of the device. It is in memory once, and one that
 # does not fit there fails like any other. Where memory cannot be limited, the test is skipped (status 77).
 set -eu
