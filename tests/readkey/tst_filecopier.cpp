@@ -7,7 +7,18 @@
 
 #include <QtTest/QtTest>
 
+#include <csignal>
+#include <functional>
+
 using readkey::FileCopier;
+
+namespace {
+
+const QByteArray contents = QByteArray(70000, 'a') + 'b'; // more than is read at a time
+const QDateTime downloaded(QDate(2024, 3, 15), QTime(8, 30), Qt::UTC);
+std::function<void()> atSignal;
+
+} // namespace
 
 class TestFileCopier : public QObject {
     Q_OBJECT
@@ -26,7 +37,7 @@ private Q_SLOTS:
         QFETCH(QString, fault);
         QFETCH(QString, outcome);
         const TestKey key;
-        key.write("download/file", QByteArray(70000, 'a') + 'b'); // more than is read at a time
+        key.write("download/file", contents);
         key.makeLink("download/link", "file");
         key.makePipe("download/pipe");
         key.makeDir("copies");
@@ -34,7 +45,6 @@ private Q_SLOTS:
         const QString look =
             "cd copies; ls -lA --time-style=full-iso; find -type f -exec cksum {} +";
         const QString before = outputOf(key, look);
-        const QDateTime time(QDate(2024, 3, 15), QTime(8, 30), Qt::UTC);
         FileCopier copier(key.path("copies"));
         QVERIFY2(copier.open({key.path("download")}), qPrintable(copier.error()));
 
@@ -42,21 +52,98 @@ private Q_SLOTS:
         if (!fault.isEmpty())
             faults_arm(qPrintable(key.path(fault.section(' ', 0, 0))),
                        qPrintable(fault.section(' ', 1)));
-        const int result = copier.copy(QDir(key.path("download")).absoluteFilePath(source), time);
+        const int result =
+            copier.copy(QDir(key.path("download")).absoluteFilePath(source), downloaded);
         QVERIFY2(faults_disarm() > 0 || fault.isEmpty(), "no such call was seen");
 
         QCOMPARE(QDir("/proc/self/fd").count(), descriptors);
         QCOMPARE(QStringList({"copied", "kept", "failed"}).value(result), outcome);
         QTEST(result == FileCopier::Failed ? copier.error() : copier.warning(), "message");
-        QCOMPARE(QFileInfo(key.path("copies/file")).lastModified() == time,
+        QCOMPARE(QFileInfo(key.path("copies/file")).lastModified() == downloaded,
                  outcome == "copied" && copier.warning().isEmpty());
         if (outcome == "copied") {
-            QCOMPARE(outputOf(key, "cmp download/file copies/file; ls -A copies"),
-                     QString("file\n"));
-            QCOMPARE(copier.copy(key.path("download/file"), time), FileCopier::Kept);
+            QCOMPARE(outputOf(key, "cmp download/file copies/file; ls -A copies; touch new; "
+                                   "stat -c %a new copies/file | uniq | wc -l"),
+                     QString("file\n1\n"));
+            QCOMPARE(copier.copy(key.path("download/file"), downloaded), FileCopier::Kept);
             QCOMPARE(copier.warning(), QString());
         } else {
             QCOMPARE(outputOf(key, look), before);
+        }
+    }
+
+    void leavesWhatAppearsMeanwhile_data() {
+        const auto row = columns<QString, QString>("appears", "message");
+        row("another file", "printf a >copies/file",
+            "another file with this name is there; it was left alone");
+        row("the same file", "cp download/file copies", "");
+        row("a link", "ln -s ../other copies/file",
+            "what is there under this name is not a file; it was left alone");
+    }
+
+    // Something takes the name while the copy is written. On file systems without links, or without
+    // files that have no name, the copier does its work with other calls.
+    void leavesWhatAppearsMeanwhile() {
+        QFETCH(QString, appears);
+        const TestKey key("copies");
+        key.write("download/file", contents);
+        key.write("other", "other");
+        FileCopier copier(key.path("copies"));
+        QString before;
+        atSignal = [&] { before = outputOf(key, appears + "; ls -li other copies/*"); };
+        std::signal(SIGUSR1, [](int) { atSignal(); });
+        for (const char* missing : {"", "tmpfile", "tmpfile link"}) {
+            faults_arm(qPrintable(key.path("copies")), "sync 1 SIGUSR1");
+            faults_miss(missing);
+            const int result = copier.copy(key.path("download/file"), downloaded);
+            faults_disarm();
+            QTEST(result == FileCopier::Failed ? copier.error() : QString(), "message");
+            QCOMPARE(result == FileCopier::Kept, copier.error().isEmpty());
+            QCOMPARE(outputOf(key, "ls -li other copies/*; rm copies/file; ls -A copies"), before);
+        }
+    }
+
+    void eachCallFails_data() {
+        // A call whose failure does not matter to the copy is in parentheses. In brackets: the copy
+        // may be lost in a cut of power.
+        const auto row = columns<QString, QString>("missing", "calls");
+        const QString start = "open stat (stat) stat tmpfile ";
+        const QString write = "(stat) read (stat) write read (read) write read (settime) (stat) "
+                              "(setmode) sync ";
+        row("all there", "", start + write + "(link) [open] [sync]");
+        row("files without a name", "tmpfile",
+            start + "open " + write + "(link) (unlink) [open] [sync]");
+        row("and links", "tmpfile link", start + "open " + write + "(link) rename [open] [sync]");
+    }
+
+    // The calls of a copy, in their order, on file systems that do not have all of them. Each fails
+    // in turn.
+    void eachCallFails() {
+        QFETCH(QString, missing);
+        QFETCH(QString, calls);
+        const QStringList words = calls.split(' ');
+        for (int at = 0; at <= words.size(); ++at) {
+            const TestKey key("copies");
+            key.write("download/file", contents);
+            FileCopier copier(key.path("copies"));
+            faults_arm(qPrintable(key.mountPath()), qPrintable(QString("any %1 EIO").arg(at)));
+            faults_miss(qPrintable(missing));
+            const bool isCopied =
+                copier.copy(key.path("download/file"), downloaded) == FileCopier::Copied;
+            const bool isSynced = copier.sync();
+            faults_disarm();
+
+            if (at == 0)
+                QCOMPARE(QString(faults_seen()),
+                         QString(calls).remove(QRegularExpression("[][()]")));
+            const QString failed = at == 0 ? "()" : words[at - 1];
+            QVERIFY2(isCopied == (failed[0] == '(' || failed[0] == '['), qPrintable(failed));
+            QVERIFY2(isSynced == (failed[0] != '['), qPrintable(failed));
+            QCOMPARE(outputOf(key, "ls -A copies | sed 's/y-......$/y-XXXXXX/'"),
+                     QString(failed == "(unlink)" ? ".readkey-XXXXXX\n" : "") +
+                         (isCopied ? "file\n" : ""));
+            if (isCopied)
+                outputOf(key, "cmp download/file copies/file");
         }
     }
 };

@@ -19,6 +19,8 @@ namespace {
 
 char watchedRoot[4096];
 char failingKind[16];
+char missingKinds[64];
+char seenKinds[1024];
 int failAt;
 bool isLasting;
 int failure; // an errno, 0, or a signal below 0
@@ -46,22 +48,25 @@ bool isWatched(int dirDescriptor, const char* path) {
 }
 
 bool fails(const char* kind) {
-    if (std::strcmp(kind, failingKind) != 0)
-        return false;
-    ++calls;
-    if (isLasting ? calls < failAt : calls != failAt)
-        return false;
-    if (failure < 0)
+    if (std::strlen(seenKinds) + std::strlen(kind) + 2 < sizeof seenKinds)
+        std::strcat(std::strcat(seenKinds, *seenKinds == 0 ? "" : " "), kind);
+    const bool isMeant =
+        std::strcmp(failingKind, "any") == 0 || std::strcmp(failingKind, kind) == 0;
+    calls += isMeant ? 1 : 0;
+    const bool isDue = isMeant && (isLasting ? calls >= failAt : calls == failAt);
+    if (isDue && failure < 0)
         ::raise(-failure);
-    errno = failure;
-    return failure >= 0;
+    const bool isFailing = (isDue && failure >= 0) || std::strstr(missingKinds, kind) != nullptr;
+    if (isFailing)
+        errno = isDue ? failure : EOPNOTSUPP;
+    return isFailing;
 }
 
 template <typename Result, typename... Arguments>
 Result call(bool watched, const char* kind, const char* name, Result failed,
             Arguments... arguments) {
     if (watched && fails(kind))
-        return failure == 0 ? Result() : failed;
+        return errno == 0 ? Result() : failed;
     using Function = Result (*)(Arguments...);
     return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name))(arguments...);
 }
@@ -71,8 +76,8 @@ int numberOf(const char* outcome) {
     static const struct {
         const char* name;
         int number;
-    } outcomes[] = {{"EACCES", EACCES}, {"EIO", EIO},   {"ENOSPC", ENOSPC}, {"EPERM", EPERM},
-                    {"EROFS", EROFS},   {"nothing", 0}, {"SIGINT", -SIGINT}};
+    } outcomes[] = {{"EACCES", EACCES}, {"EIO", EIO},   {"ENOSPC", ENOSPC},  {"EPERM", EPERM},
+                    {"EROFS", EROFS},   {"nothing", 0}, {"SIGINT", -SIGINT}, {"SIGUSR1", -SIGUSR1}};
     for (const auto& [name, number] : outcomes) {
         if (std::strcmp(name, outcome) == 0)
             return number;
@@ -101,6 +106,16 @@ void faults_arm(const char* root, const char* fault) {
     isLasting = plus == '+';
     failure = numberOf(outcome);
     calls = 0;
+    *missingKinds = 0;
+    *seenKinds = 0;
+}
+
+void faults_miss(const char* kinds) {
+    std::snprintf(missingKinds, sizeof missingKinds, "%s", kinds);
+}
+
+const char* faults_seen() {
+    return seenKinds;
 }
 
 int faults_disarm() {
@@ -111,7 +126,8 @@ int faults_disarm() {
 // Under names of their own: the C library declares these with as many arguments as one likes.
 int openFile(const char* path, int flags, mode_t mode) __asm__("open64");
 int openFile(const char* path, int flags, mode_t mode) {
-    return call(isWatched(path), "open", "open64", -1, path, flags, mode);
+    const char* const kind = (flags & O_TMPFILE) == O_TMPFILE ? "tmpfile" : "open";
+    return call(isWatched(path), kind, "open64", -1, path, flags, mode);
 }
 dirent64* readdir64(DIR* dir) {
     return call(isWatched(::dirfd(dir)), "readdir", __func__, static_cast<dirent64*>(nullptr), dir);
@@ -140,18 +156,24 @@ ssize_t read(int descriptor, void* buffer, size_t size) {
     }
     return call(isWatched(descriptor), "read", __func__, ssize_t(-1), descriptor, buffer, size);
 }
-int rename(const char* from, const char* to) noexcept {
-    return call(isWatched(from) || isWatched(to), "rename", __func__, -1, from, to);
+int renameat2(int fromDir, const char* from, int toDir, const char* to,
+              unsigned int flags) noexcept {
+    return call(isWatched(toDir, to), "rename", __func__, -1, fromDir, from, toDir, to, flags);
 }
 int linkat(int fromDir, const char* from, int toDir, const char* to, int flags) noexcept {
-    return call(isWatched(fromDir, from) || isWatched(toDir, to), "rename", __func__, -1, fromDir,
-                from, toDir, to, flags);
+    return call(isWatched(toDir, to), "link", __func__, -1, fromDir, from, toDir, to, flags);
+}
+int unlink(const char* path) noexcept {
+    return call(isWatched(path), "unlink", __func__, -1, path);
 }
 ssize_t write(int descriptor, const void* buffer, size_t size) {
     return call(isWatched(descriptor), "write", __func__, ssize_t(-1), descriptor, buffer, size);
 }
 int fsync(int descriptor) {
     return call(isWatched(descriptor), "sync", __func__, -1, descriptor);
+}
+int fchmod(int descriptor, mode_t mode) noexcept {
+    return call(isWatched(descriptor), "setmode", __func__, -1, descriptor, mode);
 }
 int futimens(int descriptor, const struct timespec times[2]) noexcept {
     return call(isWatched(descriptor), "settime", __func__, -1, descriptor, times);

@@ -12,11 +12,20 @@ extern "C" {
 //     "read 2+ EIO"      all reads from the second on fail
 //     "read 2 nothing"   the second read does nothing and returns 0
 //     "read 2 SIGINT"    the second read works, but this signal is raised first
+//     "any 2 EIO"        the second call of any kind fails; "any 0 EIO": none does
 //     "byte 500 EIO"     reads end before byte 500 of a file, and fail if they begin there
 //
-// The kinds are open, stat, readdir, read, rename (or link), write, sync and settime.
+// The kinds are open, tmpfile (an open of a file without a name), stat, readdir, read, write, sync,
+// settime, setmode, link, rename and unlink.
 void faults_arm(const char* root, const char* fault);
+
+// Makes all calls of these kinds fail, too, as on a file system that does not have them. Call it
+// after faults_arm().
+void faults_miss(const char* kinds);
 
 // Ends that; returns how many calls of the kind there were.
 int faults_disarm();
+
+// The kinds of all calls since faults_arm(), in their order, with spaces between them.
+const char* faults_seen();
 }

@@ -4,10 +4,13 @@
 #include "openfile.h"
 
 #include <QtCore/QFileInfo>
+#include <QtCore/QTemporaryFile>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,7 +33,16 @@ bool liesIn(const std::filesystem::path& directory, const std::filesystem::path&
     return !error && equivalent(place, other, error);
 }
 
-// Makes the directory if need be. Returns what is wrong with it.
+// Puts the directory's names onto the disk. Returns 0 or an errno.
+int syncDirectory(const QString& path) {
+    const int descriptor =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int reason = descriptor < 0 || ::fsync(descriptor) != 0 ? errno : 0;
+    ::close(descriptor);
+    return reason == EINVAL ? 0 : reason; // a file system that has nothing to do there
+}
+
+// Makes the directory if it is missing. Returns what is wrong with it.
 QString prepare(const QString& directory, const QStringList& sources) {
     const bool isThere = QFileInfo::exists(directory);
     std::filesystem::path nearest = absolute(fileSystemPath(directory));
@@ -42,7 +54,25 @@ QString prepare(const QString& directory, const QStringList& sources) {
     }
     if (::mkdir(QFile::encodeName(directory).constData(), 0777) != 0 && !isThere)
         return QStringLiteral("it cannot be made: ") + qt_error_string(errno);
+    const int reason = isThere ? 0 : syncDirectory(directory + QLatin1String("/.."));
+    if (reason != 0)
+        return QStringLiteral("its name cannot be put onto the disk: ") + qt_error_string(reason);
     return QFileInfo(directory).isDir() ? QString() : QStringLiteral("it is not a directory");
+}
+
+// Gives the file a name, unless that is taken. Returns 0 or an errno.
+int giveName(QTemporaryFile& file, const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    const QByteArray unnamed = "/proc/self/fd/" + QByteArray::number(file.handle());
+    if (::linkat(AT_FDCWD, unnamed.constData(), AT_FDCWD, name.constData(), AT_SYMLINK_FOLLOW) == 0)
+        return 0;
+    const int reason = errno; // FAT has no links
+    if (reason != EEXIST && ::renameat2(AT_FDCWD, QFile::encodeName(file.fileName()).constData(),
+                                        AT_FDCWD, name.constData(), RENAME_NOREPLACE) == 0) {
+        file.setAutoRemove(false);
+        return 0;
+    }
+    return errno == ENOENT ? reason : errno; // ENOENT if it has no name of its own either
 }
 
 } // namespace
@@ -54,8 +84,9 @@ bool FileCopier::open(const QStringList& sources) {
 
 FileCopier::Outcome FileCopier::copy(const QString& path, const QDateTime& time) {
     m_warning.clear();
+    m_isSynced = false;
     QFile source(path);
-    const int reason = openRegular(source);
+    int reason = openRegular(source);
     if (reason != 0)
         return fail(reason == ELOOP ? QStringLiteral("it is no longer a regular file")
                                     : qt_error_string(reason));
@@ -65,13 +96,19 @@ FileCopier::Outcome FileCopier::copy(const QString& path, const QDateTime& time)
         return compare(source, target);
     if (errno != ENOENT) // what cannot be seen may be there
         return fail(qt_error_string(errno));
-    QSaveFile copy(target);
-    if (!copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+    // Without a name until it is whole, if the file system has such files; then a process that is
+    // killed leaves nothing.
+    QTemporaryFile copy(m_directory + QLatin1String("/.readkey-XXXXXX"));
+    if (!static_cast<QFile&>(copy).open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         return fail(copy.errorString());
-    if (transfer(source, copy) == Failed)
+    if (transfer(source, copy, time) == Failed)
         return Failed; // the unfinished copy goes with its object
-    setTime(copy, time);
-    return copy.commit() ? Copied : fail(copy.errorString());
+    reason = giveName(copy, target);
+    if (reason == EEXIST) // since it was looked for
+        return compare(source, target);
+    if (reason == EINVAL) // as from FUSE
+        return fail(QStringLiteral("the file system cannot name it without replacing other files"));
+    return reason == 0 ? Copied : fail(qt_error_string(reason));
 }
 
 FileCopier::Outcome FileCopier::compare(QFile& source, const QString& copyPath) {
@@ -80,10 +117,11 @@ FileCopier::Outcome FileCopier::compare(QFile& source, const QString& copyPath) 
     if (reason == ELOOP)
         return fail(
             QStringLiteral("what is there under this name is not a file; it was left alone"));
-    if (reason != 0)
+    if (reason != 0 && reason != EFBIG)
         return fail(QStringLiteral("the copy that is there cannot be read: ") +
                     qt_error_string(reason));
-    bool isEqual = source.size() == copy.size();
+    m_warning.clear();
+    bool isEqual = reason == 0 && source.size() == copy.size() && source.seek(0);
     while (isEqual && console::interruption() == 0) {
         const QByteArray bytes = source.read(chunkSize);
         isEqual = bytes == copy.read(chunkSize);
@@ -102,7 +140,7 @@ FileCopier::Outcome FileCopier::compare(QFile& source, const QString& copyPath) 
                : fail(QStringLiteral("another file with this name is there; it was left alone"));
 }
 
-FileCopier::Outcome FileCopier::transfer(QFile& source, QSaveFile& target) {
+FileCopier::Outcome FileCopier::transfer(QFile& source, QFile& target, const QDateTime& time) {
     const qint64 size = source.size();
     qint64 copied = 0;
     while (copied <= size) { // a file that never ends would fill the target
@@ -120,16 +158,22 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QSaveFile& target) {
         return fail(source.errorString());
     if (copied != size)
         return fail(QStringLiteral("it changed while it was copied"));
-    // commit() ignores a sync that fails.
+    // A file system that cannot keep the time keeps its own latest one, and says nothing.
+    constexpr auto modification = QFileDevice::FileModificationTime;
+    if (!target.setFileTime(time, modification) ||
+        target.fileTime(modification).toSecsSinceEpoch() != time.toSecsSinceEpoch())
+        m_warning = QStringLiteral("copied, but its modification time could not be set");
+    // A temporary file is its owner's alone. FAT knows no permissions, and refuses to change them.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(target.handle(), 0666 & ~mask);
     return ::fsync(target.handle()) == 0 ? Copied : fail(qt_error_string(errno));
 }
 
-// A file system that cannot keep the time keeps its own latest one, and says nothing.
-void FileCopier::setTime(QSaveFile& target, const QDateTime& time) {
-    if (!target.setFileTime(time, QFileDevice::FileModificationTime) ||
-        target.fileTime(QFileDevice::FileModificationTime).toSecsSinceEpoch() !=
-            time.toSecsSinceEpoch())
-        m_warning = QStringLiteral("copied, but its modification time could not be set");
+bool FileCopier::sync() {
+    const int reason = m_isSynced ? 0 : syncDirectory(m_directory);
+    m_isSynced = true;
+    return reason == 0 || fail(qt_error_string(reason)) != Failed;
 }
 
 FileCopier::Outcome FileCopier::fail(const QString& reason) {

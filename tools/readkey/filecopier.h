@@ -3,7 +3,6 @@
 
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
-#include <QtCore/QSaveFile>
 #include <QtCore/QStringList>
 
 namespace readkey {
@@ -11,13 +10,15 @@ namespace readkey {
 class FileCopier {
 public:
     enum Outcome {
-        Copied, // and on the disk; warning() may have something to say
+        Copied, // and, after sync(), on the disk; warning() may have something to say
         Kept,   // the same bytes were there already; they were not touched
         Failed, // error() tells why; nothing was left behind
     };
 
     explicit FileCopier(const QString& directory)
         : m_directory(directory) {}
+    ~FileCopier() { sync(); }
+    Q_DISABLE_COPY(FileCopier)
 
     // Makes the directory, one level, if it is missing. Refuses one that is, or lies in, one of
     // the `sources`, whatever links lead there: such a copy would be no copy. False with error() on
@@ -27,16 +28,19 @@ public:
     // Copies the file at `path`, whose bare name it keeps. `time` becomes the modification time.
     Outcome copy(const QString& path, const QDateTime& time);
 
+    // Puts the names of all copies onto the disk. False with error() on failure.
+    bool sync();
+
     QString error() const { return m_error; }
     QString warning() const { return m_warning; } // of the last copy(); empty if there is none
 
 private:
     Outcome compare(QFile& source, const QString& copyPath);
-    Outcome transfer(QFile& source, QSaveFile& target);
-    void setTime(QSaveFile& target, const QDateTime& time);
+    Outcome transfer(QFile& source, QFile& target, const QDateTime& time);
     Outcome fail(const QString& reason);
 
     QString m_directory;
+    bool m_isSynced = true;
     QString m_error;
     QString m_warning;
 };
