@@ -39,11 +39,11 @@ QSet<QString> optionsIn(const QString& text) {
 
 // Settings with which a system call on the key's files fails, as faultshim.h describes it. The
 // loader takes a blank in LD_PRELOAD for the end of a name.
-QString failing(const QString& fault) {
+QString failing(const QString& fault, const QString& root = "KEY/download") {
     return QString("LD_PRELOAD=libfaultshim.so LD_LIBRARY_PATH='" FAULTSHIM_DIR
                    "' ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 "
-                   "FAULT_ROOT=KEY/download FAULT='%1'")
-        .arg(fault);
+                   "FAULT_ROOT=%1 FAULT='%2'")
+        .arg(root, fault);
 }
 
 // The command on a terminal, and what that shows of it.
@@ -361,6 +361,21 @@ private Q_SLOTS:
         const Run json = readkey(key, "--json " + copy + "/folder");
         QCOMPARE(json.out.count("\"copy\":\"kept\""), 4);
         QCOMPARE(json.out.count("\"copy\":\"failed\""), 1);
+    }
+
+    // The last of the calls puts the names of the copies onto the disk.
+    void copiesThatMayBeLostCountAsFailed() {
+        if (QString(FAULTSHIM_DIR).isEmpty())
+            QSKIP("the emulator's own calls would fail");
+        const StoryKey key;
+        const TestKey target("copies");
+        const QString copies = target.path("copies");
+        const Run run =
+            readkey(key, "--json --copy-to " + copies + " KEY", failing("sync 6 EIO", copies));
+        QCOMPARE(run.err, "readkey: " + copies +
+                              ": the copies may not be on the disk: Input/output error\n");
+        QCOMPARE(run.out.count("\"copy\":\"failed\""), 5);
+        QCOMPARE(run.status, 1);
     }
 
     void nothingThatATerminalActsOnIsShown_data() {

@@ -455,6 +455,13 @@ size_t LogbookBuilder::driverOf(const QString& name) {
     return index;
 }
 
+void LogbookBuilder::doubtCopies() {
+    for (LogFile& file : m_book.files) {
+        if (file.copy != LogFile::NotAsked)
+            file.copy = LogFile::NotCopied;
+    }
+}
+
 // Counts the files, and gives each vehicle its newest download and each driver the cards.
 void LogbookBuilder::takeDownloads(const Clock& clock) {
     const qint64 future = clock.startOf(m_book.asOf.addDays(1));

@@ -193,6 +193,8 @@ public:
     // Any other file. A failed one, or one that could not be copied, needs a failure of its own.
     void addFile(LogFile file);
     void addFailure(Failure failure) { m_book.failures.push_back(std::move(failure)); }
+    // No file counts as copied or kept any more. It needs a failure of its own, too.
+    void doubtCopies();
     void addOtherEntries(size_t count) { m_book.otherEntries += count; }
 
     // Merges, filters and adds up. Call it once, at the end. A download is from the future where it

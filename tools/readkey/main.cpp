@@ -17,6 +17,11 @@ namespace readkey {
 
 namespace {
 
+void failCopies(const Options& options, LogbookBuilder& book, const QString& reason) {
+    console::error(options.copyTo + QStringLiteral(": ") + reason);
+    book.addFailure({options.copyTo, {}, reason});
+}
+
 std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& book) {
     if (options.copyTo.isEmpty())
         return nullptr;
@@ -26,9 +31,7 @@ std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& b
         keys.append(KeyReader::mountDirOf(path));
     if (copier->open(keys))
         return copier;
-    const QString reason = QStringLiteral("nothing can be copied there: ") + copier->error();
-    console::error(options.copyTo + QStringLiteral(": ") + reason);
-    book.addFailure({options.copyTo, {}, reason});
+    failCopies(options, book, QStringLiteral("nothing can be copied there: ") + copier->error());
     return nullptr;
 }
 
@@ -42,6 +45,12 @@ bool readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
             [i, count](int percent) { console::showProgress((100 * i + percent) / count); });
     }
     console::removeProgress();
+    if (copier && !copier->sync()) {
+        failCopies(options, book,
+                   QStringLiteral("the copies may not be on the disk: ") + copier->error());
+        book.doubtCopies();
+        return false;
+    }
     return isComplete;
 }
 
