@@ -361,6 +361,11 @@ private Q_SLOTS:
         const Run json = readkey(key, "--json " + copy + "/folder");
         QCOMPARE(json.out.count("\"copy\":\"kept\""), 4);
         QCOMPARE(json.out.count("\"copy\":\"failed\""), 1);
+        const Run lost =
+            shell(key, "mkdir gone; cd gone; rmdir KEY/gone; PROGRAM --copy-to out KEY/folder");
+        QCOMPARE(lost.err,
+                 QString("readkey: out: nothing can be copied there: it cannot be made: No "
+                         "such file or directory\n"));
     }
 
     // The last of the calls puts the names of the copies onto the disk.

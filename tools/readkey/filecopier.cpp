@@ -45,7 +45,8 @@ int syncDirectory(const QString& path) {
 // Makes the directory if it is missing. Returns what is wrong with it.
 QString prepare(const QString& directory, const QStringList& sources) {
     const bool isThere = QFileInfo::exists(directory);
-    std::filesystem::path nearest = absolute(fileSystemPath(directory));
+    std::error_code error; // where the current directory has gone
+    std::filesystem::path nearest = absolute(fileSystemPath(directory), error);
     if (!isThere)
         nearest = (nearest.has_filename() ? nearest : nearest.parent_path()).parent_path();
     for (const QString& source : sources) {
