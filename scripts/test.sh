@@ -68,14 +68,12 @@ compiled() {
 }
 
 analyse() {
-    cmake -S "$top" --preset fuzz
     cmake -S "$top" --preset bench
     cmake -S "$top/examples/minimalhost" -B "$top/build/minimalhost" -G Ninja \
         -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_CXX_EXTENSIONS=OFF
     cmake --build "$top/build/minimalhost" --target downloadkey/include/downloadkey/hostcheck.h
     {
-        compiled release downloadkey examples host samples tests tools
-        compiled fuzz fuzz
+        compiled release downloadkey examples fuzz host samples tests tools
         compiled bench bench
         compiled minimalhost examples
     } | xargs -P "$(nproc)" -d '\n' -n 2 bash -c 'clang-tidy --quiet -p "$0/build/$1" "$2"' "$top"
