@@ -31,7 +31,7 @@ private Q_SLOTS:
         QFETCH(QString, summary);
         const TestKey key;
         key.write("download/mine.txt", "mine");
-        key.write("download/M_20240315_0830_AB100CD.DDD", "old");
+        outputOf(key, "ln download/mine.txt download/M_20240315_0830_AB100CD.DDD");
         const Run run = shell(key, QString("PROGRAM %1 KEY").arg(QTest::currentDataTag()));
         QCOMPARE(run.err, QString());
         QCOMPARE(run.status, 0);
@@ -59,6 +59,7 @@ private Q_SLOTS:
         QCOMPARE(run.err, "makekey: " + message + '\n');
         QTEST(run.status, "status");
         QVERIFY(run.status == 1 || !key.exists("download")); // wrong usage changes nothing
+        QCOMPARE(outputOf(key, "find . -type f ! -name file"), QString());
     }
 };
 

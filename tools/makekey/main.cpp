@@ -6,7 +6,7 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
-#include <QtCore/QSaveFile>
+#include <QtCore/QFileInfo>
 
 #include <cstdint>
 #include <cstdio>
@@ -85,23 +85,44 @@ std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser,
     return result;
 }
 
-// An error text; none when the file was written.
-QString write(const QString& directory, const samples::KeyFile& file) {
-    QSaveFile target(directory + QLatin1Char('/') + file.name);
-    bool isWritten = target.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+// Whether there is something that must be left alone. A link on a key may lead anywhere.
+bool isForeign(const QFileInfo& file) {
+    return file.isSymLink() || (file.exists() && !file.isFile());
+}
+
+// Leaves no part of a file behind. It is not on the disk yet: that would take a sample key of many
+// files minutes.
+bool replace(QFile& target, const QByteArray& bytes) {
+    if ((target.exists() && !target.remove()) ||
+        !target.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+        return false;
     // A disk that is nearly full takes a part first.
-    for (int done = 0; isWritten && done < file.bytes.size();) {
-        const qint64 count = target.write(file.bytes.constData() + done, file.bytes.size() - done);
-        isWritten = count > 0;
+    for (int done = 0; done < bytes.size();) {
+        const qint64 count = target.write(bytes.constData() + done, bytes.size() - done);
+        if (count <= 0) {
+            QFile::remove(target.fileName());
+            return false;
+        }
         done += static_cast<int>(count);
     }
-    if (isWritten && target.commit())
+    return true;
+}
+
+// An error text; none when the file was written.
+QString write(const QString& directory, const samples::KeyFile& file) {
+    QFile target(directory + QLatin1Char('/') + file.name);
+    const bool isRefused = isForeign(QFileInfo(target));
+    if (!isRefused && replace(target, file.bytes))
         return {};
-    return QStringLiteral("cannot write %1: %2").arg(target.fileName(), target.errorString());
+    return QStringLiteral("cannot write %1: %2")
+        .arg(target.fileName(),
+             isRefused ? QStringLiteral("it is not a regular file") : target.errorString());
 }
 
 int writeKey(const samples::KeyOptions& options, const QString& mountDir) {
     const QString directory = QDir(mountDir).filePath(QStringLiteral("download"));
+    if (QFileInfo(directory).isSymLink())
+        return complain(exitFailed, QStringLiteral("%1 is a link").arg(directory));
     if (!QDir().mkpath(directory))
         return complain(exitFailed, QStringLiteral("cannot make the directory %1").arg(directory));
     // One file at a time: a key may be larger than memory.
