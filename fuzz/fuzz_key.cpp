@@ -1,7 +1,7 @@
 // A whole key through open() and read(). The input is a byte of flags (2 and 4: the settings; 8:
 // the directory is DOWNLOAD), the number of the signal at which the host acts, and what it does
 // then (1 closes, 2 opens, 3 reads). Files follow, each a byte of name length, the name, two bytes
-// of size and the contents. The keys lie in $TMPDIR.
+// of size and the contents. The keys are in $TMPDIR.
 #include "downloadkey/downloadkey.h"
 #include "downloadkey/filenames.h"
 #include "fuzz/fuzzing.h"
@@ -9,7 +9,6 @@
 #include "auxiliary/configuration.h"
 #include "auxiliary/systemhelper.h"
 
-#include <QtCore/QDataStream>
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
@@ -23,25 +22,13 @@ using fuzzing::require;
 
 namespace {
 
-QByteArray take(QDataStream& input, int count) {
-    QByteArray bytes(count, '\0');
-    bytes.truncate(qMax(0, input.readRawData(bytes.data(), count)));
-    return bytes;
-}
-
-unsigned int number(QDataStream& input) {
-    quint8 byte = 0; // stays 0 when the input has ended
-    input >> byte;
-    return byte;
-}
-
 // Contents by name. A file system may refuse some of the names.
-QMap<QByteArray, QByteArray> takeFiles(QDataStream& input) {
+QMap<QByteArray, QByteArray> takeFiles(fuzzing::Values& input) {
     QMap<QByteArray, QByteArray> files;
     while (!input.atEnd()) {
-        QByteArray name = take(input, int(number(input)));
-        const unsigned int high = number(input);
-        const QByteArray contents = take(input, int(high << 8 | number(input)));
+        QByteArray name = input.bytes(static_cast<int>(input.byte()));
+        const unsigned int high = input.byte();
+        const QByteArray contents = input.bytes(static_cast<int>(high << 8 | input.byte()));
         name.replace('/', '_').replace('\0', '_');
         if (!name.isEmpty() && name != "." && name != "..")
             files.insert(name, contents);
@@ -80,62 +67,88 @@ void clear(const QString& directory) {
         std::filesystem::remove_all(entry);
 }
 
+// A host that counts what it hears, and at one signal calls the library.
+class Host {
+public:
+    Host(aux::Configuration& configuration, const QDir& mount, QString directory,
+         fuzzing::Values& input)
+        : m_key(configuration)
+        , m_mount(mount)
+        , m_directory(std::move(directory))
+        , m_signalsLeft(static_cast<int>(input.byte()))
+        , m_act(input.byte() % 4) {
+        QObject::connect(&m_key, &DownloadKey::progress,
+                         [this](int percent) { progress(percent); });
+        QObject::connect(&m_key, &DownloadKey::downloadFile,
+                         [this](const QString& path, const QDateTime& time) { offer(path, time); });
+        QObject::connect(&m_key, &DownloadKey::readDone, [this] { readDone(); });
+        aux::SystemHelper::setRemountHandler([this](const QString&) { return ++m_remounts > 0; });
+    }
+
+    // The key has so many files that open() must list.
+    void openAndRead(std::size_t listed) {
+        require(m_key.open(m_mount).isEmpty(), "the key opens");
+        m_remounts = 0;
+        const bool isRead = m_key.read().isEmpty();
+        require(m_hasActed || (m_done == (isRead ? 1 : 0) && m_remounts == 1),
+                "one readDone or an error, one remount");
+        require(m_hasActed || (isRead ? m_offered == listed : m_offered <= listed),
+                "no file is lost without a word");
+        m_key.close();
+    }
+
+private:
+    void progress(int percent) {
+        require(percent >= 0 && percent <= 100, "percent");
+        act();
+    }
+    void offer(const QString& path, const QDateTime& time) {
+        require(time.isValid() && path.startsWith(m_directory + QLatin1Char('/')), "offered file");
+        ++m_offered;
+        act();
+    }
+    void readDone() {
+        ++m_done;
+        act();
+    }
+    void act() {
+        if (m_hasActed || m_act == 0 || --m_signalsLeft != 0)
+            return;
+        m_hasActed = true;
+        if (m_act == 1)
+            m_key.close();
+        else if (m_act == 2)
+            m_key.open(m_mount);
+        else
+            m_key.read();
+    }
+
+    DownloadKey m_key;
+    QDir m_mount;
+    QString m_directory;
+    int m_signalsLeft;
+    unsigned int m_act;
+    bool m_hasActed = false;
+    std::size_t m_offered = 0;
+    int m_done = 0;
+    int m_remounts = 0;
+};
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzzing::setDebugLines(fuzzing::isOneOf(32, data, size));
-    QDataStream input(fuzzing::bytesOf(data, size));
-    const unsigned int flags = number(input);
-    int signalsLeft = static_cast<int>(number(input)); // until a slot acts
-    const unsigned int act = number(input);
+    fuzzing::Values input(data, size);
+    const unsigned int flags = input.byte();
     aux::Configuration configuration;
     configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, (flags & 2) != 0);
     configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, (flags & 4) != 0);
     static const QTemporaryDir root;
-    QDir mount(root.path());
+    const QDir mount(root.path());
     const QString directory =
         mount.filePath((flags & 8) != 0 ? QStringLiteral("DOWNLOAD") : QStringLiteral("download"));
-    const std::size_t listed = writeFiles(directory, takeFiles(input));
-
-    int remounts = 0;
-    aux::SystemHelper::setRemountHandler([&](const QString&) { return ++remounts > 0; });
-    DownloadKey key(configuration);
-    bool acted = false;
-    std::size_t offered = 0;
-    int done = 0;
-    const auto slotCalled = [&] {
-        if (acted || act % 4 == 0 || --signalsLeft != 0)
-            return;
-        acted = true;
-        if (act % 4 == 1)
-            key.close();
-        else if (act % 4 == 2)
-            key.open(mount);
-        else if (act % 4 == 3)
-            key.read();
-    };
-    QObject::connect(&key, &DownloadKey::progress, [&](int percent) {
-        require(percent >= 0 && percent <= 100, "percent");
-        slotCalled();
-    });
-    const auto offer = [&](const QString& path, const QDateTime& time) {
-        require(time.isValid() && path.startsWith(directory + QLatin1Char('/')), "offered file");
-        ++offered;
-        slotCalled();
-    };
-    QObject::connect(&key, &DownloadKey::downloadFile, offer);
-    QObject::connect(&key, &DownloadKey::readDone, [&] {
-        ++done;
-        slotCalled();
-    });
-    require(key.open(mount).isEmpty(), "the key opens");
-    remounts = 0;
-    const bool isRead = key.read().isEmpty();
-    require(acted || (done == (isRead ? 1 : 0) && remounts == 1),
-            "one readDone or an error, one remount");
-    require(acted || (isRead ? offered == listed : offered <= listed),
-            "no file is lost without a word");
-    key.close();
+    Host host(configuration, mount, directory, input);
+    host.openAndRead(writeFiles(directory, takeFiles(input)));
     clear(root.path());
     return 0;
 }

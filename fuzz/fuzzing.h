@@ -33,6 +33,29 @@ inline bool isOneOf(unsigned int inputs, const std::uint8_t* data, std::size_t s
     return sum % inputs == 0;
 }
 
+// Values that are taken from an input, one behind the other. When it has ended, they are 0 or
+// empty.
+class Values {
+public:
+    Values(const std::uint8_t* data, std::size_t size)
+        : m_bytes(bytesOf(data, size)) {}
+
+    bool atEnd() const { return m_position == m_bytes.size(); }
+    QByteArray bytes(int most) {
+        QByteArray taken = m_bytes.mid(m_position, most);
+        m_position += taken.size();
+        return taken;
+    }
+    unsigned int byte() {
+        const QByteArray taken = bytes(1);
+        return taken.isEmpty() ? 0 : static_cast<unsigned char>(taken.at(0));
+    }
+
+private:
+    QByteArray m_bytes;
+    int m_position = 0;
+};
+
 inline void setDebugLines(bool areOn) {
     QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, areOn);
 }
