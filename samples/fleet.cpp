@@ -85,47 +85,63 @@ Noise choices(std::uint32_t seed, std::uint32_t who, std::uint32_t when) {
 // A day with more insertions than this is for measurements; nobody looks at it.
 constexpr int plausibleRecords = 50;
 
+// What a team agrees on for a week.
+struct TeamWeek {
+    explicit TeamWeek(Noise noise)
+        : swaps(noise.next())
+        , absent(noise.below(2 * vehiclesPerTeam))
+        , twoShifts(noise.below(vehiclesPerTeam)) {}
+
+    std::uint32_t driverAt(std::uint32_t place) const {
+        const bool isSwapped = (swaps >> (8 + place / 2) & 1U) != 0;
+        const std::uint32_t driver = isSwapped ? place ^ 1U : place;
+        return driver == absent ? relief : driver;
+    }
+
+    std::uint32_t swaps;     // a bit for each two drivers who take each other's vehicle
+    std::uint32_t absent;    // often nobody
+    std::uint32_t twoShifts; // the vehicle that drives on in the evening
+};
+
+DayPlan dayOfTwoShifts(std::uint32_t driver, Noise& noise) {
+    const std::uint32_t begin = 4 * hour + 30 * minute + noise.below(hour);
+    const std::uint32_t change = begin + 8 * hour + noise.below(hour);
+    const std::uint32_t late = change + 10 * minute + noise.below(30 * minute);
+    return {
+        {{driver, begin, change}, {lateShift, late, late + 6 * hour + noise.below(100 * minute)}},
+        {}};
+}
+
+DayPlan dayOfOneShift(std::uint32_t driver, bool isWeekend, bool hasCoDriver, Noise& noise) {
+    const std::uint32_t begin = 4 * hour + 40 * minute + noise.below(4 * hour);
+    const std::uint32_t end = begin + (isWeekend ? 4 * hour : 6 * hour + noise.below(6 * hour));
+    DayPlan plan{{{driver, begin, end}}, {}};
+    if (hasCoDriver)
+        plan.coDriver = Shift{relief, begin + 40 + noise.below(200), end - 20};
+    return plan;
+}
+
 // Days are counted from 1970.
 DayPlan planOf(const KeyOptions& options, std::uint32_t vehicle, std::uint32_t day) {
     static constexpr std::array<std::uint32_t, 7> busyDaysOf32 = {31, 31, 31, 31, 30, 5, 1};
     const std::uint32_t team = vehicle / vehiclesPerTeam;
     const std::uint32_t place = vehicle % vehiclesPerTeam;
     const std::uint32_t weekday = (day + 3) % 7; // 0 is Monday
-    Noise own = choices(options.seed, vehicle, day);
-    if (own.below(32) >= busyDaysOf32[weekday] || options.records == 0)
+    Noise noise = choices(options.seed, vehicle, day);
+    if (noise.below(32) >= busyDaysOf32[weekday] || options.records == 0)
         return {};
 
-    Noise week = choices(options.seed, ~team, (day + 3) / 7);
-    const std::uint32_t swaps = week.next();
-    const std::uint32_t absent = week.below(2 * vehiclesPerTeam); // often nobody
-    const std::uint32_t twoShifts = week.below(vehiclesPerTeam);
-    const bool isSwapped = (swaps >> (8 + place / 2) & 1U) != 0;
-    std::uint32_t driver = isSwapped ? place ^ 1U : place;
-    if (driver == absent)
-        driver = relief;
-
-    DayPlan plan;
-    if (options.records > plausibleRecords) {
-        plan.shifts.push_back({driver, 4 * hour + 30 * minute, 23 * hour + 20 * minute});
-        return plan;
-    }
-    if (place == twoShifts && weekday < 5) {
-        const std::uint32_t begin = 4 * hour + 30 * minute + own.below(hour);
-        const std::uint32_t change = begin + 8 * hour + own.below(hour);
-        const std::uint32_t late = change + 10 * minute + own.below(30 * minute);
-        plan.shifts.push_back({driver, begin, change});
-        plan.shifts.push_back({lateShift, late, late + 6 * hour + own.below(100 * minute)});
-        return plan;
-    }
-    const std::uint32_t begin = 4 * hour + 40 * minute + own.below(4 * hour);
-    const std::uint32_t length = weekday < 5 ? 6 * hour + own.below(6 * hour) : 4 * hour;
-    plan.shifts.push_back({driver, begin, begin + length});
-    const bool hasCoDriver = absent >= vehiclesPerTeam &&
-                             choices(options.seed, ~team, day).below(8) == place &&
-                             options.records > 1;
-    if (hasCoDriver)
-        plan.coDriver = Shift{relief, begin + 40 + own.below(200), begin + length - 20};
-    return plan;
+    const TeamWeek week(choices(options.seed, ~team, (day + 3) / 7));
+    const std::uint32_t driver = week.driverAt(place);
+    const bool isWeekend = weekday >= 5;
+    if (options.records > plausibleRecords)
+        return {{{driver, 4 * hour + 30 * minute, 23 * hour + 20 * minute}}, {}};
+    if (place == week.twoShifts && !isWeekend)
+        return dayOfTwoShifts(driver, noise);
+    // The relief drives along if nobody is absent.
+    const bool hasCoDriver = week.absent >= vehiclesPerTeam && options.records > 1 &&
+                             choices(options.seed, ~team, day).below(8) == place;
+    return dayOfOneShift(driver, isWeekend, hasCoDriver, noise);
 }
 
 // `count` insertions of one card during a shift, with a pause between them. Their times differ
