@@ -385,11 +385,12 @@ private Q_SLOTS:
 
     void nothingThatATerminalActsOnIsShown_data() {
         const auto row = columns<QString, QString>("options", "shown");
-        const QString escaped = "\\x1B[2J\\x0A\\x9B\\x7F\\u061C\\u200E\\u202E\\u2029\\u2067z.DDD";
+        const QString escaped =
+            "\\x1B[2J\\x0A\\x9B\\xAD\\u200B\\u202E\\u2029\\uFEFF\\U000E0041z.DDD";
         row("tables", "", escaped);
         row("CSV", "--csv", escaped);
         row("JSON", "--json",
-            "\\u001b[2J\\n\\u009b\\u007f\\u061c\\u200e\\u202e\\u2029\\u2067z.DDD");
+            "\\u001b[2J\\n\\u009b\\u00ad\\u200b\\u202e\\u2029\\ufeff\\udb40\\udc41z.DDD");
         row("debug lines", "--verbose", "open() skip: \"M_20241316_0830_");
     }
 
@@ -398,7 +399,7 @@ private Q_SLOTS:
     void nothingThatATerminalActsOnIsShown() {
         QFETCH(QString, options);
         QFETCH(QString, shown);
-        const QString evil = "_0830_\x1B[2J\n\u009B\x7F\u061C\u200E\u202E\u2029\u2067z.DDD";
+        const QString evil = "_0830_\x1B[2J\n\u009B\u00AD\u200B\u202E\u2029\uFEFF\U000E0041z.DDD";
         const auto record = insertion("E\x1B[2J\n\x9B\x7F", "\x9B", 1710482400, 1, 1710482500, 2);
         const TestKey key;
         key.write("download/M_20240315" + evil, vehicleFile("\x7F", {{record}}));
@@ -414,6 +415,38 @@ private Q_SLOTS:
                  qPrintable(run.err));
         const QRegularExpression unsafe("(?!\\r?\\n)[\\p{Cc}\\p{Cf}\\p{Zl}\\p{Zp}]");
         QVERIFY2(!all.contains(unsafe), qPrintable(all));
+    }
+
+    void everyTimeHasItsText_data() {
+        const auto row = columns<QString, QString, QString, QString, QString>("zone", "name", "utc",
+                                                                              "local", "lastEnd");
+        row("first", "America/New_York", "C_19700101_0000_J.DDD", "1970-01-01T00:00:00Z",
+            "1969-12-31 19:00", "01:28 +49711d");
+        row("four digits", "UTC", "C_99991231_2359_J.DDD", "9999-12-31T23:59:00Z",
+            "9999-12-31 23:59", "06:28 +49710d");
+        row("five digits", "Pacific/Honolulu", "C_99991231_2400_J.DDD", "+10000-01-01T00:00:00Z",
+            "9999-12-31 14:00", "20:28 +49710d");
+    }
+
+    // A name may have any time from 1970 on, a record any until 2106.
+    void everyTimeHasItsText() {
+        QFETCH(QString, zone);
+        QFETCH(QString, name);
+        QFETCH(QString, utc);
+        QFETCH(QString, local);
+        QFETCH(QString, lastEnd);
+        const TestKey key;
+        key.write("download/" + name, smallCard("DF1"));
+        key.write("download/M_20240315_0830_A.DDD",
+                  vehicleFile("AB 1", {{insertion("J", "S", 1, 1, 0xFFFFFFFE, 2)}}));
+        for (const char* view : {"--json", "--csv=files", "--events"}) {
+            const Run run = readkey(key, view + QString(" KEY"), "TZ=" + zone);
+            QVERIFY2(run.out.contains(utc), view);
+        }
+        const QString tables = readkey(key, "--as-of 9999-12-31 KEY", "TZ=" + zone).out;
+        QVERIFY(tables.contains("  " + local + "  "));
+        QVERIFY(tables.contains("  " + lastEnd + "  "));
+        QVERIFY(readkey(key, "--html - KEY", "TZ=" + zone).out.endsWith("</html>\n"));
     }
 
     void brokenOutputIsToldAndFilesAreCopied_data() {

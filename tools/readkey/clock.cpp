@@ -4,6 +4,7 @@
 
 #include <QtCore/QTimeZone>
 
+#include <charconv>
 #include <ctime>
 
 namespace readkey {
@@ -20,18 +21,21 @@ std::tm partsOf(qint64 seconds, bool utc) {
     return parts;
 }
 
-// Puts the time into a form such as "0000-00-00T00:00:00Z" or its beginning. strftime() takes
-// several times as long.
-QByteArray timeText(const std::tm& parts, QByteArray form) {
-    // Each number, and where its last digit stands.
-    const std::pair<int, int> numbers[] = {{parts.tm_year + 1900, 3}, {parts.tm_mon + 1, 6},
-                                           {parts.tm_mday, 9},        {parts.tm_hour, 12},
-                                           {parts.tm_min, 15},        {parts.tm_sec, 18}};
-    for (auto [number, place] : numbers) {
-        for (; number > 0 && place < form.size(); number /= 10)
-            form[place--] = static_cast<char>('0' + number % 10);
+// The date, and so many of hour, minute and second. strftime() takes so long for this that --events
+// would miss its goal. ISO 8601 has a sign before a year of more than four digits.
+QByteArray timeText(const std::tm& parts, char separator, int count) {
+    const char before[] = {'-', '-', separator, ':', ':'};
+    const int numbers[] = {parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min,
+                           parts.tm_sec};
+    char text[40] = "+";
+    const int year = parts.tm_year + 1900;
+    char* end = std::to_chars(text + (year > 9999 ? 1 : 0), text + 20, year).ptr;
+    for (int i = 0; i < 2 + count; ++i) {
+        *end++ = before[i];
+        *end++ = static_cast<char>('0' + numbers[i] / 10);
+        *end++ = static_cast<char>('0' + numbers[i] % 10);
     }
-    return form;
+    return {text, static_cast<int>(end - text)};
 }
 
 // "a" the first time that the clock shows this, "b" the second, and otherwise nothing. Clocks are
@@ -60,7 +64,7 @@ const char* repetitionMark(qint64 seconds) {
 } // namespace
 
 QByteArray utcTime(qint64 seconds) {
-    return timeText(partsOf(seconds, true), "0000-00-00T00:00:00Z");
+    return timeText(partsOf(seconds, true), 'T', 3) + 'Z';
 }
 
 QString Clock::zone() const {
@@ -82,16 +86,17 @@ bool Clock::isZoneKnown() const {
 QString Clock::minute(std::optional<qint64> seconds) const {
     if (!seconds)
         return QStringLiteral("-");
-    return QString::fromLatin1(timeText(partsOf(*seconds, utc), "0000-00-00 00:00") +
+    return QString::fromLatin1(timeText(partsOf(*seconds, utc), ' ', 2) +
                                (utc ? "" : repetitionMark(*seconds)));
 }
 
 QString Clock::end(qint64 from, std::optional<qint64> seconds) const {
     const QString first = minute(from);
     const QString last = minute(seconds);
-    const QString time = last.mid(11);
-    if (!seconds || first.leftRef(10) == last.leftRef(10))
-        return seconds ? time : last;
+    const int dateEnd = last.indexOf(QLatin1Char(' '));
+    const QString time = last.mid(dateEnd + 1);
+    if (!seconds || first.leftRef(dateEnd) == last.leftRef(dateEnd))
+        return time;
     const qint64 days = date(from).daysTo(date(*seconds));
     return time + QString::asprintf(" %+lldd", static_cast<long long>(days));
 }

@@ -8,7 +8,8 @@
 
 namespace readkey {
 
-// "2024-03-15T08:30:00Z" of seconds since 1970.
+// "2024-03-15T08:30:00Z" of seconds since 1970. A year of more than four digits has a sign, here
+// and below: "+10000-01-01T00:00:00Z".
 QByteArray utcTime(qint64 seconds);
 
 // Presents times in one zone: UTC or the process's own. A time that is not known is "-". Where the

@@ -13,14 +13,13 @@ QByteArray jsonString(const QString& text) {
         return '"' + text.toLatin1() + '"'; // most are, and there may be 100,000
     const QJsonArray array{text};
     const QString json = QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
-    QString result;
-    for (const QChar character : json.mid(1, json.size() - 2)) {
-        if (isUnsafe(character))
-            result += QString::asprintf("\\u%04x", unsigned{character.unicode()});
-        else
-            result += character;
-    }
-    return result.toUtf8();
+    const auto escape = [](uint codePoint) {
+        if (!QChar::requiresSurrogates(codePoint))
+            return QString::asprintf("\\u%04x", codePoint);
+        return QString::asprintf("\\u%04x\\u%04x", unsigned{QChar::highSurrogate(codePoint)},
+                                 unsigned{QChar::lowSurrogate(codePoint)});
+    };
+    return escapeUnsafe(json.mid(1, json.size() - 2), escape).toUtf8();
 }
 
 QByteArray jsonStringOrNull(const QString& text) {

@@ -8,11 +8,22 @@
 
 namespace readkey {
 
-bool isUnsafe(QChar character) {
-    const ushort u = character.unicode();
-    return u < 0x20 || (u >= 0x7F && u <= 0x9F) || u == 0x061C || u == 0x200E || u == 0x200F ||
-           (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069);
+namespace {
+
+// Whether the character is not shown but acts.
+bool isUnsafe(uint codePoint) {
+    switch (QChar::category(codePoint)) {
+    case QChar::Other_Control:
+    case QChar::Other_Format:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return true;
+    default:
+        return false;
+    }
 }
+
+} // namespace
 
 bool isPlain(const QString& text) {
     return std::all_of(text.begin(), text.end(), [](QChar character) {
@@ -20,21 +31,25 @@ bool isPlain(const QString& text) {
     });
 }
 
-QString printable(const QString& text) {
+QString escapeUnsafe(const QString& text, QString (*escape)(uint codePoint)) {
     if (isPlain(text))
         return text;
+    const QVector<uint> codePoints = text.toUcs4();
+    if (std::none_of(codePoints.begin(), codePoints.end(), isUnsafe))
+        return text;
     QString result;
-    result.reserve(text.size());
-    for (const QChar character : text) {
-        const ushort u = character.unicode();
-        if (!isUnsafe(character))
-            result += character;
-        else if (u < 0x100)
-            result += QString::asprintf("\\x%02X", unsigned{u});
-        else
-            result += QString::asprintf("\\u%04X", unsigned{u});
-    }
+    for (const uint codePoint : codePoints)
+        result += isUnsafe(codePoint) ? escape(codePoint) : QString::fromUcs4(&codePoint, 1);
     return result;
+}
+
+QString printable(const QString& text) {
+    return escapeUnsafe(text, [](uint codePoint) {
+        const char* const form = codePoint < 0x100     ? "\\x%02X"
+                                 : codePoint < 0x10000 ? "\\u%04X"
+                                                       : "\\U%08X";
+        return QString::asprintf(form, codePoint);
+    });
 }
 
 int displayWidth(const QString& text) {

@@ -8,14 +8,16 @@
 
 namespace readkey {
 
-// Whether a terminal may act on the character rather than show it: control characters, line and
-// paragraph separators, and what changes the direction of writing.
-bool isUnsafe(QChar character);
-
 // Whether it is nothing but printable ASCII, as most text is.
 bool isPlain(const QString& text);
 
-// The text with each unsafe character shown as "\x1B" or "\u202E". Backslashes are left alone.
+// The text with each unsafe character replaced by what `escape` returns for it. Unsafe are the
+// Unicode categories control, format, line separator and paragraph separator: a terminal may obey
+// such a character, and two names may differ by nothing else.
+QString escapeUnsafe(const QString& text, QString (*escape)(uint codePoint));
+
+// The text with each unsafe character shown as "\x1B", "\u202E" or "\U000E0001".
+// Backslashes are left alone.
 QString printable(const QString& text);
 
 // Columns that the text takes on a terminal: none for combining marks, two for wide characters. The
