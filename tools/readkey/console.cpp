@@ -101,6 +101,12 @@ void error(const QString& text) {
     line(QStringLiteral("readkey: ") + text);
 }
 
+void endWithoutMemory() {
+    removeProgress();
+    writeError(QByteArrayLiteral("readkey: not enough memory\n"));
+    ::_exit(1); // what the C library would call allocates
+}
+
 void showProgress(int percent) {
     static const bool onTerminal = ::isatty(STDERR_FILENO) == 1;
     if (!onTerminal || percent == shownProgress)

@@ -30,6 +30,9 @@ void line(const QString& text);
 // line() with "readkey: " before it.
 void error(const QString& text);
 
+// Ends the process with status 1 and "not enough memory", and allocates none for that.
+[[noreturn]] void endWithoutMemory();
+
 // The bar is drawn where standard error is a terminal, when it changes; any line removes it.
 void showProgress(int percent);
 void removeProgress();

@@ -12,6 +12,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
+#include <new>
 
 namespace readkey {
 
@@ -101,28 +102,20 @@ void nameTimeZone() {
         qputenv("TZ", ":/etc/localtime");
 }
 
-} // namespace
-
-} // namespace readkey
-
-int main(int argc, char* argv[]) {
-    using namespace readkey;
-
-    nameTimeZone();
-    console::prepareProcess();
+int start(int argc, char* argv[]) {
     // Arguments, and names on keys, are UTF-8 whatever the locale of the process.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters
 
     const CommandLine commandLine = parseCommandLine(QCoreApplication::arguments());
-    StandardOutput standardOutput;
-    int status = EXIT_SUCCESS;
     if (commandLine.isWrong) {
         console::error(commandLine.text);
         console::error(QStringLiteral("\"readkey --help\" shows how it is used"));
         return 2;
     }
+    StandardOutput standardOutput;
+    int status = EXIT_SUCCESS;
     if (commandLine.text.isEmpty())
         status = run(commandLine.options, standardOutput);
     else
@@ -137,4 +130,18 @@ int main(int argc, char* argv[]) {
         return EXIT_FAILURE;
     }
     return status;
+}
+
+} // namespace
+
+} // namespace readkey
+
+int main(int argc, char* argv[]) {
+    readkey::nameTimeZone();
+    readkey::console::prepareProcess();
+    try {
+        return readkey::start(argc, argv);
+    } catch (const std::bad_alloc&) { // what is not complete has been removed on the way here
+        readkey::console::endWithoutMemory();
+    }
 }
