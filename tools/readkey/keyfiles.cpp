@@ -1,12 +1,12 @@
 #include "keyfiles.h"
 
+#include "openfile.h"
 #include "text.h"
 
 #include "downloadkey/filenames.h"
 #include "scard/scardgeneric.h"
 
-#include <QtCore/QFile>
-#include <QtCore/QFileInfo>
+#include <QtCore/QLocale>
 #include <QtCore/QTextCodec>
 
 #include <algorithm>
@@ -34,6 +34,11 @@ void set(LogFile& file, LogFile::Status status, const QString& reason) {
     file.reason = reason;
 }
 
+QString tooLargeText(qint64 size) {
+    return QStringLiteral("too large for a download (%1)")
+        .arg(QLocale::c().formattedDataSize(size, 0, QLocale::DataSizeTraditionalFormat));
+}
+
 // Decides about one directory entry by what the file system and its name tell.
 LogFile examineEntry(int directory, const char* bytes) {
     QTextCodec::ConverterState state;
@@ -41,7 +46,9 @@ LogFile examineEntry(int directory, const char* bytes) {
         bytes, static_cast<int>(qstrlen(bytes)), &state);
     LogFile file = fileOf(name);
     struct stat status {};
-    if (::fstatat(directory, bytes, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    const bool isSeen = ::fstatat(directory, bytes, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    file.size = status.st_size;
+    if (!isSeen)
         set(file, LogFile::Failed, QStringLiteral("cannot be read: ") + qt_error_string(errno));
     else if (S_ISDIR(status.st_mode))
         set(file, LogFile::Skipped, QStringLiteral("it is a directory"));
@@ -57,6 +64,8 @@ LogFile examineEntry(int directory, const char* bytes) {
         set(file, LogFile::Skipped, QStringLiteral("its name has no valid date and time"));
     else if (state.invalidChars > 0 || state.remainingChars > 0)
         set(file, LogFile::Failed, QStringLiteral("cannot be read: its name is not valid UTF-8"));
+    else if (file.size > largestDownload)
+        set(file, LogFile::Failed, tooLargeText(file.size));
     else if (::faccessat(directory, bytes, R_OK, 0) != 0)
         set(file, LogFile::Failed, QStringLiteral("cannot be read: ") + qt_error_string(errno));
     return file;
@@ -64,27 +73,33 @@ LogFile examineEntry(int directory, const char* bytes) {
 
 // Why the file cannot be worked on at all; empty when it can.
 QString openReason(QFile& file) {
-    if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("cannot be read: ") + file.errorString();
+    const int error = openRegular(file, QIODevice::ReadOnly);
+    if (error == ELOOP)
+        return QStringLiteral("it is no longer a regular file");
+    if (error == EFBIG)
+        return tooLargeText(file.size());
+    if (error != 0)
+        return QStringLiteral("cannot be read: ") + qt_error_string(error);
     if (file.size() < downloadkey::smallestUsableFile)
         return QStringLiteral("the file is too small (%1 bytes)").arg(file.size());
     return {};
 }
 
-// Why a parser refused the file, as far as a look at its bytes can tell more than the parser did.
+// Why a parser refused the file, as far as its state and its first bytes say more than the parser.
 QString parserReason(QFile& file, const aux::Error& error, LogFile::Kind kind) {
-    file.seek(0);
-    const QByteArray begin = file.read(2);
-    while (!file.read(65536).isEmpty()) {
-        // It may be larger than the memory.
-    }
     if (file.error() != QFileDevice::NoError)
         return QStringLiteral("cannot be read: ") + file.errorString();
+    file.seek(0);
+    const QByteArray begin = file.read(2);
     if (kind == LogFile::Vehicle && begin != "\x76\x01" && begin != "\x76\x21" &&
         begin != "\x76\x31")
         return QStringLiteral("not a vehicle-unit download (begins with %1)")
             .arg(QString::fromLatin1(begin.toHex(' ').toUpper()));
-    return QStringLiteral("damaged or cut off (%1)").arg(errorText(error));
+    const QString text = errorText(error);
+    if (text.contains(QLatin1String("not mmapped")) &&
+        file.size() >= downloadkey::smallestVehicleUnitFile)
+        return QStringLiteral("not enough memory");
+    return QStringLiteral("damaged or cut off (%1)").arg(text);
 }
 
 aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file) {

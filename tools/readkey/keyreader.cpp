@@ -2,6 +2,7 @@
 
 #include "console.h"
 #include "events.h"
+#include "openfile.h"
 
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
@@ -19,6 +20,9 @@
 namespace readkey {
 
 namespace {
+
+// Bytes that the library may keep in memory at once.
+constexpr qint64 largestRead = 4 * largestDownload;
 
 // Empty where there is none.
 QString downloadDirOf(const QString& mountDir) {
@@ -81,10 +85,10 @@ KeyReader::~KeyReader() {
 bool KeyReader::read(const std::function<void(int)>& progress) {
     m_progress = progress;
     m_mountDir = mountDirOf(m_path);
-    m_isFolder =
+    const bool isFolder =
         downloadDirOf(m_mountDir).isEmpty() && !m_events && !listFiles(m_path).files.empty();
     m_key.init();
-    if (m_isFolder)
+    if (isFolder)
         readFolder();
     else if (openKey())
         readKey();
@@ -150,9 +154,15 @@ void KeyReader::readFolder() {
     listDirectory(m_path);
     if (m_options.makeDownloadedDir)
         fail({}, QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
+    readOneByOne(m_path);
+}
+
+// Without the library's own read(), and so it is for readkey to copy and to remount.
+void KeyReader::readOneByOne(const QString& mountDir) {
+    m_isOneByOne = true;
     addFiles(true);
     if (m_options.remount)
-        remount(m_path);
+        remount(mountDir);
 }
 
 bool KeyReader::openKey() {
@@ -167,6 +177,12 @@ bool KeyReader::openKey() {
 }
 
 void KeyReader::readKey() {
+    if (isTooMuch()) {
+        if (!m_events)
+            return readOneByOne(m_mountDir);
+        fail({}, QStringLiteral("not read: its files are too large to be read at once"));
+        return;
+    }
     const aux::Error error = m_key.read();
     if (console::interruption() != 0)
         return;
@@ -182,6 +198,20 @@ void KeyReader::readKey() {
         addFiles(true);
     if (m_failures == before)
         fail({}, QStringLiteral("a file failed that can be read now: the key's contents changed"));
+}
+
+// Whether the library's read() would load a file that is too large, or too much in all.
+bool KeyReader::isTooMuch() const {
+    qint64 bytes = 0;
+    int vehicles = 0;
+    for (const LogFile& file : m_listing.files) {
+        const bool isParsed = file.kind == LogFile::Vehicle && file.status == LogFile::Ok &&
+                              ++vehicles <= downloadkey::parsedFilesOfEachKind;
+        bytes += isParsed ? file.size : 0;
+        if (bytes > largestRead || (file.size > largestDownload && file.status != LogFile::Skipped))
+            return true;
+    }
+    return false;
 }
 
 void KeyReader::listDirectory(const QString& directory) {
@@ -217,8 +247,11 @@ void KeyReader::addFile(LogFile file) {
     file.key = m_path;
     file.copy = m_copies.take(file.name);
     std::shared_ptr<downloadkey::VehicleInfo> vehicle;
+    if (file.status == LogFile::Failed && file.copy == LogFile::NotAsked &&
+        !m_options.copyTo.isEmpty())
+        file.copy = LogFile::NotCopied;
     if (file.status == LogFile::Ok) {
-        if (m_isFolder)
+        if (m_isOneByOne)
             file.copy = copyFile(path, QDateTime::fromSecsSinceEpoch(file.downloaded.value_or(0)));
         vehicle = m_vehicles.take(file.name);
         if (!vehicle)

@@ -35,8 +35,10 @@ private:
     void setUpHost();
     void connectSignals();
     void readFolder();
+    void readOneByOne(const QString& mountDir);
     bool openKey();
     void readKey();
+    bool isTooMuch() const;
     void listDirectory(const QString& directory);
     void addFiles(bool listedOnly);
     void addFile(LogFile file);
@@ -55,7 +57,7 @@ private:
     std::function<void(int)> m_progress;
     QString m_mountDir;
     QString m_downloadDir;
-    bool m_isFolder = false;
+    bool m_isOneByOne = false;             // the library offers nothing
     Listing m_listing;                     // as it was when the key was opened
     QStringList m_offered;                 // names, in the library's order
     QMap<QString, LogFile::Copy> m_copies; // by name, what became of them

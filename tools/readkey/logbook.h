@@ -24,8 +24,9 @@ struct LogFile {
     enum Status { Ok, Failed, Skipped };
     enum Copy { NotAsked, Copied, Kept, NotCopied };
 
-    QString key;  // the path as it was given
-    QString name; // bare name
+    QString key;     // the path as it was given
+    QString name;    // bare name
+    qint64 size = 0; // bytes
     Kind kind = Other;
     Status status = Ok;
     Copy copy = NotAsked;

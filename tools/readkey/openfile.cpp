@@ -8,7 +8,7 @@
 
 namespace readkey {
 
-int openRegular(QFile& file) {
+int openRegular(QFile& file, QIODevice::OpenMode mode) {
     const int descriptor = ::open(QFile::encodeName(file.fileName()).constData(),
                                   O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
@@ -18,8 +18,7 @@ int openRegular(QFile& file) {
                        : !S_ISREG(status.st_mode)         ? ELOOP
                        : status.st_size > largestDownload ? EFBIG
                                                           : 0;
-    if (reason == 0 && file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
-                                 QFileDevice::AutoCloseHandle))
+    if (reason == 0 && file.open(descriptor, mode, QFileDevice::AutoCloseHandle))
         return 0;
     ::close(descriptor);
     return reason == 0 ? EBADF : reason;

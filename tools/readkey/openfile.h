@@ -10,8 +10,9 @@ namespace readkey {
 // Bytes. No vehicle unit and no card holds more than a few megabytes.
 constexpr qint64 largestDownload = 64 * 1024 * 1024;
 
-// Opens the file for reading, without a buffer. Returns 0 or an errno: ELOOP if it is not a regular
-// file, EFBIG if it is too large for a download.
-int openRegular(QFile& file);
+// Opens the file for reading. Returns 0 or an errno: ELOOP if it is not a regular file, EFBIG if it
+// is too large for a download.
+int openRegular(QFile& file,
+                QIODevice::OpenMode mode = QIODevice::ReadOnly | QIODevice::Unbuffered);
 
 } // namespace readkey
