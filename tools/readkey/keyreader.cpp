@@ -34,6 +34,21 @@ QString downloadDirOf(const QString& mountDir) {
     return {};
 }
 
+// The name of the key's own directory that leads out of the key; empty if both lie in it. A file
+// system with links is needed for that, and somebody who wants to do harm.
+QString nameOfStray(const QString& mountDir) {
+    QString root = QFileInfo(mountDir).canonicalFilePath();
+    if (!root.endsWith(QLatin1Char('/')))
+        root += QLatin1Char('/');
+    for (const QString& path : {downloadDirOf(mountDir), mountDir + QLatin1String("/downloaded")}) {
+        const QFileInfo directory(path);
+        if ((directory.exists() || directory.isSymLink()) &&
+            !(directory.canonicalFilePath() + QLatin1Char('/')).startsWith(root))
+            return directory.fileName();
+    }
+    return {};
+}
+
 // Remounts the file system at `mountDir` and keeps its other flags. Returns an empty text, or the
 // reason why not: where a directory is no mount point, the file system around it would be changed.
 QString remountReadOnly(const QString& mountDir) {
@@ -166,6 +181,9 @@ void KeyReader::readOneByOne(const QString& mountDir) {
 }
 
 bool KeyReader::openKey() {
+    const QString stray = nameOfStray(m_mountDir);
+    if (!stray.isEmpty())
+        return fail({}, QStringLiteral("not read: \"%1\" leads out of the key").arg(stray));
     QDir mountDir(m_mountDir);
     const aux::Error error = m_key.open(mountDir);
     if (m_events)
