@@ -89,4 +89,7 @@ if(DOWNLOADKEY_TOOLS)
     install(FILES tools/readkey/completions/_readkey
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions
         COMPONENT tools)
+    install(FILES tools/readkey/completions/readkey.fish
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d
+        COMPONENT tools)
 endif()

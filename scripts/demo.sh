@@ -13,12 +13,14 @@ echo "Building readkey and makekey in build/release (a minute or two the first t
 build release readkey makekey
 
 tools=$top/build/release/tools
+options=()
 if [ $# -eq 0 ]; then
+    options=(--as-of 2024-03-16) # the sample key is of the day before
     set -- "$top/build/sample-key"
     rm -rf "$1"
     echo "Writing a sample key: makekey --days 2 --files 3 $1"
     "$tools/makekey/makekey" --days 2 --files 3 "$1"
 fi
-echo "Showing it: build/release/tools/readkey/readkey $1"
+echo "Showing it: build/release/tools/readkey/readkey ${options[*]+${options[*]} }$1"
 echo
-exec "$tools/readkey/readkey" -- "$1"
+exec "$tools/readkey/readkey" "${options[@]}" -- "$1"

@@ -74,7 +74,8 @@ dpkg-deb -I "$(file libdownloadkey1)" symbols | grep -qx 'libdownloadkey\.so\.1 
 for program in readkey makekey; do
     gzip -t "$root/downloadkey-tools/usr/share/man/man1/$program.1.gz"
 done
-for completion in bash-completion/completions/readkey zsh/vendor-completions/_readkey; do
+for completion in bash-completion/completions/readkey zsh/vendor-completions/_readkey \
+    fish/vendor_completions.d/readkey.fish; do
     [ -s "$root/downloadkey-tools/usr/share/$completion" ] || fail "no completion: $completion"
 done
 ! "$readelf" -dW "$root"/*/usr/lib/"$tuple"/*.so.1 "$root"/downloadkey-tools/usr/bin/* |

@@ -67,6 +67,50 @@ struct StoryKey : TestKey {
     StoryKey() { tellStory(*this); }
 };
 
+inline QByteArray cardFile(const char* firstNames, const char* surname, const char* number) {
+    samples::Card card;
+    card.firstNames = firstNames;
+    card.surname = surname;
+    card.cardNumber = number;
+    return samples::cardFile(card);
+}
+
+// A fleet of which much is not known on 1 April 2024.
+//
+//   AB 1  was downloaded in January, and in April with all of March, but February is missing. In
+//         March it was driven 12 km without a card, and Jo's last drive goes on into April.
+//   XY 9  Jo's card was in it when it was downloaded in January, and somebody else's is in April.
+//   FU 1  has a download from the future only.
+//
+// Jo Sample has a card that was renewed, downloaded at the same time as the old one; another driver
+// has the same name. Ann Early has a card and drives nothing.
+inline void tellFleet(const TestKey& key) {
+    const auto jo = [](const char* from, quint32 kmFrom, const char* to, quint32 kmTo) {
+        return insertion("Jo", "Sample", at(from), kmFrom, at(to), kmTo);
+    };
+    auto open = jo("2024-01-31T06:00", 500, "2024-01-31T06:00", noKilometres);
+    open.withdrawalTime = stillInserted;
+    // A driver takes the wheel for an hour while the card of the other is still read as inserted.
+    const auto within =
+        insertion("Pat", "Test", at("2024-03-04T08:00"), 13000, at("2024-03-04T09:00"), 13040);
+    key.write("download/M_20240131_1800_A.DDD",
+              vehicleFile("AB 1", {{jo("2024-01-30T06:00", 1000, "2024-01-30T14:00", 1200)}}));
+    key.write(
+        "download/M_20240401_0600_A.DDD",
+        vehicleFile("Ab1", {{jo("2024-03-01T06:00", 12800, "2024-03-01T14:00", 12988)},
+                            {jo("2024-03-04T06:00", 13000, "2024-03-04T14:00", 13100), within},
+                            {jo("2024-03-31T20:00", 13100, "2024-04-01T02:00", 13700)}}));
+    key.write("download/M_20240131_1200_X.DDD", vehicleFile("XY 9", {{open}}));
+    key.write("download/M_20240401_0700_X.DDD",
+              vehicleFile("XY 9", {{insertion("Zo\xE9", "Test", at("2024-03-31T23:30"), 900,
+                                              at("2024-04-01T00:00"), 950)}}));
+    key.write("download/M_20990101_0000_F.DDD", vehicleFile("FU 1", {}));
+    key.write("download/C_20240304_1200_JO.DDD", cardFile("Jo", "Sample", "DF00000000000101"));
+    key.write("download/C_20240304_1200_J.DDD", cardFile("Jo", "Sample", "DF000000000001A0"));
+    key.write("download/C_20240303_1200_J.DDD", cardFile("Jo", "Sample", "DF00000000000200"));
+    key.write("download/C_20240401_1200_E.DDD", cardFile("Ann", "Early", "DF00000000000300"));
+}
+
 // What is no download, and one download that fails.
 inline void addOddities(const TestKey& key) {
     key.write("download/M_20240310_0830_BAD.DDD", QByteArray(700, '\xD2'));

@@ -167,20 +167,33 @@ private Q_SLOTS:
         QCOMPARE(run.status, 2);
     }
 
-    // Help, manual and completions know the same options, and the help fits a screen.
+    // Help, manual and completions know the same options and kinds of CSV, the manual has each of
+    // their columns, and the help fits a screen.
     void optionsAreDocumented() {
         const TestKey key;
-        const Run run = readkey(key, "--help");
-        const QSet<QString> options = optionsIn(run.out);
+        const QString completions = "../../tools/readkey/completions/";
+        const QString help = readkey(key, "--help").out;
+        const QSet<QString> options = optionsIn(help);
         QVERIFY(options.size() >= 15);
-        QVERIFY(run.out.count('\n') <= 24);
-        for (const QString& line : run.out.split('\n'))
+        QVERIFY(help.count('\n') <= 24);
+        for (const QString& line : help.split('\n'))
             QVERIFY2(line.size() <= 80, qPrintable(line));
-        for (const char* place : {"docs/readkey.1", "tools/readkey/completions/readkey.bash",
-                                  "tools/readkey/completions/_readkey"}) {
-            const QString text = dataFile(QString("../../") + place).replace("\\-", "-");
+        const QString manual = dataFile("../../docs/readkey.1").replace("\\-", "-");
+        const QString fish = dataFile(completions + "readkey.fish");
+        for (const QString& text :
+             {manual, dataFile(completions + "readkey.bash"), dataFile(completions + "_readkey"),
+              QString(fish).replace(" -l ", "--")})
             QCOMPARE(optionsIn(text), options);
-        }
+        const QString kinds = outputOf(
+            key, "bash -c 'compopt() { :; }; . " TEST_DATA
+                 "../../tools/readkey/completions/readkey.bash; "
+                 "COMP_WORDS=(readkey --csv =) COMP_CWORD=2; _readkey; echo \"${COMPREPLY[*]}\"'");
+        QVERIFY(dataFile(completions + "_readkey").contains('(' + kinds.trimmed() + ')'));
+        QVERIFY(fish.contains(kinds));
+        for (const QString& kind : kinds.split(' '))
+            for (const QString& column : readkey(key, "KEY --csv=" + kind).out.trimmed().split(','))
+                QVERIFY2(manual.contains(QRegularExpression("\n(.*, )?" + column + "(,.*)?\tT\\{")),
+                         qPrintable(column));
         QVERIFY(readkey(key, "-v").out.startsWith("readkey 1."));
     }
 
@@ -293,24 +306,65 @@ private Q_SLOTS:
             QString("Only what matches the filter is shown: %1 of 5 insertions\n").arg(left)));
     }
 
-    // The figures of a driver come from all vehicles, and the card from its newest download.
-    // Vehicles come by plate. What has no insertions is shown where the filter is about it alone.
-    void totalsComeFromAllVehiclesAndTheNewestCard() {
+    // What is missing, overdue, ambiguous or only half in the period is said, and never mixed up.
+    void figuresSayWhatTheDataCarry() {
+        const TestKey key;
+        tellFleet(key);
+        QString all;
+        for (const char* options :
+             {"--summary", "--summary --driver DF000000000002 --from 2024-03-01 --to 2024-03-31",
+              "--summary --driver early", "--vehicle ' a,B 1' --from 2024-03-31", "--csv=gaps",
+              "--csv=vehicles --to 2024-03-31", "--csv=drivers --to 2024-03-31"})
+            all += "== " + QString(options) + '\n' +
+                   outputOf(key, QString("PROGRAM --utc --as-of 2024-04-01 KEY ") + options);
+        QCOMPARE(linesOf(all.remove('\r')), linesOf(dataFile("fleet.txt")));
+    }
+
+    void agesAreWholeDaysOfTheZone_data() {
+        const auto row = columns<QString, QString>("vehicle", "card");
+        // Days since 2024-03-15 08:30 and since 2024-02-15 08:15 (UTC), and 1 for overdue.
+        row("2024-03-14 TZ=UTC", "1,0", "28,0"); // an earlier download is two days older
+        row("2024-03-15 TZ=UTC", "0,0", "29,1");
+        row("2024-06-13 TZ=UTC", "90,0", "119,1");
+        row("2024-06-14 TZ=UTC", "91,1", "120,1");
+        row("2024-06-13 TZ=Pacific/Kiritimati", "90,0", "119,1");
+        row("2024-06-13 TZ=Pacific/Pago_Pago", "91,1", "120,1");
+    }
+
+    void agesAreWholeDaysOfTheZone() {
         const StoryKey key;
-        samples::Card early;
-        early.surname = "Early";
-        early.firstNames = "";
-        key.write("download/C_20240301_0800_E.DDD", samples::cardFile(early));
-        key.write("download/C_20240316_0830_J_SAMPLE.DDD", smallCard("DF00000000000101"));
-        key.write("download/C_20231101_0700_J_SAMPLE.DDD", smallCard("DF00000000000102"));
-        key.write("download/M_20230315_0830_A.DDD", smallVehicleUnit("AA 1"));
-        QString summaries;
-        for (const char* filter : {"", "--driver jo ", "--driver early ", "--driver nobody "})
-            summaries +=
-                "== " + QString(filter) + '\n' +
-                readkey(key, QString("--utc --summary --as-of 2024-03-16 %1KEY").arg(filter))
-                    .out.section("\nFiles", 0, 0);
-        QCOMPARE(linesOf(summaries), linesOf(dataFile("drivers.txt")));
+        const QString day = QString(QTest::currentDataTag()).section(' ', 0, 0);
+        const QString zone = QString(QTest::currentDataTag()).section(' ', 1);
+        const auto cells = [&](const QString& kind, const QString& name) {
+            const QString csv =
+                readkey(key, "--csv=" + kind + " --as-of " + day + " KEY", zone).out;
+            return csv.section('\n' + name, 1).section("," + day + ",", 1).section(',', 0, 1);
+        };
+        QTEST(cells("vehicles", "AB 123 CD"), "vehicle");
+        QTEST(cells("drivers", "Jo Sample"), "card");
+    }
+
+    void daysAndHoursAreThoseOfTheZone() {
+        const TestKey key;
+        const auto record = [](const char* from, const char* to) {
+            return insertion("Jo", "Sample", at(from), 1, at(to), 2);
+        };
+        key.write("download/M_20241101_0000_A.DDD",
+                  vehicleFile("A 1", {{record("2024-10-27T00:30", "2024-10-27T01:10")},
+                                      {record("2011-12-30T09:30", "2011-12-30T09:40")},
+                                      {record("2011-12-30T10:00", "2011-12-30T10:10")}}));
+        const QString twice = readkey(key, "KEY", "TZ=Europe/Berlin").out;
+        QVERIFY2(twice.contains("  2024-10-27 02:30a  02:10b  "), qPrintable(twice));
+        // On Samoa the 30th was left out.
+        for (const char* option : {"--to 2011-12-29", "--to 2011-12-30"})
+            QCOMPARE(
+                insertedTimes(readkey(key, QString(option) + " --csv KEY", "TZ=Pacific/Apia").out),
+                QStringList("2011-12-30T09:30"));
+        const Run unknown = readkey(key, "KEY", "TZ=Nowhere/Foo");
+        QCOMPARE(unknown.err, QString("readkey: times are UTC: the time zone TZ=Nowhere/Foo is not "
+                                      "known here\n"));
+        QVERIFY(unknown.out.startsWith(
+            "Times are local: Nowhere/Foo (not known here, so they are UTC)"));
     }
 
     // The library parses the 100 newest of a kind; every view shows every file.
@@ -537,7 +591,10 @@ private Q_SLOTS:
         row("dumb", 80, "TERM=dumb", false, whole);
         row("fewer columns", 66, "", true,
             "  Käthe O\"Neil  driver     2024-03-13 22:00  04:00 +1d   1400  188\n");
-        row("fewest columns", 37, "", true, "  Käthe O\"Neil  2024-03-13 22:00  188\n");
+        row("short names", 80, "", true,
+            "  Maximiliane Beispi\u2026  driver  2024-03-14 06:00  07:00        1  1000000  "
+            "999999\n");
+        row("fewest columns", 40, "", true, "  Käthe O\"Neil  2024-03-13 22:00  188\n");
     }
 
     void tablesFitTheTerminal() {
@@ -549,6 +606,9 @@ private Q_SLOTS:
         QFETCH(QString, shown);
         const StoryKey key;
         addOddities(key);
+        const auto known = insertion("Maximiliane", "Beispiel", at("2024-03-14T06:00"), 1,
+                                     at("2024-03-14T07:00"), 1000000);
+        key.write("download/M_20240314_0800_L.DDD", vehicleFile("L 1", {{known}}));
         const QString command = "stty cols %1; %2 PROGRAM --as-of 2024-03-15 KEY 2>progress";
         QString out = onTerminal(key, command.arg(width).arg(environment)).out;
         out.remove('\r');

@@ -4,8 +4,6 @@
 
 #include "downloadkey/vehicleinfo.h"
 
-#include <QtCore/QRegularExpression>
-
 #include <algorithm>
 #include <numeric>
 #include <set>
@@ -71,66 +69,66 @@ qint64 endOf(const Logbook& book, const Insertion& insertion) {
     return std::max(insertion.inserted, end);
 }
 
-// Orders the insertions from `begin` on. Of the same ones the first is from the newest download
+// Orders the insertions from `begin` on, and keeps of the same ones that of the newest download
 // that closes it.
-void sort(Logbook& book, size_t begin) {
+void merge(Logbook& book, size_t begin) {
     const auto rank = [&book](const Insertion& a) {
         return std::make_tuple(!a.withdrawn, -downloadOf(book, a).value_or(0));
     };
-    const auto first = book.insertions.begin() + static_cast<std::ptrdiff_t>(begin);
-    std::stable_sort(first, book.insertions.end(), [&](const Insertion& a, const Insertion& b) {
+    std::vector<Insertion>& all = book.insertions;
+    const auto first = all.begin() + static_cast<std::ptrdiff_t>(begin);
+    std::stable_sort(first, all.end(), [&](const Insertion& a, const Insertion& b) {
         return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
     });
+    for (size_t i = all.size(); i > begin + 1; --i) {
+        if (isSame(all[i - 2], all[i - 1]))
+            all[i - 2].knownFrom = std::max(all[i - 2].knownFrom, all[i - 1].knownFrom);
+    }
+    all.erase(std::unique(first, all.end(), isSame), all.end());
 }
 
-// Keeps the first of the same ones.
-void merge(Logbook& book, size_t begin) {
-    const auto first = book.insertions.begin() + static_cast<std::ptrdiff_t>(begin);
-    book.insertions.erase(std::unique(first, book.insertions.end(), isSame), book.insertions.end());
+// Says for each insertion of one file into the driver's slot how far back the file knows this slot.
+void findKnown(Logbook& book, size_t begin) {
+    std::optional<qint64> withdrawn; // the latest so far
+    for (size_t i = begin; i < book.insertions.size(); ++i) {
+        Insertion& insertion = book.insertions[i];
+        if (insertion.slot != driverSlot)
+            continue;
+        insertion.knownFrom = withdrawn;
+        if (insertion.withdrawn)
+            withdrawn = std::max(withdrawn, std::make_optional(endOf(book, insertion)));
+    }
 }
 
-void addGap(Logbook& book, Gap::Kind kind, const Insertion& before, const Insertion& after) {
-    Gap gap{kind,
-            after.vehicle,
-            endOf(book, before),
-            after.inserted,
-            before.withdrawn ? before.odometerAtWithdrawal : std::nullopt,
-            after.odometerAtInsertion,
-            before.file,
-            after.file};
+void addGap(Logbook& book, const Insertion& before, const Insertion& after) {
+    const qint64 from = endOf(book, before);
+    const bool isKnown = before.withdrawn && after.knownFrom == from;
+    const Gap gap{isKnown ? Gap::WithoutCard : Gap::WithoutData,
+                  after.vehicle,
+                  from,
+                  after.inserted,
+                  before.withdrawn ? before.odometerAtWithdrawal : std::nullopt,
+                  after.odometerAtInsertion,
+                  before.file,
+                  after.file};
     const bool wasDriven = gap.distance().value_or(0) > 0;
-    if (gap.from <= gap.to && (wasDriven || (kind == Gap::WithoutData && gap.from < gap.to)))
+    if (gap.from <= gap.to && (wasDriven || (!isKnown && gap.from < gap.to)))
         book.gaps.push_back(gap);
 }
 
-// The insertions are sorted, and those that several downloads have are there as often: a gap before
-// an insertion is one without a card if a file has the insertion and the withdrawal before it.
+// The insertions are ordered by vehicle and time.
 void findGaps(Logbook& book) {
-    const Insertion* last = nullptr;                         // that ends last so far
-    std::vector<const Insertion*> lastIn(book.files.size()); // likewise, if a file has its end
-    for (auto same = book.insertions.cbegin(); same != book.insertions.cend();) {
-        const Insertion& insertion = *same;
-        const auto end =
-            std::find_if_not(same, book.insertions.cend(),
-                             [&](const Insertion& other) { return isSame(insertion, other); });
-        const std::vector<Insertion>::const_iterator begin = std::exchange(same, end);
+    const Insertion* last = nullptr; // to end of those before
+    for (const Insertion& insertion : book.insertions) {
         if (insertion.slot != driverSlot)
             continue;
-        if (last && last->vehicle != insertion.vehicle)
+        if (last && last->vehicle == insertion.vehicle)
+            addGap(book, *last, insertion);
+        else
             last = nullptr;
-        if (last) {
-            const bool isKnown = std::any_of(
-                begin, end, [&](const Insertion& one) { return lastIn[one.file] == last; });
-            addGap(book, isKnown ? Gap::WithoutCard : Gap::WithoutData, *last, insertion);
-        }
-        // A card that was still in has been withdrawn when the next one is.
-        if (last && last->withdrawn && endOf(book, *last) > endOf(book, insertion))
-            continue;
-        last = &insertion;
-        for (auto one = begin; one != end; ++one) {
-            if (one->withdrawn)
-                lastIn[one->file] = last;
-        }
+        // A card that was still in has been withdrawn when the next one is inserted.
+        if (!last || !last->withdrawn || endOf(book, *last) <= endOf(book, insertion))
+            last = &insertion;
     }
 }
 
@@ -152,7 +150,6 @@ bool fits(const DriverSummary& driver, const Filter& filter) {
            });
 }
 
-// Of each item, whether it fits.
 template <typename Item>
 std::vector<bool> fitting(const std::vector<Item>& items, const Filter& filter) {
     std::vector<bool> result;
@@ -186,15 +183,9 @@ void filterRecords(Logbook& book, const Filter& filter) {
 // Adds the item's part to a vehicle, for example, and to what of it crosses the period's edge.
 template <typename Item, typename Summary>
 void add(const Item& item, const Totals& part, Summary& sum) {
-    for (Totals* totals : {&sum.totals, item.crosses ? &sum.crossing : nullptr}) {
-        if (!totals)
-            continue;
-        totals->insertions += part.insertions;
-        totals->kilometres += part.kilometres;
-        totals->seconds += part.seconds;
-        totals->kilometresWithoutCard += part.kilometresWithoutCard;
-        totals->kilometresWithoutData += part.kilometresWithoutData;
-    }
+    sum.totals += part;
+    if (item.crosses)
+        sum.crossing += part;
 }
 
 void sumUp(Logbook& book) {
@@ -207,7 +198,7 @@ void sumUp(Logbook& book) {
             ++driver.vehicles;
         }
         const bool drives = insertion.slot == driverSlot;
-        Totals part{1, drives ? insertion.distance().value_or(0) : 0, insertion.duration()};
+        Totals part{1, 0, drives ? insertion.distance().value_or(0) : 0, insertion.duration()};
         add(insertion, part, driver);
         if (!drives)
             part.seconds = 0;
@@ -215,16 +206,27 @@ void sumUp(Logbook& book) {
         add(insertion, part, book);
     }
     for (const Gap& gap : book.gaps) {
-        const qint64 kilometres = gap.distance().value_or(0);
-        const bool hasData = gap.kind == Gap::WithoutCard;
-        const Totals part{0, 0, 0, hasData ? kilometres : 0, hasData ? 0 : kilometres};
+        Totals part{0, 1};
+        (gap.kind == Gap::WithoutCard ? part.kilometresWithoutCard : part.kilometresWithoutData) =
+            gap.distance().value_or(0);
         add(gap, part, book.vehicles[gap.vehicle]);
         add(gap, part, book);
     }
 }
 
-// Sorts `items` by name, drops those that are not wanted, and returns for each old index the new
-// one.
+// Keeps of the items those with the indices in `order`, and returns for each old index the new one.
+template <typename Item>
+std::vector<size_t> keep(std::vector<Item>& items, const std::vector<size_t>& order) {
+    std::vector<size_t> newIndex(items.size());
+    std::vector<Item> kept;
+    for (const size_t i : order) {
+        newIndex[i] = kept.size();
+        kept.push_back(std::move(items[i]));
+    }
+    items = std::move(kept);
+    return newIndex;
+}
+
 template <typename Item, typename IsWanted>
 std::vector<size_t> sortWanted(std::vector<Item>& items, QString Item::*name, IsWanted isWanted) {
     std::vector<size_t> order(items.size());
@@ -232,27 +234,16 @@ std::vector<size_t> sortWanted(std::vector<Item>& items, QString Item::*name, Is
     removeUnless(order, [&](size_t i) { return isWanted(items[i]); });
     std::sort(order.begin(), order.end(),
               [&](size_t a, size_t b) { return items[a].*name < items[b].*name; });
-    std::vector<size_t> newIndex(items.size());
-    std::vector<Item> sorted;
-    for (const size_t i : order) {
-        newIndex[i] = sorted.size();
-        sorted.push_back(std::move(items[i]));
-    }
-    items = std::move(sorted);
-    return newIndex;
+    return keep(items, order);
 }
 
 // Brings everything into its order. Vehicles and drivers without a record stay, unless the filter
 // asks for something that only records can answer.
 void arrange(Logbook& book, const Filter& filter) {
     const bool anyTime = !filter.from && !filter.to;
-    std::vector<bool> hasGap(book.vehicles.size());
-    for (const Gap& gap : book.gaps)
-        hasGap[gap.vehicle] = true;
     const auto vehicles =
         sortWanted(book.vehicles, &VehicleSummary::plate, [&](const VehicleSummary& vehicle) {
-            return vehicle.totals.insertions > 0 ||
-                   hasGap[static_cast<size_t>(&vehicle - book.vehicles.data())] ||
+            return vehicle.totals.insertions + vehicle.totals.gaps > 0 ||
                    (anyTime && filter.driver.isEmpty() && fits(vehicle, filter));
         });
     const auto drivers =
@@ -293,15 +284,13 @@ void visitFiles(Logbook& book, Visit visit) {
 void filterFiles(Logbook& book) {
     std::vector<bool> isUsed(book.files.size());
     visitFiles(book, [&isUsed](size_t file) { isUsed[file] = true; });
-    std::vector<size_t> newIndex(book.files.size());
-    std::vector<LogFile> left;
+    std::vector<size_t> used;
     for (size_t i = 0; i < book.files.size(); ++i) {
-        LogFile& file = book.files[i];
-        newIndex[i] = left.size();
+        const LogFile& file = book.files[i];
         if (isUsed[i] || file.status == LogFile::Failed || file.copy == LogFile::NotCopied)
-            left.push_back(std::move(file));
+            used.push_back(i);
     }
-    book.files = std::move(left);
+    const std::vector<size_t> newIndex = keep(book.files, used);
     visitFiles(book, [&newIndex](size_t& file) { file = newIndex[file]; });
 }
 
@@ -309,37 +298,28 @@ QString holderOf(const CardSummary& card) {
     return card.number.left(14);
 }
 
-// How often it was renewed, then replaced; the characters count from 0 to 9, then from A to Z.
-QString issueOf(const CardSummary& card) {
-    return card.number.mid(15, 1) + card.number.mid(14, 1);
+// The newest downloads come first; of equal ones the card that was renewed more often, then the one
+// that was replaced more often: these characters count from 0 to 9, then from A to Z.
+auto byHolder(const CardSummary& card, const CardSummary& newer) {
+    return std::make_tuple(holderOf(card), newer.lastDownload.time,
+                           newer.number.mid(15, 1) + newer.number.mid(14, 1));
 }
 
 // The cards of one driver name, one for each file: keeps the newest download of each, orders them,
 // and says which count.
 void sortCards(DriverSummary& driver) {
     std::vector<CardSummary>& cards = driver.cards;
-    const auto byNumber = [](const CardSummary& a, const CardSummary& b) {
-        return std::tie(a.number, b.lastDownload.time) < std::tie(b.number, a.lastDownload.time);
-    };
-    std::stable_sort(cards.begin(), cards.end(), byNumber);
-    cards.erase(std::unique(cards.begin(), cards.end(),
-                            [](const CardSummary& a, const CardSummary& b) {
-                                return a.number == b.number;
-                            }),
-                cards.end());
-    const auto byHolder = [](const CardSummary& card, const CardSummary& newer) {
-        return std::make_tuple(holderOf(card), newer.lastDownload.time, issueOf(newer));
-    };
-    std::stable_sort(cards.begin(), cards.end(), [&](const CardSummary& a, const CardSummary& b) {
+    std::stable_sort(cards.begin(), cards.end(), [](const CardSummary& a, const CardSummary& b) {
         return byHolder(a, b) < byHolder(b, a);
     });
+    std::set<QString> known;
+    removeUnless(cards, [&](const CardSummary& card) { return known.insert(card.number).second; });
     for (size_t i = 0; i < cards.size(); ++i) {
         cards[i].counts = i == 0 || holderOf(cards[i]) != holderOf(cards[i - 1]);
         driver.holders += cards[i].counts ? 1 : 0;
     }
 }
 
-// Without a time the download is overdue if one from the future says that it was not known before.
 void judge(Download& download, qint64 allowedDays, const QDate& asOf, const Clock& clock) {
     if (!download.time)
         return;
@@ -367,19 +347,16 @@ std::optional<qint64> distance(std::optional<quint32> from, std::optional<quint3
     return from && to && *from <= *to ? std::make_optional(qint64{*to} - *from) : std::nullopt;
 }
 
-// What matters of a text for a search: capital letters without accents, no blanks and no commas.
+// What matters of a text for a search.
 QString essence(const QString& text) {
-    static const QHash<QChar, QString> letters{
-        {0x0141, QStringLiteral("L")},  {0x00D8, QStringLiteral("O")},
-        {0x0110, QStringLiteral("D")},  {0x00D0, QStringLiteral("D")},
-        {0x0126, QStringLiteral("H")},  {0x0166, QStringLiteral("T")},
-        {0x00C6, QStringLiteral("AE")}, {0x0152, QStringLiteral("OE")},
-        {0x00DE, QStringLiteral("TH")},
-    };
+    static const QString struck = QStringLiteral("\u0141\u00D8\u0110\u0126\u0166");
     QString result;
     for (const QChar c : text.normalized(QString::NormalizationForm_KD).toUpper()) {
-        if (!c.isSpace() && !c.isMark() && c != QLatin1Char(','))
-            result += letters.value(c, c);
+        const int letter = struck.indexOf(c);
+        if (letter >= 0)
+            result += QLatin1Char("LODHT"[letter]);
+        else if (!c.isSpace() && !c.isMark() && c != QLatin1Char(','))
+            result += c;
     }
     return result;
 }
@@ -387,11 +364,23 @@ QString essence(const QString& text) {
 } // namespace
 
 bool matches(const QString& text, const QString& typed) {
-    static const QRegularExpression blanks(QStringLiteral("[\\s,]+"));
     const QString all = essence(text);
-    const QStringList words = typed.split(blanks);
+    const QStringList words = QString(typed)
+                                  .replace(QLatin1Char(','), QLatin1Char(' '))
+                                  .simplified()
+                                  .split(QLatin1Char(' '));
     return std::all_of(words.begin(), words.end(),
                        [&all](const QString& word) { return all.contains(essence(word)); });
+}
+
+Totals& Totals::operator+=(const Totals& part) {
+    insertions += part.insertions;
+    gaps += part.gaps;
+    kilometres += part.kilometres;
+    seconds += part.seconds;
+    kilometresWithoutCard += part.kilometresWithoutCard;
+    kilometresWithoutData += part.kilometresWithoutData;
+    return *this;
 }
 
 std::optional<qint64> Insertion::distance() const {
@@ -400,6 +389,12 @@ std::optional<qint64> Insertion::distance() const {
 
 qint64 Insertion::duration() const {
     return withdrawn ? std::max(*withdrawn - inserted, qint64{0}) : 0;
+}
+
+std::vector<CardSummary> DriverSummary::lines() const {
+    CardSummary none;
+    none.lastDownload.isOverdue = isOverdue;
+    return cards.empty() ? std::vector<CardSummary>{none} : cards;
 }
 
 std::optional<qint64> Gap::distance() const {
@@ -423,8 +418,8 @@ void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
         insertion.file = m_book.files.size();
     }
     m_book.files.push_back(std::move(file));
-    sort(m_book, begin);
     merge(m_book, begin);
+    findKnown(m_book, begin);
     LogFile& added = m_book.files.back();
     added.contents = orDash(added.plate) + QStringLiteral(", ") +
                      counted(m_book.insertions.size() - begin, "insertion");
@@ -445,8 +440,8 @@ void LogbookBuilder::addFile(LogFile file) {
 }
 
 size_t LogbookBuilder::vehicleOf(const QString& plate) {
-    static const QRegularExpression blanks(QStringLiteral("\\s+"));
-    return indexOf(plate.toUpper().remove(blanks), m_book.vehicles, m_vehicles);
+    return indexOf(plate.toUpper().simplified().remove(QLatin1Char(' ')), m_book.vehicles,
+                   m_vehicles);
 }
 
 size_t LogbookBuilder::driverOf(const QString& name) {
@@ -474,15 +469,11 @@ void LogbookBuilder::takeDownloads(const Clock& clock) {
         if (file.status != LogFile::Ok)
             continue;
         file.isFromFuture = file.downloaded && *file.downloaded >= future;
-        Download download;
-        download.file = i;
-        download.isOverdue = file.isFromFuture;
-        if (file.isFromFuture) {
-            ++counts.fromFuture;
+        if (file.isFromFuture)
             file.contents += QStringLiteral(", from the future");
-        } else {
-            download.time = file.downloaded;
-        }
+        counts.fromFuture += file.isFromFuture ? 1 : 0;
+        const Download download{
+            file.isFromFuture ? std::nullopt : file.downloaded, {}, file.isFromFuture, i};
         m_book.newestDownload = std::max(m_book.newestDownload, download.time);
         if (file.kind == LogFile::Vehicle) {
             ++counts.vehicles;
@@ -507,13 +498,12 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
             file.plate = m_book.vehicles[vehicleOf(file.plate)].plate;
     }
     judgeDownloads(m_book, clock);
-    sort(m_book, 0);
-    findGaps(m_book);
     merge(m_book, 0);
+    findGaps(m_book);
     m_book.insertionsFound = m_book.insertions.size();
     for (const Insertion& insertion : m_book.insertions) {
-        std::optional<qint64>& first = m_book.vehicles[insertion.vehicle].knownFrom;
-        first = std::min(first.value_or(insertion.inserted), insertion.inserted);
+        VehicleSummary& vehicle = m_book.vehicles[insertion.vehicle];
+        vehicle.knownFrom = vehicle.knownFrom.value_or(insertion.inserted);
     }
     filterRecords(m_book, filter);
     sumUp(m_book);

@@ -50,7 +50,9 @@ struct Insertion {
     std::optional<qint64> withdrawn; // none: not withdrawn when the vehicle was downloaded
     std::optional<quint32> odometerAtInsertion; // kilometres
     std::optional<quint32> odometerAtWithdrawal;
-    size_t file = 0;      // where it was taken from
+    size_t file = 0; // where it was taken from
+    // The withdrawal before it from the driver's slot, if a file has both.
+    std::optional<qint64> knownFrom;
     bool crosses = false; // the edge of the filter's period: the period beside it has it, too
 
     // Kilometres; none where a value is missing or runs back.
@@ -84,17 +86,20 @@ struct Gap {
 struct Download {
     std::optional<qint64> time; // seconds since 1970 UTC
     std::optional<qint64> age;  // whole days: midnights from `time` until the day asOf
-    size_t file = 0;            // its file, from the future where there is no time
-    // Older than allowed; or it is known that there is none ("never"), and `time` is empty.
-    bool isOverdue = false;
+    bool isOverdue = false;     // older than allowed, or known to be missing ("never")
+    size_t file = 0;
 };
 
+// Of a driver the gaps are always 0.
 struct Totals {
     qint64 insertions = 0;
+    qint64 gaps = 0;
     qint64 kilometres = 0; // with a card in the driver's slot
     qint64 seconds = 0; // that a card was in: of a driver in any slot, otherwise the driver's slot
-    qint64 kilometresWithoutCard = 0; // of a driver always 0, like those without data
+    qint64 kilometresWithoutCard = 0;
     qint64 kilometresWithoutData = 0; // as far as odometers say
+
+    Totals& operator+=(const Totals& part);
 };
 
 struct VehicleSummary {
@@ -108,7 +113,7 @@ struct VehicleSummary {
 
 struct CardSummary {
     QString number;
-    int generation = 0;
+    int generation = 0; // 0: not known
     Download lastDownload;
     // The first 14 characters are the holder's, the last two count replacements and renewals. Of
     // one holder's cards the one that was downloaded last counts; of equal ones the one that was
@@ -125,6 +130,9 @@ struct DriverSummary {
     qint64 vehicles = 0;
     Totals totals;
     Totals crossing;
+
+    // The cards; or one without a number, which stands for a missing one.
+    std::vector<CardSummary> lines() const;
 };
 
 struct Failure {
@@ -159,10 +167,9 @@ constexpr const char* statusNames[] = {"ok", "failed", "skipped"};
 constexpr const char* copyNames[] = {"", "copied", "kept", "failed"};
 constexpr const char* gapNames[] = {"card", "data"}; // what is missing
 
-// Whether each word of what somebody typed is in the text. Words end at blanks and commas. Then
-// both sides are compared without them: in compatibility decomposition (NFKD), in capital letters,
-// without marks (accents), blanks and commas, and L for the letter with a stroke; so with O, D, H
-// and T, with AE and OE for their ligatures, D for eth and TH for thorn.
+// Whether each word of what somebody typed is in the text. Words end at blanks and commas. Text and
+// word are compared in Unicode's form NFKD, in capital letters, without marks (the accents), blanks
+// and commas, and with L, O, D, H and T in place of the same letters with a stroke.
 bool matches(const QString& text, const QString& typed);
 
 constexpr quint16 driverSlot = 0;

@@ -116,11 +116,9 @@ void chooseView(Values& values, Options& options) {
     }
     if (given.size() > 1)
         values.refuse(given.join(QStringLiteral(" and ")) + QStringLiteral(" exclude each other"));
-    static const QStringList kinds = {QStringLiteral("insertions"), QStringLiteral("cards"),
-                                      QStringLiteral("files")};
-    if (values.isSet("csv") && !kinds.contains(options.viewArgument))
-        values.refuse(
-            QStringLiteral("--csv can be followed by \"=insertions\", \"=cards\" or \"=files\""));
+    if (values.isSet("csv") && !csvKinds().contains(options.viewArgument))
+        values.refuse(QStringLiteral("--csv takes one of ") +
+                      csvKinds().join(QStringLiteral(", ")));
 }
 
 CommandLine optionsOf(const QCommandLineParser& parser) {
@@ -154,7 +152,7 @@ CommandLine parseCommandLine(QStringList arguments) {
     const int end = arguments.indexOf(QStringLiteral("--"));
     for (int i = 1; i < (end < 0 ? arguments.size() : end); ++i) {
         if (arguments.at(i) == QLatin1String("--csv"))
-            arguments[i] = QStringLiteral("--csv=insertions");
+            arguments[i] += QLatin1Char('=') + csvKinds().first();
     }
     QCommandLineParser parser;
     parser.addOptions(allOptions());

@@ -36,6 +36,7 @@ void writeTables(const Logbook& book, const Options& options, QIODevice& out);
 void writeSummary(const Logbook& book, const Options& options, QIODevice& out);
 void writeJson(const Logbook& book, const Options& options, QIODevice& out);
 void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
+QStringList csvKinds(); // the arguments that --csv takes, the default first
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
 
 constexpr View views[] = {

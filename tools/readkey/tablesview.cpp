@@ -30,25 +30,28 @@ QString ageText(const Download& download) {
 
 // "1,240 km, 31.5 h", and what was driven without a card or without data.
 QString sumText(const Totals& totals) {
-    QStringList parts{grouped(totals.kilometres) + QStringLiteral(" km"), hours(totals.seconds)};
+    QString result = grouped(totals.kilometres) + QStringLiteral(" km, ") + hours(totals.seconds);
     if (totals.kilometresWithoutCard > 0)
-        parts.append(grouped(totals.kilometresWithoutCard) + QStringLiteral(" km without card"));
+        result += QStringLiteral(", %1 km without card").arg(grouped(totals.kilometresWithoutCard));
     if (totals.kilometresWithoutData > 0)
-        parts.append(grouped(totals.kilometresWithoutData) + QStringLiteral(" km without data"));
-    return parts.join(QStringLiteral(", "));
+        result += QStringLiteral(", %1 km without data").arg(grouped(totals.kilometresWithoutData));
+    return result;
 }
 
-bool isNothing(const Totals& totals) {
-    return totals.insertions + totals.kilometresWithoutCard + totals.kilometresWithoutData == 0;
-}
-
-// "  3 of these cross the period: 1,240 km, 31.5 h"; empty where none does.
+// "  3 of these cross the period: 1,240 km, 31.5 h"; empty where nothing does.
 QString crossingLine(const Totals& crossing) {
-    if (isNothing(crossing))
+    if (crossing.insertions + crossing.gaps == 0)
         return {};
     return QStringLiteral("  %1 of these %2 the period: %3\n")
         .arg(grouped(crossing.insertions),
              QLatin1String(crossing.insertions == 1 ? "crosses" : "cross"), sumText(crossing));
+}
+
+// "3: 1,240 km, 31.5 h"
+QString crossingCell(const Totals& crossing) {
+    return crossing.insertions + crossing.gaps == 0
+               ? QString()
+               : grouped(crossing.insertions) + QLatin1String(": ") + sumText(crossing);
 }
 
 QString openingText(const Logbook& book, const Options& options) {
@@ -64,13 +67,6 @@ QString openingText(const Logbook& book, const Options& options) {
     return result + crossingLine(book.crossing) + QLatin1Char('\n');
 }
 
-// The same in a column.
-QString crossingCell(const Totals& crossing) {
-    return isNothing(crossing)
-               ? QString()
-               : grouped(crossing.insertions) + QLatin1String(": ") + sumText(crossing);
-}
-
 // The name, and how many drivers have it.
 QString nameOf(const DriverSummary& driver) {
     return orDash(driver.name) +
@@ -78,31 +74,23 @@ QString nameOf(const DriverSummary& driver) {
 }
 
 // A line for each card; the totals of all are in the first.
-void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, const Paper& paper) {
-    std::vector<QString> totals = {QString::number(driver.totals.insertions),
-                                   QString::number(driver.vehicles), hours(driver.totals.seconds),
-                                   QString::number(driver.totals.kilometres),
-                                   crossingCell(driver.crossing)};
-    const auto addRow = [&](std::vector<QString> cells, bool isAlarm) {
-        cells.insert(cells.end(), totals.begin(), totals.end());
-        table.addRow(cells, isAlarm);
-        totals.assign(totals.size(), {});
-    };
-    QString name = nameOf(driver);
-    for (const CardSummary& card : driver.cards) {
+void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, const Clock& clock) {
+    bool isFirst = true;
+    const auto once = [&isFirst](const QString& text) { return isFirst ? text : QString(); };
+    for (const CardSummary& card : driver.lines()) {
         const Download& download = card.lastDownload;
-        addRow({std::exchange(name, QString()), orDash(card.number),
-                QString::number(card.generation), paper.clock.minute(download.time),
-                ageText(download) + QLatin1String(card.counts ? "" : ", not counted")},
-               download.isOverdue);
+        table.addRow(
+            {once(nameOf(driver)), orDash(card.number),
+             card.generation > 0 ? QString::number(card.generation) : QStringLiteral("-"),
+             clock.minute(download.time),
+             (book.counts.driverCards == 0 ? QStringLiteral("no card files") : ageText(download)) +
+                 QLatin1String(card.counts || !download.age ? "" : ", not counted"),
+             once(QString::number(driver.totals.insertions)),
+             once(QString::number(driver.vehicles)), once(hours(driver.totals.seconds)),
+             once(QString::number(driver.totals.kilometres)), once(crossingCell(driver.crossing))},
+            download.isOverdue);
+        isFirst = false;
     }
-    const QString none = QStringLiteral("-");
-    if (driver.cards.empty())
-        addRow({name, none, none, none,
-                driver.isOverdue               ? QStringLiteral("never")
-                : book.counts.driverCards == 0 ? QStringLiteral("no card files")
-                                               : none},
-               driver.isOverdue);
 }
 
 QString driversText(const Logbook& book, const Paper& paper) {
@@ -112,7 +100,7 @@ QString driversText(const Logbook& book, const Paper& paper) {
                  Column::left("Crossing the period", 6)});
     bool isAmbiguous = false;
     for (const DriverSummary& driver : book.drivers) {
-        addDriver(table, book, driver, paper);
+        addDriver(table, book, driver, paper.clock);
         isAmbiguous |= driver.holders > 1;
     }
     return table.section("Drivers", paper) +
@@ -144,15 +132,10 @@ void addInsertion(Table& table, const Insertion& insertion, const QString& drive
                   orDash(numberText(insertion.distance()))});
 }
 
-QString vehicleHeading(const VehicleSummary& vehicle, const Paper& paper) {
-    const Download& download = vehicle.lastDownload;
-    QString heading = QStringLiteral("Vehicle ") + printable(orDash(vehicle.plate));
-    if (download.time)
-        heading += QStringLiteral(", downloaded %1 (%2)")
-                       .arg(paper.clock.minute(download.time), ageText(download));
-    else if (download.isOverdue)
-        heading += QStringLiteral(", downloaded never");
-    return QLatin1Char('\n') + paper.heading(heading);
+QString vehicleHeading(const VehicleSummary& vehicle, const Clock& clock) {
+    return QStringLiteral("Vehicle %1, downloaded %2 (%3)")
+        .arg(printable(orDash(vehicle.plate)), clock.minute(vehicle.lastDownload.time),
+             ageText(vehicle.lastDownload));
 }
 
 // The logbook's insertions and gaps are ordered by vehicle.
@@ -175,8 +158,9 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
         const QString rows =
             table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper);
         const VehicleSummary& summary = book.vehicles[vehicle];
-        out.write(
-            (vehicleHeading(summary, paper) + rows + crossingLine(summary.crossing)).toUtf8());
+        out.write((QLatin1Char('\n') + paper.heading(vehicleHeading(summary, paper.clock)) + rows +
+                   crossingLine(summary.crossing))
+                      .toUtf8());
     }
 }
 
