@@ -91,8 +91,9 @@ QString parserReason(QFile& file, const aux::Error& error, LogFile::Kind kind) {
         return QStringLiteral("cannot be read: ") + file.errorString();
     file.seek(0);
     const QByteArray begin = file.read(2);
-    if (kind == LogFile::Vehicle && begin != "\x76\x01" && begin != "\x76\x21" &&
-        begin != "\x76\x31")
+    // Each generation and version has a first digit of its own: 76 01, 76 21, 76 31.
+    const bool isOverview = begin.size() == 2 && begin.at(0) == '\x76' && (begin.at(1) & 0x0F) == 1;
+    if (kind == LogFile::Vehicle && !isOverview)
         return QStringLiteral("not a vehicle-unit download (begins with %1)")
             .arg(QString::fromLatin1(begin.toHex(' ').toUpper()));
     const QString text = errorText(error);

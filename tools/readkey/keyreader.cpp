@@ -175,7 +175,7 @@ void KeyReader::readFolder() {
 // Without the library's own read(), and so it is for readkey to copy and to remount.
 void KeyReader::readOneByOne(const QString& mountDir) {
     m_isOneByOne = true;
-    addFiles(true);
+    addFiles();
     if (m_options.remount)
         remount(mountDir);
 }
@@ -206,14 +206,16 @@ void KeyReader::readKey() {
         return;
     if (m_events)
         writeReturned(QStringLiteral("read"), error, *m_events);
-    if (error.isEmpty())
-        return addFiles(false);
+    if (error.isEmpty()) {
+        failFilesThatWereNotOffered();
+        return addFiles();
+    }
     // The library dropped what it had parsed, and with it the reason of each failure.
     const int before = m_failures;
     if (!QFileInfo(m_downloadDir).isDir())
         fail({}, QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
     else
-        addFiles(true);
+        addFiles();
     if (m_failures == before)
         fail({}, QStringLiteral("a file failed that can be read now: the key's contents changed"));
 }
@@ -241,19 +243,23 @@ void KeyReader::listDirectory(const QString& directory) {
     m_book.addOtherEntries(m_listing.otherEntries);
 }
 
-// Puts the files into the logbook. Unless `listedOnly`, the library read the key without an error,
-// and a file that it did not offer counts as failed: when the disk fails during the library's own
-// listing, that list is only shorter.
-void KeyReader::addFiles(bool listedOnly) {
+// When the disk fails during the library's own listing, that list is only shorter.
+void KeyReader::failFilesThatWereNotOffered() {
+    for (LogFile& file : m_listing.files) {
+        if (file.status != LogFile::Ok || m_copies.contains(file.name))
+            continue;
+        file.status = LogFile::Failed;
+        file.reason = QStringLiteral("was not read, a listing of the key left it out");
+    }
+}
+
+// Puts the files into the logbook.
+void KeyReader::addFiles() {
     int done = 0;
     for (LogFile& file : m_listing.files) {
         if (console::interruption() != 0)
             return;
         m_progress(100 * ++done / static_cast<int>(m_listing.files.size()));
-        if (file.status == LogFile::Ok && !m_copies.contains(file.name) && !listedOnly) {
-            file.status = LogFile::Failed;
-            file.reason = QStringLiteral("was not read, a listing of the key left it out");
-        }
         addFile(std::move(file));
     }
     for (const QString& name : m_copies.keys())

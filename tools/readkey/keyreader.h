@@ -40,7 +40,8 @@ private:
     void readKey();
     bool isTooMuch() const;
     void listDirectory(const QString& directory);
-    void addFiles(bool listedOnly);
+    void failFilesThatWereNotOffered();
+    void addFiles();
     void addFile(LogFile file);
     LogFile::Copy copyFile(const QString& path, const QDateTime& time);
     bool remount(const QString& mountDir);
