@@ -48,7 +48,7 @@ count_armhf() {
     paste -d ' ' "$work/names" "$work/counts"
 }
 
-# Makes the table from the counted figures: what one record, array, file or name costs.
+# Makes the table from the counted figures: what one record, day, file or name costs.
 table() {
     awk -v machine="$1" '
         function row(what, count) { printf "| %-44s | %12d |\n", what, count }
@@ -56,13 +56,12 @@ table() {
         END {
             printf "| %-44s | %12s |\n", "instructions, " machine, "each"
             print "|:---------------------------------------------|-------------:|"
-            # Three counted sections a day; eight or ten arrays, one of them empty card records.
-            split("gen1 3 gen2v1 8 gen2v2 10", list, " ")
-            for (i = 1; i < 6; i += 2) {
-                g = list[i]
+            split("gen1 gen2v1 gen2v2", generations, " ")
+            for (i = 1; i <= 3; ++i) {
+                g = generations[i]
                 row(g ": a card record, of 100", (count[g "-1-100"] - count[g "-1-50"]) / 50)
                 row(g ": a card record, of 1,000", (count[g "-1-1000"] - count[g "-1-500"]) / 500)
-                row(g ": a skipped array", (count[g "-40-0"] - count[g "-20-0"]) / 20 / list[i + 1])
+                row(g ": a day without card records", (count[g "-40-0"] - count[g "-20-0"]) / 20)
                 row(g ": a file of 30 days, 300 records", count[g "-30-10"])
             }
             row("a name: is it valid, of which kind, when", count["names"] / 8)
