@@ -12,8 +12,6 @@
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
-#include <filesystem>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -59,12 +57,6 @@ std::size_t writeFiles(const QString& directory, const QMap<QByteArray, QByteArr
             listed += isDownload(name) ? 1 : 0;
     }
     return listed;
-}
-
-// Qt would leave the names that are no UTF-8.
-void clear(const QString& directory) {
-    for (const auto& entry : std::filesystem::directory_iterator(directory.toStdString()))
-        std::filesystem::remove_all(entry);
 }
 
 // A host that counts what it hears, and at one signal calls the library.
@@ -149,6 +141,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         mount.filePath((flags & 8) != 0 ? QStringLiteral("DOWNLOAD") : QStringLiteral("download"));
     Host host(configuration, mount, directory, input);
     host.openAndRead(writeFiles(directory, takeFiles(input)));
-    clear(root.path());
+    fuzzing::clear(root.path());
     return 0;
 }

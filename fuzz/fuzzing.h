@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace fuzzing {
 
@@ -55,6 +56,12 @@ private:
     QByteArray m_bytes;
     int m_position = 0;
 };
+
+// Empties the directory. Qt would leave the names that are not UTF-8.
+inline void clear(const QString& directory) {
+    for (const auto& entry : std::filesystem::directory_iterator(directory.toStdString()))
+        std::filesystem::remove_all(entry);
+}
 
 inline void setDebugLines(bool areOn) {
     QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, areOn);

@@ -7,11 +7,14 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTextCodec>
 
+#include <clocale>
+
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 
 int LLVMFuzzerInitialize(int* argc, char*** argv) {
     qputenv("TZ", "UTC");
     static QCoreApplication application(*argc, *argv);
+    std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     logging::Logger::setSink([](const aux::Error&, logging::Level) {});

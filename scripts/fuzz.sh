@@ -15,7 +15,7 @@ if [ $# -gt 1 ] || ! [[ $seconds =~ ^([1-9][0-9]*|--keep)$ ]]; then
 fi
 
 need cmake clang libclang-rt-14-dev ninja-build qtbase5-dev
-targets=(vehicleinfo filenames cardfile key)
+targets=(vehicleinfo filenames cardfile key readkey)
 build fuzz "${targets[@]/#/fuzz_}"
 work=$top/build/fuzz
 mkdir -p "$work/findings" "${targets[@]/#/$work/corpus/}" "${targets[@]/#/$work/seeds/}"
@@ -23,7 +23,7 @@ for target in "${targets[@]}"; do
     (cd "$work/seeds/$target" && cmake -E tar xf "$top/fuzz/corpus/$target.zip")
 done
 
-# fuzz_key writes its keys to a file system in memory if there is one.
+# fuzz_key and fuzz_readkey write their keys to a file system in memory if there is one.
 TMPDIR=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
