@@ -12,11 +12,41 @@ if(PROJECT_IS_TOP_LEVEL AND CMAKE_LIBRARY_ARCHITECTURE AND NOT DEFINED CMAKE_INS
 endif()
 include(GNUInstallDirs)
 
-# An installed program looks for its libraries by a path relative to itself.
+# An installed program looks for its libraries by a path relative to itself. Below /usr the loader knows them.
+set(loader_knows "")
 if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INSTALL_RPATH)
     file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${libraries})
+    set(loader_knows /usr)
 endif()
+
+# downloadkey_search_path(TARGET FOLDER COMPONENT): where a target that is installed in FOLDER looks for libraries.
+# CMake's own path for such a target ends with an empty entry as long as it is in the build tree. That is the
+# current directory, which may be on somebody's key.
+function(downloadkey_search_path target folder component)
+    if(NOT PROJECT_IS_TOP_LEVEL OR CMAKE_SKIP_RPATH)
+        return()
+    endif()
+    file(RELATIVE_PATH root ${CMAKE_CURRENT_BINARY_DIR}/. ${PROJECT_BINARY_DIR})
+    # The installed path takes the place of this one, and must not be longer.
+    set(built ${CMAKE_INSTALL_RPATH} $ORIGIN/${root}downloadkey $ORIGIN/${root}host)
+    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${built}")
+    list(JOIN built : built)
+    list(JOIN CMAKE_INSTALL_RPATH : installed)
+    install(CODE "
+        set(file \"${folder}/$<TARGET_FILE_NAME:${target}>\")
+        cmake_path(ABSOLUTE_PATH file BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+        if(\"${skip_search_path}\" OR CMAKE_INSTALL_PREFIX STREQUAL \"${loader_knows}\")
+            file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}\${file}\")
+        else()
+            file(RPATH_CHANGE FILE \"\$ENV{DESTDIR}\${file}\"
+                OLD_RPATH \"${built}\" NEW_RPATH \"${installed}\")
+        endif()"
+        COMPONENT ${component})
+endfunction()
+# This is done above. CMake would leave out the path in the build tree, too.
+set(skip_search_path ${CMAKE_SKIP_INSTALL_RPATH})
+set(CMAKE_SKIP_INSTALL_RPATH OFF)
 if(NOT DOWNLOADKEY_INSTALL)
     return()
 endif()

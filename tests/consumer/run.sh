@@ -65,6 +65,7 @@ stage)
     # The prefix can be moved: nothing else tells the loader where the libraries are.
     prepare_root "$stage"
     cmake --install "$build_dir" --prefix "$stage/usr"
+    check_search_paths "$stage/usr"
     rm -rf "$key"
     run "$stage" "$stage/usr/bin/makekey" --days 2 "$key"
     ;;

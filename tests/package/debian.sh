@@ -79,12 +79,12 @@ for completion in bash-completion/completions/readkey zsh/vendor-completions/_re
     [ -s "$root/downloadkey-tools/usr/share/$completion" ] || fail "no completion: $completion"
 done
 ! "$readelf" -dW "$root"/*/usr/lib/"$tuple"/*.so.1 "$root"/downloadkey-tools/usr/bin/* |
-    grep -E 'R(UN)?PATH.*[:[]/' || fail 'these look for libraries in folders of the build'
+    grep -E 'R(UN)?PATH' || fail 'these do not look for libraries where the system has them'
 
 # lintian checks packages of the target's architecture, too.
 lintian --fail-on error "$packages"/first/*.deb
 
 mkdir "$root/together"
 cp -r "$root"/*/usr "$root/together"
-run "$sysroot" "$root/together/usr/bin/readkey" "$work/key" |
+LD_LIBRARY_PATH=$root/together/usr/lib/$tuple run "$sysroot" "$root/together/usr/bin/readkey" "$work/key" |
     grep '^12 files, 4 driver cards, 6 vehicle downloads' || fail 'readkey does not run out of the packages'

@@ -61,5 +61,7 @@ done
 # makekey calls functions that _FORTIFY_SOURCE replaces.
 expect '__fprintf_chk' "$readelf" --dyn-syms -W "${tools[1]}"
 
+check_search_paths "$build_dir"
+
 size "$library"
 echo "$(stat -L -c %s "$library") bytes with debug information"
