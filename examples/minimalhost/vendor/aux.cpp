@@ -20,8 +20,9 @@ void Configuration::setValue(SettingsCode code, const QVariant& value) {
 }
 
 // A device remounts the stick here.
-void SystemHelper::remountReadOnly(const QString& mountDir) {
+bool SystemHelper::remountReadOnly(const QString& mountDir) {
     qInfo() << "remount read-only:" << mountDir;
+    return true;
 }
 
 } // namespace aux

@@ -6,7 +6,7 @@
 namespace aux {
 
 struct SystemHelper {
-    static void remountReadOnly(const QString& mountDir);
+    [[nodiscard]] static bool remountReadOnly(const QString& mountDir);
 };
 
 } // namespace aux
