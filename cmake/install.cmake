@@ -106,7 +106,7 @@ install(FILES ${PROJECT_BINARY_DIR}/downloadkey.pc
     DESTINATION ${pc_folder}
     COMPONENT dev)
 install(FILES docs/host-integration.md docs/device-build.md
-    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libdownloadkey-dev
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}
     COMPONENT dev)
 if(DOWNLOADKEY_TOOLS)
     install(FILES docs/readkey.1 docs/makekey.1

@@ -43,8 +43,8 @@ find_archive() {
     archive "${own[@]}" | grep .
 }
 
-# Writes a database of dpkg for the packages that hold libraries, as if they were installed in the sysroot.
-# dpkg-shlibdeps reads it when packages are made for the target.
+# Writes a database of dpkg for the packages that hold libraries, as if they were installed in the sysroot. It is
+# read when packages are made for the target.
 make_database() {
     local deb name file database=$work/sysroot/var/lib/dpkg
     mkdir -p "$database/info"
@@ -57,7 +57,7 @@ make_database() {
         if dpkg-deb -I "$deb" symbols >"$work/symbols" 2>"$work/why"; then
             cp "$work/symbols" "$database/info/$name.symbols"
         fi
-        dpkg-deb --fsys-tarfile "$deb" | tar -t | sed "s,^\.,$sysroot,; s,/$,," >"$database/info/$name.list"
+        dpkg-deb --fsys-tarfile "$deb" | tar -t | sed 's,^\./$,/.,; s,^\.,,; s,/$,,' >"$database/info/$name.list"
         { dpkg-deb -f "$deb" && printf 'Status: install ok installed\n\n'; } >>"$database/status"
     done
 }

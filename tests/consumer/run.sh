@@ -10,23 +10,26 @@ device_lib=$device/usr/lib/$tuple
 alone=$work/alone/libdownloadkey            # the sources of which the library alone is built
 
 # The device's sysroot is a new folder of links to the sysroot of this build, so that this one does not change.
-# In a build for this PC, pkg-config uses that folder as a sysroot, too.
+# In a build for this PC, that folder is a sysroot, too.
 prepare_root() {
     local root=$1 libraries=$1/usr/lib/$tuple from=$sysroot folder
     rm -rf "$root"
-    mkdir -p "$libraries"/{cmake,pkgconfig} "$root/usr/include"
-    ln -s "$from/lib" "$root/lib"
+    mkdir -p "$libraries"/{cmake,pkgconfig} "$root"/{usr/include,var/lib}
+    ln -s "$from"/lib* "$root"
     ln -s "$from"/usr/include/* "$root/usr/include"
-    for folder in . pkgconfig ${sysroot:+cmake}; do
+    ln -s "$from/usr/lib/gcc" "$from/usr/lib/qt5" "$root/usr/lib"
+    ln -s "$from/var/lib/dpkg" "$root/var/lib"
+    for folder in . pkgconfig cmake; do
         find "$from/usr/lib/$tuple/$folder" -mindepth 1 -maxdepth 1 \
             ! -name cmake ! -name pkgconfig -exec ln -s -t "$libraries/$folder" {} +
     done
 }
 
-# The arguments that name the device to cmake.
-device_arguments=(-DCMAKE_PREFIX_PATH="$device/usr" -DCMAKE_CXX_COMPILER="$cxx")
-[ -z "$sysroot" ] ||
-    device_arguments=(-DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_SYSROOT="$device")
+# The toolchain file is that of this build, or for this PC one as the page describes it.
+device_toolchain=${toolchain:-$work/toolchain.cmake}
+device_arguments=(-DCMAKE_TOOLCHAIN_FILE="$device_toolchain" -DCMAKE_SYSROOT="$device")
+paths+=([sysroot]=$device [toolchain.cmake]=$device_toolchain [image]=$work/image [prefix]=$stage/usr
+    [host]=$source_dir/tests/consumer/host [libdownloadkey]=$source_dir)
 
 # Reads a key that is pulled and one that is not. What was parsed before the first was pulled counts.
 expect_two_keys() {
@@ -38,6 +41,14 @@ expect_two_keys() {
         diff "$source_dir/tests/consumer/expected.txt" - || fail "$host tells something else"
     [ -d "$keys/first-pulled" ] || fail 'the first key was not pulled'
     rm -rf "$keys"
+}
+
+# The first host lists the files and the insertions of a key, and nothing else of its own.
+expect_insertions() {
+    LD_LIBRARY_PATH=$1 run "$device" "$2" "$key" >"$work/insertions" 2>&1
+    ! grep -v -e "^\"$key/download/" -e '^"[A-ZÜ]* 10[0-5] CD" ".*, .*" QDateTime' -e '^remount read-only' "$work/insertions" ||
+        fail 'it prints what nobody asked for'
+    [ "$(grep -c '^"' "$work/insertions")" -eq 44 ] || fail 'these are not 12 files and 32 insertions'
 }
 
 # settings FOLDER: what a build folder was told of the host's libraries.
@@ -72,10 +83,7 @@ stage)
 firsthost)
     configure "$stage" "$work/firsthost" -S "$examples/firsthost" -DCMAKE_PREFIX_PATH="$stage/usr"
     cmake --build "$work/firsthost"
-    LD_LIBRARY_PATH=$libdir run "$stage" "$work/firsthost/firsthost" "$key" >"$work/firsthost.out" 2>&1
-    ! grep -v -e "^\"$key/download/" -e '^"[A-ZÜ]* 10[0-5] CD" ".*, .*" QDateTime' "$work/firsthost.out" ||
-        fail 'it prints what nobody asked for'
-    [ "$(wc -l <"$work/firsthost.out")" -eq 44 ] || fail 'these are not 12 files and 32 insertions'
+    expect_insertions "$libdir" "$work/firsthost/firsthost"
     ;;
 subproject)
     # The host's headers use Qt's keywords, which the library's own sources must not, and cause no warning.
@@ -88,30 +96,43 @@ subproject)
     compgen -G "$work/subproject/installed/opt/lib*/libdownloadkey.so.1" || fail 'the library is not installed'
     ;;
 device)
-    # The device's libraries, and beside them the packages of the library alone.
-    require dh dpkg-buildpackage
+    # The device's libraries, the library built by hand and in packages, and a host.
+    require dh dpkg-buildpackage git
     prepare_root "$device"
-    configure "$device" "$work/vendor" -S "$examples/minimalhost/vendor" \
+    [ -n "$toolchain" ] || {
+        echo "set(CMAKE_CXX_COMPILER $cxx)"
+        sed -n "s,^  \(set.*\)/path/to/libdownloadkey,\1$source_dir,p" "$source_dir/docs/device-build.md"
+    } >"$device_toolchain"
+    configure "$device" "$work/vendor" -S "$examples/minimalhost/vendor" "${device_arguments[@]}" \
         -DCMAKE_INSTALL_LIBDIR="lib/$tuple"
     cmake --build "$work/vendor"
     DESTDIR=$device cmake --install "$work/vendor" --prefix /usr
-    rm -rf "$work/alone"
+    rm -rf "$work/alone" "$work/image"
     copy_sources "$alone"
-    (
-        cd "$alone"
-        export CMAKE_GENERATOR=Ninja DEB_BUILD_OPTIONS=noautodbgsym
-        # shellcheck disable=SC2034 # the page's commands use these
-        DEVICE=("${device_arguments[@]}" -DCMAKE_UNITY_BUILD=ON) ARCHITECTURE=$architecture \
-            SHLIBDEPS="$shlibdeps -l'$device_lib' --ignore-missing-info"
-        eval "set -e; $(blocks docs/device-build.md sh)"
-    )
-    for package in libdownloadkey1 libdownloadkey-dev; do
-        dpkg-deb -x "$work/alone/${package}_1.0.0-1_$architecture.deb" "$device"
-    done
-    [ "$(find "$work/alone" -maxdepth 1 -name '*.deb' | wc -l)" -eq 2 ] || fail 'there are other packages'
+    cd "$alone"
+    export CMAKE_GENERATOR=Ninja
+    LD_LIBRARY_PATH=$device_lib run_commands device-build.md 'By hand' >"$work/by-hand.log"
+    grep '^key with 12 files: read' "$work/by-hand.log" || fail 'the host does not read a key'
+    (cd "$work/image" && find . ! -type d) | LC_ALL=C sort |
+        diff - <(printf "./usr/lib/$tuple/libdownloadkey.so.%s\n" 1 1.0.0) || fail 'the image has other files'
+    expect_two_keys "$device" "$device_lib" "$alone/build-host/host"
     "$readelf" -dW "$device_lib/libdownloadkey.so.1" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' |
         grep -E '^lib(aux|logger|scard|downloadkey)' | LC_ALL=C sort |
         diff - <(printf '%s\n' libaux.so.4 liblogger.so.2 libscard.so.4) || fail 'it needs other libraries'
+
+    run_commands device-build.md 'Debian packages'
+    for package in libdownloadkey1 libdownloadkey-dev; do
+        dpkg-deb -x "$work/alone/${package}_1.0.0-1_$architecture.deb" "$device"
+        dpkg-deb -f "$work/alone/${package}_1.0.0-1_$architecture.deb" Depends
+    done >"$work/depends"
+    grep -E 'libc6 .*libqt5core5' "$work/depends" || fail 'libdownloadkey1 does not depend on its libraries'
+    grep 'libdownloadkey1 (= 1.0.0-1).* vendorhost-dev (>= 4)' "$work/depends" || fail 'the -dev packages differ'
+    grep -x 'Maintainer: Jo Maker <jo@vendor.example>' ../*.changes || fail 'the .changes file has another maintainer'
+
+    git init -q && git add -A && git -c user.name=A -c user.email=a@c.invalid commit -qm Sources
+    run_commands host-integration.md 'Source archive'
+    run_commands device-build.md Buildroot
+    sha256sum --quiet -c <(sed 's/^sha256  //' libdownloadkey.hash)
     ;;
 recipes)
     # The recipes, run as written, give the same settings as the page's own call of cmake.
@@ -126,43 +147,57 @@ recipes)
     settings "$work/yocto" | diff "$work/expected-settings" - || fail 'the Yocto recipe differs'
     mkdir -p "$work/recipe"
     blocks docs/device-build.md make >"$work/recipe/libdownloadkey.mk"
-    blocks docs/device-build.md cmake | sed 1d >"$work/recipe/VendorHostConfig.cmake"
+    blocks docs/device-build.md VendorHostConfig.cmake >"$work/recipe/VendorHostConfig.cmake"
     eval "arguments=($(printf 'include libdownloadkey.mk\nprint:; @: $(info $(LIBDOWNLOADKEY_CONF_OPTS))\n' |
         make -s -C "$work/recipe" -f -))"
     configure "$device" "$work/buildroot" -S "$source_dir" "${device_arguments[@]}" "${arguments[@]}" \
         -DVendorHost_DIR="$work/recipe" -DCMAKE_INSTALL_LIBDIR=/opt/lib
     settings "$work/buildroot" | diff "$work/expected-settings" - || fail 'the Buildroot package differs'
+    cmake --build "$work/buildroot"
+    rm -rf "$work/target"
+    printf 'include recipe/libdownloadkey.mk\ntarget:; $(LIBDOWNLOADKEY_INSTALL_TARGET_CMDS)\n' |
+        make -C "$work" -f - target TARGET_DIR=target BR2_CMAKE=cmake LIBDOWNLOADKEY_BUILDDIR=buildroot
+    [ "$(find "$work/target" -type f)" = "$work/target/opt/lib/libdownloadkey.so.1.0.0" ] ||
+        fail 'the image has other files'
+    expect_two_keys "$device" "$work/target/opt/lib:$device_lib" "$alone/build-host/host"
     # The library's folder is the one that was given.
     grep -qx 'libdir=${prefix}/lib' "$work/yocto/downloadkey.pc.in"
     grep -qx 'libdir=/opt/lib' "$work/buildroot/downloadkey.pc.in"
     ;;
-package)
-    configure "$device" "$work/package" -S "$source_dir/tests/consumer/package" \
-        "${device_arguments[@]}" -DAPPLICATION="$examples/minimalhost" -DDEVICE="$device/usr"
-    cmake --build "$work/package"
-    expect_two_keys "$device" "$device_lib" "$work/package/minimalhost"
-    ;;
 pkgconfig)
     require pkg-config
-    # pkg-config mixes up a sysroot with blanks, so it gets a link to this one.
+    # pkg-config mixes up folders with blanks, so it gets links to these.
     link=$(mktemp -d)
     trap 'rm -r "$link"' EXIT
-    ln -s "$device" "$link/device"
-    export PKG_CONFIG_SYSROOT_DIR=$link/device PKG_CONFIG_LIBDIR=$device_lib/pkgconfig
-    read -ra flags <<<"$(pkg-config --cflags --libs downloadkey)"
-    compile() {
-        "$cxx" ${sysroot:+"--sysroot=$device"} -std=c++17 -fPIC -Wall -Werror "$@" \
-            "$examples/minimalhost/main.cpp" "${flags[@]}"
-    }
-    compile -o "$work/pkgconfig"
-    expect_two_keys "$device" "$device_lib" "$work/pkgconfig"
-    # If the device's card classes have grown, the library must be built again.
-    rm -rf "$work/grown"
-    cp -r "$examples/minimalhost/vendor" "$work/grown"
-    sed -i 's/QString m_note;/QString m_note, m_more;/' "$work/grown/scard/scardcards.h"
-    ! compile -fsyntax-only -I"$work/grown" 2>"$work/grown.log" || fail 'a grown class was not noticed'
-    [ "$(grep -c 'static assertion failed: libdownloadkey was built with sizeof(scard::SCard[DWC]' "$work/grown.log")" -eq 6 ] ||
-        fail 'not all six card classes were noticed'
+    ln -s "$device" "$stage" "$link"
+    paths+=([sysroot]=$link/device [prefix]=$link/stage/usr)
+    cp "$examples/firsthost/main.cpp" "$link"
+    cd "$link"
+    if [ -z "$sysroot" ]; then
+        (run_commands host-integration.md 'With the installed library')
+        expect_insertions "$libdir" ./a.out
+    fi
+    run_commands host-integration.md 'With a sysroot'
+    expect_insertions "$device_lib" ./a.out
+    # If the device's types have changed, the library must be built again.
+    rm -rf "$work/changed"
+    cp -r "$examples/minimalhost/vendor" "$work/changed"
+    sed -i 's/QString m_note;/QString m_note, m_more[2];/' "$work/changed/scard/scardcards.h"
+    sed -i 's/struct Name/struct alignas(2) Name/; s/enum class CardType/& : char/' "$work/changed/scard/scardgeneric.h"
+    sed -i 's/^Q_DECLARE_METATYPE.*//' "$work/changed/auxiliary/error.h"
+    read -ra flags <<<"$(pkg-config --cflags downloadkey)"
+    for source in "$examples/minimalhost/main.cpp" "$source_dir/downloadkey/hostcheck.cpp"; do
+        ! "$cxx" ${sysroot:+"--sysroot=$device"} -std=c++17 -fPIC -fsyntax-only \
+            -I"$work/changed" "${flags[@]}" "$source" || fail "no change was noticed in $source"
+    done 2>"$work/changed.log"
+    while read -r count text; do
+        [ "$(grep -c "static assertion failed: $text" "$work/changed.log")" -eq "$count" ] || fail "not noticed: $text"
+    done <<'END'
+6 libdownloadkey was built with sizeof(scard::SCard[DWC]
+1 libdownloadkey was built with alignof(Name)
+1 libdownloadkey was built with sizeof(std::declval<const scard::SCardGeneric&>().getCardType())
+1 auxiliary/error.h needs Q_DECLARE_METATYPE(aux::Error)
+END
     ;;
 *) fail "no such consumer: $2" ;;
 esac
