@@ -11,49 +11,62 @@ namespace readkey {
 namespace {
 
 // A backslash is doubled, so that what printable() shows as an escape can be turned back.
-QByteArray csvLine(const QStringList& cells) {
-    QStringList quoted;
-    for (const QString& cell : cells) {
-        QString text = printable(QString(cell).replace(QLatin1Char('\\'), QLatin1String("\\\\")));
-        if (text.contains(QLatin1Char('"')) || text.contains(QLatin1Char(',')))
-            text = QLatin1Char('"') + text.replace(QLatin1Char('"'), QLatin1String("\"\"")) +
-                   QLatin1Char('"');
-        quoted.append(text);
-    }
-    return quoted.join(QLatin1Char(',')).toUtf8() + "\r\n";
+QByteArray quoted(QString text) {
+    text = printable(text.replace(QLatin1Char('\\'), QLatin1String("\\\\")));
+    if (text.contains(QLatin1Char('"')) || text.contains(QLatin1Char(',')))
+        text = QLatin1Char('"') + text.replace(QLatin1Char('"'), QLatin1String("\"\"")) +
+               QLatin1Char('"');
+    return text.toUtf8();
 }
 
-QString timeCell(std::optional<qint64> seconds) {
-    return seconds ? QString::fromLatin1(utcTime(*seconds)) : QString();
+QByteArray time(std::optional<qint64> seconds) {
+    return seconds ? utcTime(*seconds) : QByteArray();
 }
 
-QString number(qint64 value) {
-    return QString::number(value);
+template <typename Number>
+QByteArray number(std::optional<Number> value) {
+    return value ? QByteArray::number(*value) : QByteArray();
+}
+
+QByteArray number(qint64 value) {
+    return QByteArray::number(value);
+}
+
+QByteArray line(const QByteArrayList& cells) {
+    return cells.join(',') + "\r\n";
 }
 
 QByteArray insertionLines(const Logbook& book) {
     QByteArray result = "key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
                         "odometerAtWithdrawal,driversOfName,crosses\r\n";
-    for (const Insertion& insertion : book.insertions) {
-        const LogFile& file = book.files[insertion.file];
-        const DriverSummary& driver = book.drivers[insertion.driver];
-        result +=
-            csvLine({file.key, file.name, file.plate, driver.name, number(insertion.slot),
-                     timeCell(insertion.inserted), numberText(insertion.odometerAtInsertion),
-                     timeCell(insertion.withdrawn), numberText(insertion.odometerAtWithdrawal),
-                     number(driver.holders), number(insertion.crosses)});
-    }
+    QByteArrayList files; // their cells, which many insertions share
+    for (const LogFile& file : book.files)
+        files += quoted(file.key) + ',' + quoted(file.name) + ',' + quoted(file.plate);
+    QByteArrayList holders;
+    for (const DriverSummary& driver : book.drivers)
+        holders += quoted(driver.name);
+    for (const Insertion& insertion : book.insertions)
+        result += line({files[static_cast<int>(insertion.file)],
+                        holders[static_cast<int>(insertion.driver)], number(insertion.slot),
+                        time(insertion.inserted), number(insertion.odometerAtInsertion),
+                        time(insertion.withdrawn), number(insertion.odometerAtWithdrawal),
+                        number(book.drivers[insertion.driver].holders), number(insertion.crosses)});
     return result;
 }
 
 QByteArray gapLines(const Logbook& book) {
     QByteArray result = "plate,missing,from,odometerFrom,to,odometerTo,kilometres,crosses\r\n";
     for (const Gap& gap : book.gaps)
-        result +=
-            csvLine({book.vehicles[gap.vehicle].plate, QLatin1String(gapNames[gap.kind]),
-                     timeCell(gap.from), numberText(gap.odometerFrom), timeCell(gap.to),
-                     numberText(gap.odometerTo), numberText(gap.distance()), number(gap.crosses)});
+        result += line({quoted(book.vehicles[gap.vehicle].plate), gapNames[gap.kind],
+                        time(gap.from), number(gap.odometerFrom), time(gap.to),
+                        number(gap.odometerTo), number(gap.distance()), number(gap.crosses)});
     return result;
+}
+
+// "downloaded,asOf,ageDays,overdue"
+QByteArray downloadCells(const Download& download, const Logbook& book) {
+    return time(download.time) + ',' + book.asOf.toString(Qt::ISODate).toLatin1() + ',' +
+           number(download.age) + ',' + number(download.isOverdue);
 }
 
 QByteArray vehicleLines(const Logbook& book) {
@@ -63,18 +76,12 @@ QByteArray vehicleLines(const Logbook& book) {
         "crossingSeconds,crossingKilometres,crossingKilometresWithoutCard,"
         "crossingKilometresWithoutData\r\n";
     for (const VehicleSummary& vehicle : book.vehicles) {
-        const Download& download = vehicle.lastDownload;
-        QStringList cells{vehicle.plate,
-                          timeCell(download.time),
-                          book.asOf.toString(Qt::ISODate),
-                          numberText(download.age),
-                          number(download.isOverdue),
-                          timeCell(vehicle.knownFrom),
-                          number(vehicle.drivers)};
+        QByteArrayList cells{quoted(vehicle.plate), downloadCells(vehicle.lastDownload, book),
+                             time(vehicle.knownFrom), number(vehicle.drivers)};
         for (const Totals& totals : {vehicle.totals, vehicle.crossing})
             cells += {number(totals.insertions), number(totals.seconds), number(totals.kilometres),
                       number(totals.kilometresWithoutCard), number(totals.kilometresWithoutData)};
-        result += csvLine(cells);
+        result += line(cells);
     }
     return result;
 }
@@ -86,18 +93,18 @@ QByteArray driverLines(const Logbook& book) {
                         "insertions,cardInSeconds,kilometres,crossingInsertions,crossingSeconds,"
                         "crossingKilometres\r\n";
     for (const DriverSummary& driver : book.drivers) {
-        QStringList totals{number(driver.vehicles)};
+        QByteArrayList totals{number(driver.vehicles)};
         for (const Totals& part : {driver.totals, driver.crossing})
             totals += {number(part.insertions), number(part.seconds), number(part.kilometres)};
         for (const CardSummary& card : driver.lines()) {
-            const Download& download = card.lastDownload;
-            result += csvLine(QStringList{driver.name, number(driver.holders), card.number,
-                                          card.generation > 0 ? number(card.generation) : QString(),
-                                          timeCell(download.time), book.asOf.toString(Qt::ISODate),
-                                          numberText(download.age), number(download.isOverdue),
-                                          number(card.counts)} +
-                              totals);
-            std::fill(totals.begin(), totals.end(), QString());
+            const QByteArrayList cells{quoted(driver.name),
+                                       number(driver.holders),
+                                       quoted(card.number),
+                                       card.generation > 0 ? number(card.generation) : QByteArray(),
+                                       downloadCells(card.lastDownload, book),
+                                       number(card.counts)};
+            result += line(cells + totals);
+            std::fill(totals.begin(), totals.end(), QByteArray());
         }
     }
     return result;
@@ -107,9 +114,9 @@ QByteArray cardLines(const Logbook& book) {
     QByteArray result = "key,file,downloaded,type,generation,cardNumber,holder\r\n";
     for (const LogFile& file : book.files) {
         if (file.status == LogFile::Ok && file.kind == LogFile::Card)
-            result += csvLine({file.key, file.name, timeCell(file.downloaded),
-                               cardTypeName(file.cardType), number(file.cardGeneration),
-                               file.cardNumber, file.holder});
+            result += line({quoted(file.key), quoted(file.name), time(file.downloaded),
+                            cardTypeName(file.cardType).toLatin1(), number(file.cardGeneration),
+                            quoted(file.cardNumber), quoted(file.holder)});
     }
     return result;
 }
@@ -117,9 +124,9 @@ QByteArray cardLines(const Logbook& book) {
 QByteArray fileLines(const Logbook& book) {
     QByteArray result = "key,file,kind,downloaded,status,reason,copy,contents\r\n";
     for (const LogFile& file : book.files)
-        result += csvLine({file.key, file.name, QLatin1String(kindNames[file.kind]),
-                           timeCell(file.downloaded), QLatin1String(statusNames[file.status]),
-                           file.reason, QLatin1String(copyNames[file.copy]), file.contents});
+        result += line({quoted(file.key), quoted(file.name), kindNames[file.kind],
+                        time(file.downloaded), statusNames[file.status], quoted(file.reason),
+                        copyNames[file.copy], quoted(file.contents)});
     return result;
 }
 
