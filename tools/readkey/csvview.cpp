@@ -39,27 +39,27 @@ QByteArray line(const QByteArrayList& cells) {
 QByteArray insertionLines(const Logbook& book) {
     QByteArray result = "key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
                         "odometerAtWithdrawal,driversOfName,crosses\r\n";
-    QByteArrayList files; // their cells, which many insertions share
+    std::vector<QByteArray> files; // their cells, which many insertions share
     for (const LogFile& file : book.files)
-        files += quoted(file.key) + ',' + quoted(file.name) + ',' + quoted(file.plate);
-    QByteArrayList holders;
+        files.push_back(quoted(file.key) + ',' + quoted(file.name) + ',' + quoted(file.plate));
+    std::vector<QByteArray> holders;
     for (const DriverSummary& driver : book.drivers)
-        holders += quoted(driver.name);
+        holders.push_back(quoted(driver.name));
     for (const Insertion& insertion : book.insertions)
-        result += line({files[static_cast<int>(insertion.file)],
-                        holders[static_cast<int>(insertion.driver)], number(insertion.slot),
-                        time(insertion.inserted), number(insertion.odometerAtInsertion),
-                        time(insertion.withdrawn), number(insertion.odometerAtWithdrawal),
-                        number(book.drivers[insertion.driver].holders), number(insertion.crosses)});
+        result += line({files[insertion.file->index], holders[insertion.driver->index],
+                        number(insertion.slot), time(insertion.inserted),
+                        number(insertion.odometerAtInsertion), time(insertion.withdrawn),
+                        number(insertion.odometerAtWithdrawal), number(insertion.driver->holders),
+                        number(insertion.crosses)});
     return result;
 }
 
 QByteArray gapLines(const Logbook& book) {
     QByteArray result = "plate,missing,from,odometerFrom,to,odometerTo,kilometres,crosses\r\n";
     for (const Gap& gap : book.gaps)
-        result += line({quoted(book.vehicles[gap.vehicle].plate), gapNames[gap.kind],
-                        time(gap.from), number(gap.odometerFrom), time(gap.to),
-                        number(gap.odometerTo), number(gap.distance()), number(gap.crosses)});
+        result += line({quoted(gap.vehicle->plate), gapNames[gap.kind], time(gap.from),
+                        number(gap.odometerFrom), time(gap.to), number(gap.odometerTo),
+                        number(gap.distance()), number(gap.crosses)});
     return result;
 }
 

@@ -150,9 +150,9 @@ void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> value
 QByteArray insertionRows(const Logbook& book) {
     QByteArray rows;
     for (const Insertion& insertion : book.insertions)
-        addRow(rows, {insertion.vehicle, insertion.driver, insertion.slot, insertion.inserted,
-                      insertion.withdrawn, insertion.odometerAtInsertion,
-                      insertion.odometerAtWithdrawal, insertion.file});
+        addRow(rows, {insertion.vehicle->index, insertion.driver->index, insertion.slot,
+                      insertion.inserted, insertion.withdrawn, insertion.odometerAtInsertion,
+                      insertion.odometerAtWithdrawal, insertion.file->index});
     return rows;
 }
 
@@ -160,7 +160,7 @@ QByteArray gapRows(const Logbook& book) {
     QByteArray rows;
     for (const Gap& gap : book.gaps) {
         if (gap.kind == Gap::WithoutCard)
-            addRow(rows, {gap.vehicle, gap.from, gap.to, gap.distance()});
+            addRow(rows, {gap.vehicle->index, gap.from, gap.to, gap.distance()});
     }
     return rows;
 }

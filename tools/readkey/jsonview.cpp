@@ -16,7 +16,7 @@ QByteArray cardJson(const LogFile& file) {
 }
 
 QByteArray insertionJson(const Insertion& insertion, const std::vector<QByteArray>& holders) {
-    return jsonObject({{"holder", holders[insertion.driver]},
+    return jsonObject({{"holder", holders[insertion.driver->index]},
                        {"slot", QByteArray::number(insertion.slot)},
                        {"inserted", jsonTime(insertion.inserted)},
                        {"odometerAtInsertion", jsonNumber(insertion.odometerAtInsertion)},
@@ -51,11 +51,11 @@ void writeJson(const Logbook& book, const Options& /*options*/, QIODevice& out) 
         holders.push_back(jsonStringOrNull(driver.name));
     std::vector<QByteArray> insertions(book.files.size());
     for (const Insertion& insertion : book.insertions) {
-        QByteArray& list = insertions[insertion.file];
+        QByteArray& list = insertions[insertion.file->index];
         list += (list.isEmpty() ? "" : ",") + insertionJson(insertion, holders);
     }
-    for (size_t i = 0; i < book.files.size(); ++i)
-        out.write(fileJson(book.files[i], insertions[i]) + '\n');
+    for (const LogFile& file : book.files)
+        out.write(fileJson(file, insertions[file.index]) + '\n');
 }
 
 } // namespace readkey

@@ -5,7 +5,6 @@
 #include "downloadkey/vehicleinfo.h"
 
 #include <algorithm>
-#include <numeric>
 #include <set>
 #include <tuple>
 
@@ -38,18 +37,33 @@ Insertion insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activ
     return result;
 }
 
-// The index of the item that goes by this text, which is added where there is none.
+// The item that goes by this text, which is added where there is none.
 template <typename Item>
-size_t indexOf(const QString& text, std::vector<Item>& items, QHash<QString, size_t>& indices) {
-    const auto known = indices.constFind(text);
-    if (known != indices.constEnd())
-        return *known;
-    items.emplace_back();
-    return *indices.insert(text, items.size() - 1);
+Item& itemOf(const QString& text, std::list<Item>& items, QHash<QString, Item*>& known) {
+    Item*& item = known[text];
+    if (!item) {
+        item = &items.emplace_back();
+        item->index = items.size() - 1;
+    }
+    return *item;
+}
+
+template <typename Item>
+void number(std::list<Item>& items) {
+    size_t next = 0;
+    for (Item& item : items)
+        item.index = next++;
+}
+
+void numberAll(Logbook& book) {
+    number(book.files);
+    number(book.vehicles);
+    number(book.drivers);
 }
 
 auto identity(const Insertion& insertion) {
-    return std::make_tuple(insertion.vehicle, insertion.inserted, insertion.slot, insertion.driver);
+    return std::make_tuple(insertion.vehicle->index, insertion.inserted, insertion.slot,
+                           insertion.driver->index);
 }
 
 bool isSame(const Insertion& a, const Insertion& b) {
@@ -57,23 +71,22 @@ bool isSame(const Insertion& a, const Insertion& b) {
 }
 
 // None where it is not known, or not believed.
-std::optional<qint64> downloadOf(const Logbook& book, const Insertion& insertion) {
-    const LogFile& file = book.files[insertion.file];
-    return file.isFromFuture ? std::nullopt : file.downloaded;
+std::optional<qint64> downloadOf(const Insertion& insertion) {
+    return insertion.file->isFromFuture ? std::nullopt : insertion.file->downloaded;
 }
 
 // The end of an insertion as far as anyone knows: an open one lasts until its download.
-qint64 endOf(const Logbook& book, const Insertion& insertion) {
+qint64 endOf(const Insertion& insertion) {
     const qint64 end =
-        insertion.withdrawn ? *insertion.withdrawn : downloadOf(book, insertion).value_or(0);
+        insertion.withdrawn ? *insertion.withdrawn : downloadOf(insertion).value_or(0);
     return std::max(insertion.inserted, end);
 }
 
 // Orders the insertions from `begin` on, and keeps of the same ones that of the newest download
 // that closes it.
 void merge(Logbook& book, size_t begin) {
-    const auto rank = [&book](const Insertion& a) {
-        return std::make_tuple(!a.withdrawn, -downloadOf(book, a).value_or(0));
+    const auto rank = [](const Insertion& a) {
+        return std::make_tuple(!a.withdrawn, -downloadOf(a).value_or(0));
     };
     std::vector<Insertion>& all = book.insertions;
     const auto first = all.begin() + static_cast<std::ptrdiff_t>(begin);
@@ -96,12 +109,12 @@ void findKnown(Logbook& book, size_t begin) {
             continue;
         insertion.knownFrom = withdrawn;
         if (insertion.withdrawn)
-            withdrawn = std::max(withdrawn, std::make_optional(endOf(book, insertion)));
+            withdrawn = std::max(withdrawn, std::make_optional(endOf(insertion)));
     }
 }
 
 void addGap(Logbook& book, const Insertion& before, const Insertion& after) {
-    const qint64 from = endOf(book, before);
+    const qint64 from = endOf(before);
     const bool isKnown = before.withdrawn && after.knownFrom == from;
     const Gap gap{isKnown ? Gap::WithoutCard : Gap::WithoutData,
                   after.vehicle,
@@ -127,7 +140,7 @@ void findGaps(Logbook& book) {
         else
             last = nullptr;
         // A card that was still in has been withdrawn when the next one is inserted.
-        if (!last || !last->withdrawn || endOf(book, *last) <= endOf(book, insertion))
+        if (!last || !last->withdrawn || endOf(*last) <= endOf(insertion))
             last = &insertion;
     }
 }
@@ -151,7 +164,7 @@ bool fits(const DriverSummary& driver, const Filter& filter) {
 }
 
 template <typename Item>
-std::vector<bool> fitting(const std::vector<Item>& items, const Filter& filter) {
+std::vector<bool> fitting(const std::list<Item>& items, const Filter& filter) {
     std::vector<bool> result;
     for (const Item& item : items)
         result.push_back(fits(item, filter));
@@ -159,8 +172,6 @@ std::vector<bool> fitting(const std::vector<Item>& items, const Filter& filter) 
 }
 
 void filterRecords(Logbook& book, const Filter& filter) {
-    if (!filter.isActive())
-        return;
     const std::vector<bool> vehicles = fitting(book.vehicles, filter);
     const std::vector<bool> drivers = fitting(book.drivers, filter);
     const auto isInPeriod = [&filter](qint64 begin, qint64 end, bool& crosses) {
@@ -170,12 +181,12 @@ void filterRecords(Logbook& book, const Filter& filter) {
         return !(beginsBefore && end < *filter.from) && !(endsAfter && begin >= *filter.to);
     };
     removeUnless(book.insertions, [&](Insertion& insertion) {
-        return vehicles[insertion.vehicle] && drivers[insertion.driver] &&
-               isInPeriod(insertion.inserted, endOf(book, insertion), insertion.crosses);
+        return vehicles[insertion.vehicle->index] && drivers[insertion.driver->index] &&
+               isInPeriod(insertion.inserted, endOf(insertion), insertion.crosses);
     });
     // A gap is no driver's.
     removeUnless(book.gaps, [&](Gap& gap) {
-        return vehicles[gap.vehicle] && filter.driver.isEmpty() &&
+        return vehicles[gap.vehicle->index] && filter.driver.isEmpty() &&
                isInPeriod(gap.from, gap.to, gap.crosses);
     });
 }
@@ -189,109 +200,55 @@ void add(const Item& item, const Totals& part, Summary& sum) {
 }
 
 void sumUp(Logbook& book) {
-    std::set<std::pair<size_t, size_t>> pairs; // of a vehicle and a driver
+    std::set<std::pair<VehicleSummary*, DriverSummary*>> pairs;
     for (const Insertion& insertion : book.insertions) {
-        VehicleSummary& vehicle = book.vehicles[insertion.vehicle];
-        DriverSummary& driver = book.drivers[insertion.driver];
         if (pairs.insert({insertion.vehicle, insertion.driver}).second) {
-            ++vehicle.drivers;
-            ++driver.vehicles;
+            ++insertion.vehicle->drivers;
+            ++insertion.driver->vehicles;
         }
         const bool drives = insertion.slot == driverSlot;
         Totals part{1, 0, drives ? insertion.distance().value_or(0) : 0, insertion.duration()};
-        add(insertion, part, driver);
+        add(insertion, part, *insertion.driver);
         if (!drives)
             part.seconds = 0;
-        add(insertion, part, vehicle);
+        add(insertion, part, *insertion.vehicle);
         add(insertion, part, book);
     }
     for (const Gap& gap : book.gaps) {
         Totals part{0, 1};
         (gap.kind == Gap::WithoutCard ? part.kilometresWithoutCard : part.kilometresWithoutData) =
             gap.distance().value_or(0);
-        add(gap, part, book.vehicles[gap.vehicle]);
+        add(gap, part, *gap.vehicle);
         add(gap, part, book);
     }
 }
 
-// Keeps of the items those with the indices in `order`, and returns for each old index the new one.
-template <typename Item>
-std::vector<size_t> keep(std::vector<Item>& items, const std::vector<size_t>& order) {
-    std::vector<size_t> newIndex(items.size());
-    std::vector<Item> kept;
-    for (const size_t i : order) {
-        newIndex[i] = kept.size();
-        kept.push_back(std::move(items[i]));
-    }
-    items = std::move(kept);
-    return newIndex;
-}
-
-template <typename Item, typename IsWanted>
-std::vector<size_t> sortWanted(std::vector<Item>& items, QString Item::*name, IsWanted isWanted) {
-    std::vector<size_t> order(items.size());
-    std::iota(order.begin(), order.end(), size_t{0});
-    removeUnless(order, [&](size_t i) { return isWanted(items[i]); });
-    std::sort(order.begin(), order.end(),
-              [&](size_t a, size_t b) { return items[a].*name < items[b].*name; });
-    return keep(items, order);
-}
-
-// Brings everything into its order. Vehicles and drivers without a record stay, unless the filter
-// asks for something that only records can answer.
-void arrange(Logbook& book, const Filter& filter) {
+// Vehicles and drivers without a record stay, unless the filter asks for something that only
+// records can answer. Of the files those stay that something shown was taken from, and what failed.
+void filterOthers(Logbook& book, const Filter& filter) {
     const bool anyTime = !filter.from && !filter.to;
-    const auto vehicles =
-        sortWanted(book.vehicles, &VehicleSummary::plate, [&](const VehicleSummary& vehicle) {
-            return vehicle.totals.insertions + vehicle.totals.gaps > 0 ||
-                   (anyTime && filter.driver.isEmpty() && fits(vehicle, filter));
-        });
-    const auto drivers =
-        sortWanted(book.drivers, &DriverSummary::name, [&](const DriverSummary& driver) {
-            return driver.totals.insertions > 0 ||
-                   (anyTime && filter.plate.isEmpty() && fits(driver, filter));
-        });
-    for (Insertion& insertion : book.insertions) {
-        insertion.vehicle = vehicles[insertion.vehicle];
-        insertion.driver = drivers[insertion.driver];
-    }
-    for (Gap& gap : book.gaps)
-        gap.vehicle = vehicles[gap.vehicle];
-    // The order by time within a vehicle stays.
-    const auto byVehicle = [](const auto& a, const auto& b) { return a.vehicle < b.vehicle; };
-    std::stable_sort(book.insertions.begin(), book.insertions.end(), byVehicle);
-    std::stable_sort(book.gaps.begin(), book.gaps.end(), byVehicle);
-}
-
-// Calls `visit` with each index of a file that something shown was taken from.
-template <typename Visit>
-void visitFiles(Logbook& book, Visit visit) {
-    for (Insertion& insertion : book.insertions)
-        visit(insertion.file);
-    for (Gap& gap : book.gaps) {
-        visit(gap.fileBefore);
-        visit(gap.fileAfter);
-    }
-    for (VehicleSummary& vehicle : book.vehicles)
-        visit(vehicle.lastDownload.file);
-    for (DriverSummary& driver : book.drivers) {
-        for (CardSummary& card : driver.cards)
-            visit(card.lastDownload.file);
-    }
-}
-
-// Leaves those files, and what failed.
-void filterFiles(Logbook& book) {
-    std::vector<bool> isUsed(book.files.size());
-    visitFiles(book, [&isUsed](size_t file) { isUsed[file] = true; });
-    std::vector<size_t> used;
-    for (size_t i = 0; i < book.files.size(); ++i) {
-        const LogFile& file = book.files[i];
-        if (isUsed[i] || file.status == LogFile::Failed || file.copy == LogFile::NotCopied)
-            used.push_back(i);
-    }
-    const std::vector<size_t> newIndex = keep(book.files, used);
-    visitFiles(book, [&newIndex](size_t& file) { file = newIndex[file]; });
+    book.vehicles.remove_if([&](const VehicleSummary& vehicle) {
+        return vehicle.totals.insertions + vehicle.totals.gaps == 0 &&
+               !(anyTime && filter.driver.isEmpty() && fits(vehicle, filter));
+    });
+    book.drivers.remove_if([&](const DriverSummary& driver) {
+        return driver.totals.insertions == 0 &&
+               !(anyTime && filter.plate.isEmpty() && fits(driver, filter));
+    });
+    std::set<const LogFile*> used;
+    for (const Insertion& insertion : book.insertions)
+        used.insert(insertion.file);
+    for (const Gap& gap : book.gaps)
+        used.insert({gap.fileBefore, gap.fileAfter});
+    for (const VehicleSummary& vehicle : book.vehicles)
+        used.insert(vehicle.lastDownload.file);
+    for (const DriverSummary& driver : book.drivers)
+        for (const CardSummary& card : driver.cards)
+            used.insert(card.lastDownload.file);
+    book.files.remove_if([&](const LogFile& file) {
+        return used.count(&file) == 0 && file.status != LogFile::Failed &&
+               file.copy != LogFile::NotCopied;
+    });
 }
 
 QString holderOf(const CardSummary& card) {
@@ -402,25 +359,24 @@ std::optional<qint64> Gap::distance() const {
 }
 
 void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
-    file.plate = info.getPlateString();
-    const size_t index = vehicleOf(file.plate);
-    m_book.vehicles[index].plate = file.plate;
+    LogFile& added = m_book.files.emplace_back(std::move(file));
+    added.plate = info.getPlateString();
+    VehicleSummary& vehicle = vehicleOf(added.plate);
+    vehicle.plate = added.plate;
 
-    QHash<QString, size_t> drivers; // most holders come again and again
+    QHash<QString, DriverSummary*> drivers; // most holders come again and again
     const size_t begin = m_book.insertions.size();
     for (const auto& activity : info.getDriverActivities()) {
-        auto driver = drivers.constFind(activity.holderName);
-        if (driver == drivers.constEnd())
-            driver = drivers.insert(activity.holderName, driverOf(driverName(activity.holderName)));
+        DriverSummary*& driver = drivers[activity.holderName];
+        if (!driver)
+            driver = &driverOf(driverName(activity.holderName));
         Insertion& insertion = m_book.insertions.emplace_back(insertionOf(activity));
-        insertion.vehicle = index;
-        insertion.driver = *driver;
-        insertion.file = m_book.files.size();
+        insertion.vehicle = &vehicle;
+        insertion.driver = driver;
+        insertion.file = &added;
     }
-    m_book.files.push_back(std::move(file));
     merge(m_book, begin);
     findKnown(m_book, begin);
-    LogFile& added = m_book.files.back();
     added.contents = orDash(added.plate) + QStringLiteral(", ") +
                      counted(m_book.insertions.size() - begin, "insertion");
 }
@@ -439,15 +395,15 @@ void LogbookBuilder::addFile(LogFile file) {
     m_book.files.push_back(std::move(file));
 }
 
-size_t LogbookBuilder::vehicleOf(const QString& plate) {
-    return indexOf(plate.toUpper().simplified().remove(QLatin1Char(' ')), m_book.vehicles,
-                   m_vehicles);
+VehicleSummary& LogbookBuilder::vehicleOf(const QString& plate) {
+    return itemOf(plate.toUpper().simplified().remove(QLatin1Char(' ')), m_book.vehicles,
+                  m_vehicles);
 }
 
-size_t LogbookBuilder::driverOf(const QString& name) {
-    const size_t index = indexOf(name, m_book.drivers, m_drivers);
-    m_book.drivers[index].name = name;
-    return index;
+DriverSummary& LogbookBuilder::driverOf(const QString& name) {
+    DriverSummary& driver = itemOf(name, m_book.drivers, m_drivers);
+    driver.name = name;
+    return driver;
 }
 
 void LogbookBuilder::doubtCopies() {
@@ -461,8 +417,7 @@ void LogbookBuilder::doubtCopies() {
 void LogbookBuilder::takeDownloads(const Clock& clock) {
     const qint64 future = clock.startOf(m_book.asOf.addDays(1));
     FileCounts& counts = m_book.counts;
-    for (size_t i = 0; i < m_book.files.size(); ++i) {
-        LogFile& file = m_book.files[i];
+    for (LogFile& file : m_book.files) {
         counts.files += file.status != LogFile::Skipped ? 1 : 0;
         counts.failed += file.status == LogFile::Failed ? 1 : 0;
         ++counts.copies[file.copy];
@@ -473,19 +428,18 @@ void LogbookBuilder::takeDownloads(const Clock& clock) {
             file.contents += QStringLiteral(", from the future");
         counts.fromFuture += file.isFromFuture ? 1 : 0;
         const Download download{
-            file.isFromFuture ? std::nullopt : file.downloaded, {}, file.isFromFuture, i};
+            file.isFromFuture ? std::nullopt : file.downloaded, {}, file.isFromFuture, &file};
         m_book.newestDownload = std::max(m_book.newestDownload, download.time);
         if (file.kind == LogFile::Vehicle) {
             ++counts.vehicles;
-            VehicleSummary& vehicle = m_book.vehicles[vehicleOf(file.plate)];
+            VehicleSummary& vehicle = vehicleOf(file.plate);
             if (download.time > vehicle.lastDownload.time)
                 vehicle.plate = file.plate;
             if (!vehicle.lastDownload.time || download.time > vehicle.lastDownload.time)
                 vehicle.lastDownload = download;
         } else if (isDriverCard(file.cardType)) {
             ++counts.driverCards;
-            m_book.drivers[driverOf(file.holder)].cards.push_back(
-                {file.cardNumber, file.cardGeneration, download});
+            driverOf(file.holder).cards.push_back({file.cardNumber, file.cardGeneration, download});
         }
     }
 }
@@ -495,21 +449,25 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     takeDownloads(clock);
     for (LogFile& file : m_book.files) {
         if (file.status == LogFile::Ok && file.kind == LogFile::Vehicle)
-            file.plate = m_book.vehicles[vehicleOf(file.plate)].plate;
+            file.plate = vehicleOf(file.plate).plate;
     }
     judgeDownloads(m_book, clock);
+    m_book.vehicles.sort([](const auto& a, const auto& b) { return a.plate < b.plate; });
+    m_book.drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
+    numberAll(m_book);
     merge(m_book, 0);
     findGaps(m_book);
     m_book.insertionsFound = m_book.insertions.size();
     for (const Insertion& insertion : m_book.insertions) {
-        VehicleSummary& vehicle = m_book.vehicles[insertion.vehicle];
-        vehicle.knownFrom = vehicle.knownFrom.value_or(insertion.inserted);
+        std::optional<qint64>& first = insertion.vehicle->knownFrom;
+        first = first.value_or(insertion.inserted);
     }
-    filterRecords(m_book, filter);
-    sumUp(m_book);
-    arrange(m_book, filter);
     if (filter.isActive())
-        filterFiles(m_book);
+        filterRecords(m_book, filter);
+    sumUp(m_book);
+    if (filter.isActive())
+        filterOthers(m_book, filter);
+    numberAll(m_book);
     return std::move(m_book);
 }
 

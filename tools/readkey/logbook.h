@@ -9,6 +9,7 @@
 
 #include <QtCore/QHash>
 
+#include <list>
 #include <optional>
 #include <vector>
 
@@ -24,9 +25,10 @@ struct LogFile {
     enum Status { Ok, Failed, Skipped };
     enum Copy { NotAsked, Copied, Kept, NotCopied };
 
-    QString key;     // the path as it was given
-    QString name;    // bare name
-    qint64 size = 0; // bytes
+    size_t index = 0; // its place in the logbook
+    QString key;      // the path as it was given
+    QString name;     // bare name
+    qint64 size = 0;  // bytes
     Kind kind = Other;
     Status status = Ok;
     Copy copy = NotAsked;
@@ -42,15 +44,70 @@ struct LogFile {
     bool isFromFuture = false; // later than the day asOf: its time is not believed
 };
 
+// When something was downloaded last. A download from the future counts as none.
+struct Download {
+    std::optional<qint64> time; // seconds since 1970 UTC
+    std::optional<qint64> age;  // whole days: midnights from `time` until the day asOf
+    bool isOverdue = false;     // older than allowed, or known to be missing ("never")
+    LogFile* file = nullptr;
+};
+
+// Of a driver the gaps are always 0.
+struct Totals {
+    qint64 insertions = 0;
+    qint64 gaps = 0;
+    qint64 kilometres = 0; // with a card in the driver's slot
+    qint64 seconds = 0; // that a card was in: of a driver in any slot, otherwise the driver's slot
+    qint64 kilometresWithoutCard = 0;
+    qint64 kilometresWithoutData = 0; // as far as odometers say
+
+    Totals& operator+=(const Totals& part);
+};
+
+struct VehicleSummary {
+    size_t index = 0; // its place in the logbook
+    QString plate;    // as the newest download has it
+    Download lastDownload;
+    std::optional<qint64> knownFrom; // the first insertion of all, whatever the filter
+    qint64 drivers = 0;
+    Totals totals;
+    Totals crossing; // the part of them that crosses the edge of the filter's period
+};
+
+struct CardSummary {
+    QString number;
+    int generation = 0; // 0: not known
+    Download lastDownload;
+    // The first 14 characters are the holder's, the last two count replacements and renewals. Of
+    // one holder's cards the one that was downloaded last counts; of equal ones the one that was
+    // renewed, then replaced, more often. No other is overdue.
+    bool counts = false;
+};
+
+struct DriverSummary {
+    size_t index = 0;
+    QString name;                   // "first names surname"
+    std::vector<CardSummary> cards; // holder by holder, the one that counts first
+    qint64 holders = 0;             // by the cards; above 1 an insertion may be of any of them
+    // A card that counts is; or there is none, but there are cards of others.
+    bool isOverdue = false;
+    qint64 vehicles = 0;
+    Totals totals;
+    Totals crossing;
+
+    // The cards; or one without a number, which stands for a missing one.
+    std::vector<CardSummary> lines() const;
+};
+
 struct Insertion {
-    size_t vehicle = 0; // index into vehicles, and so on
-    size_t driver = 0;
+    VehicleSummary* vehicle = nullptr; // in the same logbook, and so on
+    DriverSummary* driver = nullptr;
     quint16 slot = 0;                // 0 driver, 1 co-driver; others as the file has them
     qint64 inserted = 0;             // seconds since 1970 UTC
     std::optional<qint64> withdrawn; // none: not withdrawn when the vehicle was downloaded
     std::optional<quint32> odometerAtInsertion; // kilometres
     std::optional<quint32> odometerAtWithdrawal;
-    size_t file = 0; // where it was taken from
+    LogFile* file = nullptr; // where it was taken from
     // The withdrawal before it from the driver's slot, if a file has both.
     std::optional<qint64> knownFrom;
     bool crosses = false; // the edge of the filter's period: the period beside it has it, too
@@ -70,69 +127,16 @@ struct Gap {
     enum Kind { WithoutCard, WithoutData };
 
     Kind kind = WithoutCard;
-    size_t vehicle = 0;
+    VehicleSummary* vehicle = nullptr;
     qint64 from = 0; // the withdrawal before, the insertion after
     qint64 to = 0;
     std::optional<quint32> odometerFrom;
     std::optional<quint32> odometerTo;
-    size_t fileBefore = 0; // which has the insertion before, and the one after
-    size_t fileAfter = 0;
+    LogFile* fileBefore = nullptr; // which has the insertion before, and the one after
+    LogFile* fileAfter = nullptr;
     bool crosses = false; // as an insertion does
 
     std::optional<qint64> distance() const; // as an insertion's
-};
-
-// When something was downloaded last. A download from the future counts as none.
-struct Download {
-    std::optional<qint64> time; // seconds since 1970 UTC
-    std::optional<qint64> age;  // whole days: midnights from `time` until the day asOf
-    bool isOverdue = false;     // older than allowed, or known to be missing ("never")
-    size_t file = 0;
-};
-
-// Of a driver the gaps are always 0.
-struct Totals {
-    qint64 insertions = 0;
-    qint64 gaps = 0;
-    qint64 kilometres = 0; // with a card in the driver's slot
-    qint64 seconds = 0; // that a card was in: of a driver in any slot, otherwise the driver's slot
-    qint64 kilometresWithoutCard = 0;
-    qint64 kilometresWithoutData = 0; // as far as odometers say
-
-    Totals& operator+=(const Totals& part);
-};
-
-struct VehicleSummary {
-    QString plate; // as the newest download has it
-    Download lastDownload;
-    std::optional<qint64> knownFrom; // the first insertion of all, whatever the filter
-    qint64 drivers = 0;
-    Totals totals;
-    Totals crossing; // the part of them that crosses the edge of the filter's period
-};
-
-struct CardSummary {
-    QString number;
-    int generation = 0; // 0: not known
-    Download lastDownload;
-    // The first 14 characters are the holder's, the last two count replacements and renewals. Of
-    // one holder's cards the one that was downloaded last counts; of equal ones the one that was
-    // renewed, then replaced, more often. No other is overdue.
-    bool counts = false;
-};
-
-struct DriverSummary {
-    QString name;                   // "first names surname"
-    std::vector<CardSummary> cards; // holder by holder, the one that counts first
-    qint64 holders = 0;             // by the cards; above 1 an insertion may be of any of them
-    // A card that counts is; or there is none, but there are cards of others.
-    bool isOverdue = false;
-    qint64 vehicles = 0;
-    Totals totals;
-    Totals crossing;
-
-    // The cards; or one without a number, which stands for a missing one.
-    std::vector<CardSummary> lines() const;
 };
 
 struct Failure {
@@ -178,12 +182,17 @@ constexpr quint16 driverSlot = 0;
 constexpr qint64 vehicleDownloadDays = 90;
 constexpr qint64 cardDownloadDays = 28;
 
+// Its parts point to each other, so it can be moved but not copied.
 struct Logbook {
-    std::vector<LogFile> files; // key by key: cards, vehicles, each newest first, then the rest
-    std::vector<Insertion> insertions;    // by plate, then time
-    std::vector<Gap> gaps;                // likewise
-    std::vector<VehicleSummary> vehicles; // by plate
-    std::vector<DriverSummary> drivers;   // by name
+    Logbook() = default;
+    Logbook(Logbook&&) = default;
+    Q_DISABLE_COPY(Logbook)
+
+    std::list<LogFile> files; // key by key: cards, vehicles, each newest first, then the rest
+    std::vector<Insertion> insertions;  // by plate, then time
+    std::vector<Gap> gaps;              // likewise
+    std::list<VehicleSummary> vehicles; // by plate
+    std::list<DriverSummary> drivers;   // by name
     std::vector<Failure> failures;
     Totals totals; // of all vehicles
     Totals crossing;
@@ -210,13 +219,13 @@ public:
     Logbook finish(const Filter& filter, const QDate& asOf, const Clock& clock);
 
 private:
-    size_t vehicleOf(const QString& plate);
-    size_t driverOf(const QString& name);
+    VehicleSummary& vehicleOf(const QString& plate);
+    DriverSummary& driverOf(const QString& name);
     void takeDownloads(const Clock& clock);
 
     Logbook m_book;
-    QHash<QString, size_t> m_vehicles; // indices by plate, without what does not tell two apart
-    QHash<QString, size_t> m_drivers;  // by name
+    QHash<QString, VehicleSummary*> m_vehicles; // by plate, without what does not tell two apart
+    QHash<QString, DriverSummary*> m_drivers;   // by name
 };
 
 } // namespace readkey

@@ -142,24 +142,23 @@ QString vehicleHeading(const VehicleSummary& vehicle, const Clock& clock) {
 void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
     auto insertion = book.insertions.begin();
     auto gap = book.gaps.begin();
-    for (size_t vehicle = 0; vehicle < book.vehicles.size(); ++vehicle) {
+    for (const VehicleSummary& vehicle : book.vehicles) {
         Table table({Column::name("Driver"), Column::left("Slot", 3), Column::left("From"),
                      Column::left("To", 4), Column::right("km from", 1), Column::right("km to", 2),
                      Column::right("km")});
         const auto addGapsUntil = [&](qint64 time) {
-            for (; gap != book.gaps.end() && gap->vehicle == vehicle && gap->to <= time; ++gap)
+            for (; gap != book.gaps.end() && gap->vehicle == &vehicle && gap->to <= time; ++gap)
                 addGap(table, *gap, paper.clock);
         };
-        for (; insertion != book.insertions.end() && insertion->vehicle == vehicle; ++insertion) {
+        for (; insertion != book.insertions.end() && insertion->vehicle == &vehicle; ++insertion) {
             addGapsUntil(insertion->inserted);
-            addInsertion(table, *insertion, nameOf(book.drivers[insertion->driver]), paper.clock);
+            addInsertion(table, *insertion, nameOf(*insertion->driver), paper.clock);
         }
         addGapsUntil(std::numeric_limits<qint64>::max());
         const QString rows =
             table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper);
-        const VehicleSummary& summary = book.vehicles[vehicle];
-        out.write((QLatin1Char('\n') + paper.heading(vehicleHeading(summary, paper.clock)) + rows +
-                   crossingLine(summary.crossing))
+        out.write((QLatin1Char('\n') + paper.heading(vehicleHeading(vehicle, paper.clock)) + rows +
+                   crossingLine(vehicle.crossing))
                       .toUtf8());
     }
 }
