@@ -6,6 +6,7 @@
 #include "tools/readkey/console.h"
 #include "tools/readkey/keyreader.h"
 #include "tools/readkey/text.h"
+#include "tools/readkey/views.h"
 
 #include <QtCore/QBuffer>
 #include <QtCore/QJsonDocument>

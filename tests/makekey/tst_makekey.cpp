@@ -48,6 +48,13 @@ private Q_SLOTS:
         QCOMPARE(run.out, "KEY/download: " + summary.arg(bytes) + '\n');
     }
 
+    void helpAndManualHaveTheSameOptions() {
+        const TestKey key;
+        const QString manual = dataFile("../../docs/makekey.1").replace("\\-", "-");
+        QCOMPARE(optionsIn(outputOf(key, "PROGRAM --help")), optionsIn(manual));
+        QVERIFY(outputOf(key, "PROGRAM -v").startsWith("makekey 1."));
+    }
+
     void failures_data() {
         tableRows<QString, int, QString>("failures.txt", "script", "status", "message");
     }

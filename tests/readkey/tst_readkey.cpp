@@ -2,7 +2,6 @@
 // it leaves behind.
 #include "tests/readkey/storykey.h"
 #include "tests/support/datatable.h"
-#include "tests/support/lines.h"
 #include "tests/support/shell.h"
 
 #include <QtCore/QRegularExpression>
@@ -26,15 +25,6 @@ QStringList insertedTimes(const QString& csv) {
         times.append(line.section(',', 5, 5).left(16)); // without seconds
     times.sort();
     return times;
-}
-
-// Words that begin with two dashes.
-QSet<QString> optionsIn(const QString& text) {
-    QSet<QString> options;
-    auto match = QRegularExpression("--[a-z][a-z-]+").globalMatch(text);
-    while (match.hasNext())
-        options.insert(match.next().captured());
-    return options;
 }
 
 // Settings with which a system call on the key's files fails, as faultshim.h describes it. The
@@ -173,8 +163,8 @@ private Q_SLOTS:
         const TestKey key;
         const QString completions = "../../tools/readkey/completions/";
         const QString help = readkey(key, "--help").out;
-        const QSet<QString> options = optionsIn(help);
-        QVERIFY(options.size() >= 15);
+        const Lines options = optionsIn(help);
+        QVERIFY(options.list.size() >= 15);
         QVERIFY(help.count('\n') <= 24);
         for (const QString& line : help.split('\n'))
             QVERIFY2(line.size() <= 80, qPrintable(line));

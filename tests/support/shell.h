@@ -1,6 +1,7 @@
 // A program as a user runs it: from a shell, with what it writes and returns.
 #pragma once
 
+#include "tests/support/lines.h"
 #include "tests/support/testkey.h"
 
 #include <QtCore/QProcess>
@@ -42,6 +43,17 @@ public:
 private:
     inline static QStringList s_runs;
 };
+
+// The words that begin with two dashes, sorted, to compare a program's help with its manual.
+inline Lines optionsIn(const QString& text) {
+    QStringList options;
+    auto match = QRegularExpression("--[a-z][a-z-]+").globalMatch(text);
+    while (match.hasNext())
+        options << match.next().captured();
+    options.sort();
+    options.removeDuplicates();
+    return {options};
+}
 
 // Runs a script of sh in the key's directory. In it the word PROGRAM stands for the program under
 // test, and KEY for the key's path; KEY stands for that path in the output, too. The time zone is

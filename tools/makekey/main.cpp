@@ -1,6 +1,7 @@
 // makekey writes a sample download key: vehicle-unit downloads of every generation and card
 // downloads of both, under names of every shape. The same arguments give the same bytes.
 #include "samples/samples.h"
+#include "tools/optionrow.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
@@ -29,45 +30,54 @@ int complain(int status, const QString& message) {
     return status;
 }
 
-struct Options {
-    QCommandLineOption days{QStringLiteral("days"),
-                            QStringLiteral("Days in each vehicle file (28)."), QStringLiteral("N"),
-                            QStringLiteral("28")};
-    QCommandLineOption records{QStringLiteral("records"),
-                               QStringLiteral("Card insertions of a vehicle's busy day (4)."),
-                               QStringLiteral("N"), QStringLiteral("4")};
-    QCommandLineOption files{QStringLiteral("files"),
-                             QStringLiteral("Vehicle files, and as many card files (6)."),
-                             QStringLiteral("N"), QStringLiteral("6")};
-    QCommandLineOption seed{QStringLiteral("seed"),
-                            QStringLiteral("Another seed gives other contents (1)."),
-                            QStringLiteral("N"), QStringLiteral("1")};
-    QCommandLineOption oddities{
-        QStringLiteral("oddities"),
-        QStringLiteral("Adds what real keys have: overlapping, cut and foreign files, cards over "
-                       "night, driving without a card.")};
-};
+namespace option {
+constexpr OptionRow days{"days", " N", "days in each vehicle file", "28"};
+constexpr OptionRow records{"records", " N", "card insertions of a vehicle's busy day", "4"};
+constexpr OptionRow files{"files", " N", "vehicle files, and as many card files", "6"};
+constexpr OptionRow seed{"seed", " N", "another seed gives other contents", "1"};
+constexpr OptionRow oddities{"oddities", "",
+                             "damaged and other irregular things that real keys have"};
+constexpr OptionRow help{"help", "", "this text", "", 'h'};
+constexpr OptionRow version{"version", "", "the version", "", 'v'};
+constexpr OptionRow all[] = {days, records, files, seed, oddities, help, version};
+} // namespace option
+
+QString helpText() {
+    QString text = QStringLiteral(
+        "Usage: makekey [options] DIR\n"
+        "Writes a sample download key. DIR, its mount directory, is created if it is\n"
+        "missing. Files of the same names are replaced.\n\n");
+    for (const OptionRow& row : option::all)
+        text += helpLine(row);
+    return text;
+}
+
+int print(const QString& text) {
+    const QByteArray bytes = text.toLocal8Bit();
+    return std::fputs(bytes.constData(), stdout) >= 0 && std::fflush(stdout) == 0
+               ? exitSuccess
+               : complain(exitFailed, QStringLiteral("cannot write to the standard output"));
+}
 
 // The number that was given for an option; a complaint and nothing when it is none or out of range.
-std::optional<qint64> number(const QCommandLineParser& parser, const QCommandLineOption& option,
-                             qint64 least, qint64 most) {
+std::optional<qint64> number(const QCommandLineParser& parser, const OptionRow& row, qint64 least,
+                             qint64 most) {
     bool isNumber = false;
-    const QString text = parser.value(option);
+    const QString text = parser.value(QLatin1String(row.name));
     const qint64 value = text.toLongLong(&isNumber);
     if (isNumber && value >= least && value <= most)
         return value;
     complain(exitUsage, QStringLiteral("--%1 needs a number from %2 to %3, not \"%4\"")
-                            .arg(option.names().constFirst(), QString::number(least),
+                            .arg(QLatin1String(row.name), QString::number(least),
                                  QString::number(most), text));
     return std::nullopt;
 }
 
-std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser,
-                                              const Options& options) {
-    const auto days = number(parser, options.days, 0, maxDays);
-    const auto records = number(parser, options.records, 0, maxRecords);
-    const auto files = number(parser, options.files, 0, maxFiles);
-    const auto seed = number(parser, options.seed, 0, std::numeric_limits<std::uint32_t>::max());
+std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser) {
+    const auto days = number(parser, option::days, 0, maxDays);
+    const auto records = number(parser, option::records, 0, maxRecords);
+    const auto files = number(parser, option::files, 0, maxFiles);
+    const auto seed = number(parser, option::seed, 0, std::numeric_limits<std::uint32_t>::max());
     if (!days || !records || !files || !seed)
         return std::nullopt;
     if (*days * *records > maxRecordsOfFile) {
@@ -81,7 +91,7 @@ std::optional<samples::KeyOptions> keyOptions(const QCommandLineParser& parser,
     result.records = static_cast<int>(*records);
     result.files = static_cast<int>(*files);
     result.seed = static_cast<std::uint32_t>(*seed);
-    result.oddities = parser.isSet(options.oddities);
+    result.oddities = parser.isSet(QLatin1String(option::oddities.name));
     return result;
 }
 
@@ -143,42 +153,25 @@ int writeKey(const samples::KeyOptions& options, const QString& mountDir) {
     const QString summary =
         QStringLiteral("%1: %2 vehicle files, %2 card files%3, %4 bytes")
             .arg(directory, QString::number(options.files), others, QString::number(bytes));
-    std::printf("%s\n", summary.toLocal8Bit().constData());
-    return std::fflush(stdout) == 0
-               ? exitSuccess
-               : complain(exitFailed, QStringLiteral("cannot write to the standard output"));
+    return print(summary + QLatin1Char('\n'));
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("makekey"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(MAKEKEY_VERSION));
-
-    const Options options;
+    const QCoreApplication application(argc, argv);
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Writes a sample download key. It replaces files of the same names."));
-    parser.addOptions(
-        {options.days, options.records, options.files, options.seed, options.oddities});
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Shows this help."));
-    parser.addOption(help);
-    const QCommandLineOption version = parser.addVersionOption();
-    parser.addPositionalArgument(
-        QStringLiteral("DIR"),
-        QStringLiteral("The key's mount directory; it is made when missing."));
-
+    for (const OptionRow& row : option::all)
+        parser.addOption(parserOption(row));
     if (!parser.parse(QCoreApplication::arguments()))
         return complain(exitUsage, parser.errorText());
-    if (parser.isSet(help))
-        parser.showHelp(exitSuccess);
-    if (parser.isSet(version))
-        parser.showVersion();
-    if (parser.positionalArguments().size() != 1 ||
-        parser.positionalArguments().constFirst().isEmpty())
+    if (parser.isSet(QLatin1String(option::help.name)))
+        return print(helpText());
+    if (parser.isSet(QLatin1String(option::version.name)))
+        return print(QStringLiteral("makekey " MAKEKEY_VERSION "\n"));
+    const QStringList directories = parser.positionalArguments();
+    if (directories.size() != 1 || directories.constFirst().isEmpty())
         return complain(exitUsage, QStringLiteral("name one directory (see --help)"));
-    const auto keyWanted = keyOptions(parser, options);
-    return keyWanted ? writeKey(*keyWanted, parser.positionalArguments().constFirst()) : exitUsage;
+    const auto keyWanted = keyOptions(parser);
+    return keyWanted ? writeKey(*keyWanted, directories.constFirst()) : exitUsage;
 }

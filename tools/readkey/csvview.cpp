@@ -1,8 +1,8 @@
 // CSV with one header line, of each kind that --csv takes. Numbers are whole, a yes is 1 and a no
 // is 0, and what is not known is empty.
 #include "clock.h"
-#include "options.h"
 #include "text.h"
+#include "views.h"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 // everything, so only data are written here, as JSON and as rows of numbers. The page's policy
 // names its style and script by their hashes, so that a browser runs nothing else.
 #include "clock.h"
-#include "options.h"
 #include "text.h"
+#include "views.h"
 
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QFile>

@@ -1,8 +1,8 @@
 // JSON Lines, one object for each file. An insertion that several files hold stands in the object
 // of the file that it was taken from.
 #include "json.h"
-#include "options.h"
 #include "text.h"
+#include "views.h"
 
 namespace readkey {
 

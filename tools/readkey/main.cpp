@@ -2,6 +2,7 @@
 // drives the library, logbook.* is what comes out of it, and each view prints that.
 #include "console.h"
 #include "keyreader.h"
+#include "views.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFileInfo>

@@ -1,36 +1,46 @@
 #include "options.h"
+#include "views.h"
+
+#include "tools/optionrow.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QDate>
-#include <QtCore/QFile>
-#include <QtCore/QRegularExpression>
 
 namespace readkey {
 
 namespace {
 
-// The options are read from this text, so it names all of them.
-QString helpText() {
-    QFile file(QStringLiteral(":/help.txt"));
-    file.open(QIODevice::ReadOnly);
-    return QString::fromLatin1(file.readAll());
-}
+constexpr OptionRow rows[] = {
+    {"summary", "", "totals by vehicle and driver instead of every insertion"},
+    {"json", "", "JSON Lines, one object for each file"},
+    {"csv", "[=WHAT]", "CSV: insertions, gaps, vehicles, drivers, cards, files"},
+    {"html", " FILE", "one page for a browser (\"-\" is standard output)"},
+    {"events", "", "the library's own signals as JSON Lines, of one key"},
+    {"vehicle", " PLATE", "only insertions in vehicles with this in their plate"},
+    {"driver", " TEXT", "only those of drivers with this in name or card number"},
+    {"from", " DATE", "only those that end on or after 2024-03-15, for example"},
+    {"to", " DATE", "only those that begin on or before that day"},
+    {"as-of", " DATE", "the day to which ages count (default: today)"},
+    {"utc", "", "times in UTC (default: local time; JSON and CSV: UTC)"},
+    {"copy-to", " DIR", "copy every download file to DIR (default: copy nothing)"},
+    {"downloaded-dir", "", "make the key's \"downloaded\" directory (default: do not)"},
+    {"remount", "", "remount the key read-only at the end (default: do not)"},
+    {"verbose", "", "the library's debug lines on standard error"},
+    {"help", "", "this text", "", 'h'},
+    {"version", "", "the version", "", 'v'},
+};
 
-QList<QCommandLineOption> allOptions() {
-    static const QRegularExpression row(
-        QStringLiteral(
-            "^  (?:-(?<letter>\\w), )?--(?<name>[a-z-]+)(?:(?: |\\[=)(?<value>[A-Z]+))?"),
-        QRegularExpression::MultilineOption);
-    QList<QCommandLineOption> result;
-    auto rows = row.globalMatch(helpText());
-    while (rows.hasNext()) {
-        const QRegularExpressionMatch option = rows.next();
-        QStringList names{option.captured(QStringLiteral("name")),
-                          option.captured(QStringLiteral("letter"))};
-        names.removeAll(QString());
-        result.append({names, {}, option.captured(QStringLiteral("value"))});
-    }
-    return result;
+QString helpText() {
+    QString text = QStringLiteral(
+        "Usage: readkey [options] PATH...\n"
+        "Shows what is on download keys. PATH: where a key is mounted, or a folder of\n"
+        "download files. Without a view: tables of drivers, vehicles and files.\n\n");
+    for (const OptionRow& row : rows)
+        text += helpLine(row);
+    return text +
+           QStringLiteral(
+               "\nExit status: 0 success, 1 a key could not be opened or a file failed, 2 wrong\n"
+               "usage. \"man readkey\" has formats and examples.\n");
 }
 
 // What the parser says, with an option that begins like an unknown one.
@@ -39,8 +49,8 @@ QString withSuggestion(const QCommandLineParser& parser) {
         return parser.errorText();
     const QString name = parser.unknownOptionNames().first();
     QString text = QStringLiteral("unknown option \"%1\"").arg(name);
-    for (const QCommandLineOption& option : allOptions()) {
-        const QString known = option.names().first();
+    for (const OptionRow& row : rows) {
+        const QString known = QLatin1String(row.name);
         if (name.size() > 1 && known.startsWith(name.leftRef(2)))
             return text + QStringLiteral("; did you mean \"--%1\"?").arg(known);
     }
@@ -155,7 +165,8 @@ CommandLine parseCommandLine(QStringList arguments) {
             arguments[i] += QLatin1Char('=') + csvKinds().first();
     }
     QCommandLineParser parser;
-    parser.addOptions(allOptions());
+    for (const OptionRow& row : rows)
+        parser.addOption(parserOption(row));
     const bool understood = parser.parse(arguments);
     if (parser.isSet(QStringLiteral("help")))
         return {{}, helpText()};

@@ -1,7 +1,7 @@
 // Tables for people, in two forms: every driver and every vehicle with its insertions, or their
 // totals. Both end with the files, what failed, and a line that counts it all.
-#include "options.h"
 #include "table.h"
+#include "views.h"
 
 #include <QtCore/QLocale>
 
