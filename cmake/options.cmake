@@ -15,15 +15,28 @@ target_link_libraries(downloadkey_options INTERFACE downloadkey_build)
 target_compile_definitions(downloadkey_options INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS)
 
-# Hardening. The C library's checked functions need the optimiser.
+# Hardening. The C library's checked functions need the optimiser; level 3 needs GCC 12 or clang.
 include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
 check_cxx_compiler_flag(-fstack-clash-protection DOWNLOADKEY_HAS_STACK_CLASH_PROTECTION)
+check_cxx_compiler_flag(-fcf-protection DOWNLOADKEY_HAS_CF_PROTECTION)
+set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
+check_cxx_source_compiles("
+    #include <cstdlib>
+    #if __USE_FORTIFY_LEVEL < 3
+    #error
+    #endif
+    int main() { return 0; }" DOWNLOADKEY_HAS_FORTIFY_LEVEL_3)
+unset(CMAKE_REQUIRED_FLAGS)
+target_compile_definitions(downloadkey_build INTERFACE _GLIBCXX_ASSERTIONS)
 set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 target_compile_options(downloadkey_build INTERFACE
+    -Wformat-security
     -fstack-protector-strong
     $<$<BOOL:${DOWNLOADKEY_HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
+    $<$<BOOL:${DOWNLOADKEY_HAS_CF_PROTECTION}>:-fcf-protection>
     $<${optimised}:-U_FORTIFY_SOURCE>
-    $<${optimised}:-D_FORTIFY_SOURCE=2>)
+    $<${optimised}:-D_FORTIFY_SOURCE=$<IF:$<BOOL:${DOWNLOADKEY_HAS_FORTIFY_LEVEL_3}>,3,2>>)
 target_link_options(downloadkey_build INTERFACE
     LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 include(CheckPIESupported)

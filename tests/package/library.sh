@@ -36,6 +36,7 @@ arm-linux-gnueabihf)
     ;;
 x86_64-linux-gnu)
     expect 'Class: *ELF64' header "$library"
+    expect 'endbr64' objdump -d --no-show-raw-insn "$library"
     ;;
 *) fail "nothing is known of $tuple" ;;
 esac
@@ -60,6 +61,7 @@ for file in "$library" "${tools[@]}"; do
 done
 # makekey calls functions that _FORTIFY_SOURCE replaces.
 expect '__fprintf_chk' "$readelf" --dyn-syms -W "${tools[1]}"
+expect '__glibcxx_assert_fail' "$readelf" --dyn-syms -W "${tools[0]}"
 
 check_search_paths "$build_dir"
 
