@@ -11,6 +11,10 @@
 #include <QtTest/QtTest>
 
 #include <memory>
+#include <new>
+
+#include <sys/resource.h>
+#include <unistd.h>
 
 using downloadkey::VehicleInfo;
 using samples::CardRecord;
@@ -63,6 +67,25 @@ QByteArray fileOf(Generation generation, const std::vector<samples::Day>& days) 
         bytes += blockOf(generation, day);
     return bytes + "???";
 }
+
+// A file that claims a size, and of which nothing can be read from a byte on.
+class OddFile : public QTemporaryFile {
+public:
+    OddFile(qint64 claimedSize, qint64 firstBadByte)
+        : claimed(claimedSize)
+        , bad(firstBadByte) {
+        if (!open() || write("junk" + fileOf(Generation::Gen1, {}).leftJustified(696)) != 700)
+            qFatal("cannot write a file");
+    }
+    qint64 size() const override { return claimed; }
+
+private:
+    qint64 readData(char* data, qint64 maxSize) override {
+        return pos() < bad ? QTemporaryFile::readData(data, qMin(maxSize, bad - pos())) : -1;
+    }
+    qint64 claimed;
+    qint64 bad;
+};
 
 std::unique_ptr<VehicleInfo> load(const QByteArray& bytes) {
     MemoryFile file(bytes);
@@ -179,42 +202,47 @@ private Q_SLOTS:
 
     // From a position to the end, even if an error was there before.
     void loadsAFileToItsEnd_data() {
-        const auto row = columns<qint64, qint64, bool>("size", "badByte", "isLoaded");
-        row("all of it", 700, 999, true);
-        row("it became shorter", 710, 999, true);
-        row("it became longer", 697, 999, true);
-        row("of unknown size", 0, 999, true);
-        row("a bad byte", 700, 699, false);
-        row("a bad byte, of unknown size", 0, 699, false);
-        row("2 GiB", qint64(1) << 31, 999, false);
+        const auto row =
+            columns<int, qint64, qint64, bool>("position", "size", "badByte", "isLoaded");
+        row("all of it", 4, 700, 999, true);
+        row("it became shorter", 4, 710, 999, true);
+        row("it became longer", 4, 697, 999, true);
+        row("of unknown size", 4, 0, 999, true);
+        row("a bad byte", 4, 700, 699, false);
+        row("a bad byte, of unknown size", 4, 0, 699, false);
+        row("a bad byte, of unknown size, from the begin", 0, 0, 699, false);
+        row("2 GiB", 4, qint64(1) << 31, 999, false);
     }
     void loadsAFileToItsEnd() {
+        QFETCH(int, position);
         QFETCH(qint64, size);
         QFETCH(qint64, badByte);
         QFETCH(bool, isLoaded);
-        class OddFile : public QTemporaryFile { // on the disk once its name has been asked for
-        public:
-            OddFile(qint64 claimedSize, qint64 firstBadByte)
-                : claimed(claimedSize)
-                , bad(firstBadByte) {}
-            qint64 size() const override { return claimed; }
-
-        private:
-            qint64 readData(char* data, qint64 maxSize) override {
-                return pos() < bad ? QTemporaryFile::readData(data, qMin(maxSize, bad - pos()))
-                                   : -1;
-            }
-            qint64 claimed;
-            qint64 bad;
-        } file(size, badByte);
-        QVERIFY(file.open());
-        QVERIFY(file.write("junk" + fileOf(Generation::Gen1, {}).leftJustified(696)) == 700);
-        QVERIFY(file.seek(4) && file.peek(1) == QByteArray("v"));
+        OddFile file(size, badByte);
+        QVERIFY(file.seek(position) && file.peek(1).size() == 1);
         QVERIFY(!file.QFile::rename("/dev/null") && file.error() != QFileDevice::NoError);
         const DebugLines lines;
         VehicleInfo info(file);
         QCOMPARE(lines.lines.size() == 1, isLoaded);
         QCOMPARE(messageOf(info.read()).isEmpty(), isLoaded);
+    }
+
+    void loadsNoFileThatMemoryCannotHold() {
+        constexpr int size = 1 << 30;
+        rlimit limit{};
+        QCOMPARE(::getrlimit(RLIMIT_AS, &limit), 0);
+        const rlimit less{size, limit.rlim_max};
+        const auto restore = qScopeGuard([&limit] { ::setrlimit(RLIMIT_AS, &limit); });
+        QFile statistics("/proc/self/statm"); // the address sanitizer takes terabytes
+        QVERIFY(statistics.open(QIODevice::ReadOnly));
+        const qint64 pages = statistics.readAll().split(' ').at(0).toLongLong();
+        if (pages * ::sysconf(_SC_PAGESIZE) > size || ::setrlimit(RLIMIT_AS, &less) != 0 ||
+            std::unique_ptr<char[]>(new (std::nothrow) char[size]))
+            QSKIP("Memory cannot be limited here.");
+        OddFile file(size, 999);
+        const DebugLines lines;
+        const VehicleInfo info(file);
+        QCOMPARE(lines.lines.size(), 2);
     }
 
     void parsersLookAtSizeAndFirstBytes_data() {
