@@ -21,13 +21,14 @@ END
 toolchain='cmake g++ ninja-build qtbase5-dev tzdata'
 delivery='abigail-tools debhelper lintian pkg-config' # for the tests of what is installed and packaged
 examples='jq sqlite3 python3-pandas' # what readkey's manual shows
+provider=libclang-rt-14-dev          # a header of a fuzz target, which replays its inputs in every build
 declare -A packages=(
-    [pc]="$toolchain $delivery $examples"
-    [sanitizers]=$toolchain
+    [pc]="$toolchain $provider $delivery $examples"
+    [sanitizers]="$toolchain $provider"
     [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev shellcheck"
     [fuzz]="$toolchain clang libclang-rt-14-dev"
     [browser]="$toolchain chromium chromium-driver python3-selenium"
-    [armhf]="$toolchain $delivery g++-arm-linux-gnueabihf mmdebstrap qemu-user-static"
+    [armhf]="$toolchain $provider $delivery g++-arm-linux-gnueabihf mmdebstrap qemu-user-static"
 )
 
 # run_tests PRESET [ARGUMENT...]: every part that runs tests ends with ctest's own closing lines.

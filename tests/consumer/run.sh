@@ -72,6 +72,19 @@ quotes)
         [[ "$(<"$source_dir/$file")" == *"$(tail -n +2 "$quote")"* ]] || fail "this does not quote $file: $quote"
     done
     ;;
+readme)
+    # The README shows what its first command prints, and leaves out what is at "[...]".
+    rm -rf "$work/build"
+    {
+        run "$stage" "$stage/usr/bin/makekey" --days 2 --files 3 "$work/build/sample-key"
+        echo
+        TZ=Europe/Berlin run "$stage" "$stage/usr/bin/readkey" --as-of 2024-03-16 "$work/build/sample-key"
+    } | sed "s|^$work|...|" >"$work/demo"
+    sed -n '/^\.\.\.\/build\/sample-key/,/^```/{ /^```/d; /^Showing it:/d; p }' "$source_dir/README.md" >"$work/shown"
+    shown=$(<"$work/shown")
+    [[ -n $shown && "$(<"$work/demo")" == "${shown%%'[...]'*}"*"${shown##*'[...]'}" ]] ||
+        { diff "$work/shown" "$work/demo" || fail 'the README shows something else'; }
+    ;;
 stage)
     # The prefix can be moved: nothing else tells the loader where the libraries are.
     prepare_root "$stage"
