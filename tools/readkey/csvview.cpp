@@ -1,5 +1,6 @@
 // CSV with one header line, of each kind that --csv takes. Numbers are whole, a yes is 1 and a no
 // is 0, and what is not known is empty.
+#include "cardtypes.h"
 #include "clock.h"
 #include "text.h"
 #include "views.h"

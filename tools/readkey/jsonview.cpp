@@ -1,5 +1,6 @@
 // JSON Lines, one object for each file. An insertion that several files hold stands in the object
 // of the file that it was taken from.
+#include "cardtypes.h"
 #include "json.h"
 #include "text.h"
 #include "views.h"

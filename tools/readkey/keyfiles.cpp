@@ -1,5 +1,6 @@
 #include "keyfiles.h"
 
+#include "cardtypes.h"
 #include "openfile.h"
 #include "text.h"
 

@@ -1,5 +1,6 @@
 #include "logbook.h"
 
+#include "cardtypes.h"
 #include "text.h"
 
 #include "downloadkey/vehicleinfo.h"

@@ -1,7 +1,6 @@
 #include "table.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -60,40 +59,49 @@ void Table::addRow(const std::vector<QString>& cells, bool isAlarm) {
     m_alarms.push_back(isAlarm);
 }
 
+// A column without contents has no width, whatever its title.
 std::vector<int> Table::widestCells() const {
     std::vector<int> widths(m_columns.size());
     for (size_t i = widths.size(); i < m_cells.size(); ++i) {
         const size_t column = i % widths.size();
         const int width = m_cells[i].width;
         const int limit = m_columns[column].limit;
-        if (width > 0)
-            widths[column] = std::max(
-                {widths[column], m_cells[column].width, limit == 0 || width <= limit ? width : 0});
+        if (width == 0)
+            continue;
+        widths[column] = std::max(widths[column], m_cells[column].width);
+        if (limit == 0 || width <= limit)
+            widths[column] = std::max(widths[column], width);
     }
     return widths;
 }
 
+// Shortens the names, the last column first, and returns whether a line fits the terminal then.
+bool Table::shortenNames(std::vector<int>& widths, int terminal) const {
+    int tooMuch = -terminal;
+    for (const int width : widths)
+        tooMuch += width == 0 ? 0 : 2 + width;
+    for (size_t i = widths.size(); i-- > 0 && tooMuch > 0;) {
+        if (!m_columns[i].isName || widths[i] <= shortestName)
+            continue;
+        const int cut = std::min(tooMuch, widths[i] - shortestName);
+        widths[i] -= cut;
+        tooMuch -= cut;
+    }
+    return tooMuch <= 0;
+}
+
 std::vector<int> Table::columnWidths(const Paper& paper) const {
-    std::vector<int> all = widestCells();
+    std::vector<int> widths = widestCells();
     for (int turn = 1;; ++turn) {
-        std::vector<int> widths = all;
-        const int total = std::accumulate(all.begin(), all.end(), 0, [](int sum, int width) {
-            return width == 0 ? sum : sum + 2 + width;
-        });
-        int tooMuch = paper.width == 0 ? 0 : total - paper.width;
-        for (size_t i = widths.size(); i-- > 0;) {
-            const int cut = std::min(tooMuch, widths[i] - shortestName);
-            if (cut <= 0 || !m_columns[i].isName)
-                continue;
-            widths[i] -= cut;
-            tooMuch -= cut;
-        }
+        std::vector<int> shortened = widths;
+        if (paper.width == 0 || shortenNames(shortened, paper.width))
+            return shortened;
         const auto next =
             std::find_if(m_columns.begin(), m_columns.end(),
                          [turn](const Column& column) { return column.turn == turn; });
-        if (tooMuch <= 0 || next == m_columns.end())
-            return widths;
-        all[static_cast<size_t>(next - m_columns.begin())] = 0;
+        if (next == m_columns.end())
+            return shortened;
+        widths[static_cast<size_t>(next - m_columns.begin())] = 0;
     }
 }
 

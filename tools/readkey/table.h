@@ -54,6 +54,7 @@ private:
     };
 
     std::vector<int> widestCells() const;
+    bool shortenNames(std::vector<int>& widths, int terminal) const;
     std::vector<int> columnWidths(const Paper& paper) const;
     QString line(size_t row, const std::vector<int>& widths) const;
 

@@ -1,6 +1,6 @@
 #include "text.h"
 
-#include "downloadkey/downloadkey.h"
+#include <QtCore/QVector>
 
 #include <algorithm>
 
@@ -64,15 +64,6 @@ int displayWidth(const QString& text) {
 QString counted(size_t count, const char* noun) {
     return QString::number(count) + QLatin1Char(' ') + QLatin1String(noun) +
            QLatin1String(count == 1 ? "" : "s");
-}
-
-bool isDriverCard(int cardType) {
-    return cardType == static_cast<int>(downloadkey::DownloadKey::CardType::DriverCard);
-}
-
-QString cardTypeName(int type) {
-    static const char* const names[] = {"driver", "workshop", "control", "company"};
-    return type >= 1 && type <= 4 ? QString::fromLatin1(names[type - 1]) : QString::number(type);
 }
 
 QString orDash(const QString& text) {

@@ -27,12 +27,6 @@ int displayWidth(const QString& text);
 // "1 file", "2 files".
 QString counted(size_t count, const char* noun);
 
-// As the card library numbers the kinds of cards.
-bool isDriverCard(int cardType);
-
-// "driver", "workshop", "control", "company" or the number.
-QString cardTypeName(int type);
-
 // "-" for what is not known.
 QString orDash(const QString& text);
 
