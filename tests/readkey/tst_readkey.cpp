@@ -175,8 +175,8 @@ private Q_SLOTS:
               QString(fish).replace(" -l ", "--")})
             QCOMPARE(optionsIn(text), options);
         const QString kinds = outputOf(
-            key, "bash -c 'compopt() { :; }; . " TEST_DATA
-                 "../../tools/readkey/completions/readkey.bash; "
+            key, "bash -c 'compopt() { :; }; . \"" TEST_DATA
+                 "../../tools/readkey/completions/readkey.bash\"; "
                  "COMP_WORDS=(readkey --csv =) COMP_CWORD=2; _readkey; echo \"${COMPREPLY[*]}\"'");
         QVERIFY(dataFile(completions + "_readkey").contains('(' + kinds.trimmed() + ')'));
         QVERIFY(fish.contains(kinds));
