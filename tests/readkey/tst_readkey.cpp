@@ -70,7 +70,7 @@ private Q_SLOTS:
         QCOMPARE(linesOf(run.out), linesOf(dataFile(QTest::currentDataTag())));
         QCOMPARE(run.err, QString("readkey: M_20240310_0830_BAD.DDD: not a vehicle-unit download "
                                   "(begins with D2 D2)\n"));
-        QCOMPARE(run.status, 1);
+        QCOMPARE(run.status, 3);
     }
 
     // The page's data, where the clock is put forward while a card is in the slot; a browser tests
@@ -207,8 +207,8 @@ private Q_SLOTS:
     }
 
     void failuresAreToldAndNothingElseIsShown_data() {
-        tableRows<QString, QString, QString, QString>("failures.txt", "given", "fault", "arguments",
-                                                      "message");
+        tableRows<QString, QString, QString, int, QString>("failures.txt", "given", "fault",
+                                                           "arguments", "status", "message");
     }
 
     // A failure is told in plain words on standard error and at the end of the tables. Nothing else
@@ -233,9 +233,31 @@ private Q_SLOTS:
         // No directory was made. The shell removes what Qt cannot: names that are not UTF-8.
         QCOMPARE(outputOf(key, "chmod -R 755 .; find . -type d; rm -r download"), directories);
         QCOMPARE(run.err, "readkey: " + message + "\n");
-        QCOMPARE(run.status, 1);
+        QTEST(run.status, "status");
         QVERIFY2(run.out.contains("\nVehicles: none\n"), qPrintable(run.out));
         QVERIFY2(run.out.contains("\nFailed\n  "), qPrintable(run.out));
+    }
+
+    // Above 20 files with one cause, one line is enough on standard error. The tables have them
+    // all, and where both are on one terminal, nothing is told twice.
+    void oneCauseIsOneLine() {
+        const TestKey key("one");
+        outputOf(
+            key,
+            "for i in $(seq 10 29); do head -c 6$i /dev/zero >one/M_20240315_08${i}_A.DDD; done"
+            "; mkdir two; cp one/M_20240315_0810_A.DDD two");
+        const Run few = readkey(key, "KEY/one");
+        QCOMPARE(few.err.count("not a vehicle-unit download"), 20);
+        QCOMPARE(onTerminal(key, "PROGRAM KEY/one").out.count("not a vehicle-unit download"), 20);
+        const Run many = readkey(key, "KEY/one KEY/two nothing");
+        QCOMPARE(many.err, QString("readkey: not a vehicle-unit download: 21 files, the first are "
+                                   "KEY/one: M_20240315_0829_A.DDD, KEY/one: M_20240315_0828_A.DDD "
+                                   "and KEY/one: M_20240315_0827_A.DDD\n"
+                                   "readkey: nothing: no such directory\n"));
+        QCOMPARE(many.out.count("\n  KEY/one: M_20240315_08"), 20);
+        QCOMPARE(many.out.count("\n  KEY/two: M_20240315_0810_A.DDD: not a vehicle"), 1);
+        QVERIFY(many.out.contains("\n  KEY/two  M_20240315_0810_A.DDD  failed\n"));
+        QCOMPARE(many.status, 1);
     }
 
     void downloadedIsMadeOnRequest() {
@@ -372,7 +394,7 @@ private Q_SLOTS:
         QCOMPARE(insertedTimes(run.out).size(), 103);
         QCOMPARE(run.err, QString("readkey: M_20240301_0830_OLD.DDD: not a vehicle-unit download "
                                   "(begins with 76 76)\n"));
-        QCOMPARE(run.status, 1);
+        QCOMPARE(run.status, 3);
         QCOMPARE(readkey(key, "--csv=cards KEY").out.count(",driver,1,DF"), 103);
     }
 
@@ -452,7 +474,7 @@ private Q_SLOTS:
         key.write("download/M_20241316" + evil, "skipped");
         key.write("QtProject/qtlogging.ini", "[Rules]\n*.debug=false\n"); // as some systems have it
         const Run run = readkey(key, options + " KEY", "XDG_CONFIG_HOME=KEY");
-        QCOMPARE(run.status, 1);
+        QCOMPARE(run.status, 3);
         const QString all = run.out + run.err;
         QVERIFY2(all.contains(shown), qPrintable(all));
         QVERIFY2(run.err.contains("readkey: M_20240316_0830_\\x1B[2J\\x0A\\x9B"),

@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace readkey {
@@ -105,6 +106,13 @@ void endWithoutMemory() {
     removeProgress();
     writeError(QByteArrayLiteral("readkey: not enough memory\n"));
     ::_exit(1); // what the C library would call allocates
+}
+
+bool isOneTerminal() {
+    struct stat out {};
+    struct stat error {};
+    return ::isatty(STDOUT_FILENO) == 1 && ::fstat(STDOUT_FILENO, &out) == 0 &&
+           ::fstat(STDERR_FILENO, &error) == 0 && out.st_rdev == error.st_rdev;
 }
 
 void showProgress(int percent) {

@@ -33,6 +33,9 @@ void error(const QString& text);
 // Ends the process with status 1 and "not enough memory", and allocates none for that.
 [[noreturn]] void endWithoutMemory();
 
+// Whether standard output and standard error are the same terminal.
+bool isOneTerminal();
+
 // The bar is drawn where standard error is a terminal, when it changes; any line removes it.
 void showProgress(int percent);
 void removeProgress();

@@ -97,7 +97,7 @@ KeyReader::~KeyReader() {
 
 // A key is named by its mount directory or by its download directory. Any other directory with
 // download files in it is a folder of copies.
-bool KeyReader::read(const std::function<void(int)>& progress) {
+void KeyReader::read(const std::function<void(int)>& progress) {
     m_progress = progress;
     m_mountDir = mountDirOf(m_path);
     const bool isFolder =
@@ -109,7 +109,6 @@ bool KeyReader::read(const std::function<void(int)>& progress) {
         readKey();
     m_key.close();
     m_key.uninit();
-    return m_failures == 0;
 }
 
 QString KeyReader::mountDirOf(const QString& path) {
@@ -130,9 +129,9 @@ void KeyReader::setUpHost() {
         if (level != logging::Level::Error)
             console::line(errorText(error));
         else if (m_options.makeDownloadedDir && QDir::isRelativePath(m_mountDir))
-            fail({}, errorText(error) + QStringLiteral(": give PATH as an absolute path"));
+            fail(errorText(error) + QStringLiteral(": give PATH as an absolute path"));
         else
-            fail({}, errorText(error));
+            fail(errorText(error));
     });
     if (m_options.remount) {
         aux::SystemHelper::setRemountHandler(
@@ -168,13 +167,12 @@ void KeyReader::connectSignals() {
 void KeyReader::readFolder() {
     listDirectory(m_path);
     if (m_options.makeDownloadedDir)
-        fail({}, QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
+        fail(QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
     readOneByOne(m_path);
 }
 
 // Without the library's own read(), and so it is for readkey to copy and to remount.
 void KeyReader::readOneByOne(const QString& mountDir) {
-    m_isOneByOne = true;
     addFiles();
     if (m_options.remount)
         remount(mountDir);
@@ -183,13 +181,13 @@ void KeyReader::readOneByOne(const QString& mountDir) {
 bool KeyReader::openKey() {
     const QString stray = nameOfStray(m_mountDir);
     if (!stray.isEmpty())
-        return fail({}, QStringLiteral("not read: \"%1\" leads out of the key").arg(stray));
+        return fail(QStringLiteral("not read: \"%1\" leads out of the key").arg(stray));
     QDir mountDir(m_mountDir);
     const aux::Error error = m_key.open(mountDir);
     if (m_events)
         writeReturned(QStringLiteral("open"), error, *m_events);
     if (!error.isEmpty())
-        return fail({}, reasonNotOpened());
+        return fail(reasonNotOpened());
     listDirectory(downloadDirOf(m_mountDir));
     return true;
 }
@@ -198,7 +196,7 @@ void KeyReader::readKey() {
     if (isTooMuch()) {
         if (!m_events)
             return readOneByOne(m_mountDir);
-        fail({}, QStringLiteral("not read: its files are too large to be read at once"));
+        fail(QStringLiteral("not read: its files are too large to be read at once"));
         return;
     }
     const aux::Error error = m_key.read();
@@ -213,11 +211,13 @@ void KeyReader::readKey() {
     // The library dropped what it had parsed, and with it the reason of each failure.
     const int before = m_failures;
     if (!QFileInfo(m_downloadDir).isDir())
-        fail({}, QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
+        fail(QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
     else
         addFiles();
     if (m_failures == before)
-        fail({}, QStringLiteral("a file failed that can be read now: the key's contents changed"));
+        failFile({},
+                 QStringLiteral("a file failed that can be read now: the key's contents changed"),
+                 true);
 }
 
 // Whether the library's read() would load a file that is too large, or too much in all.
@@ -238,8 +238,7 @@ void KeyReader::listDirectory(const QString& directory) {
     m_downloadDir = directory;
     m_listing = listFiles(directory);
     if (m_listing.error != 0)
-        fail({},
-             directory + QStringLiteral(": cannot be read: ") + qt_error_string(m_listing.error));
+        fail(directory + QStringLiteral(": cannot be read: ") + qt_error_string(m_listing.error));
     m_book.addOtherEntries(m_listing.otherEntries);
 }
 
@@ -271,18 +270,19 @@ void KeyReader::addFile(LogFile file) {
     file.key = m_path;
     file.copy = m_copies.take(file.name);
     std::shared_ptr<downloadkey::VehicleInfo> vehicle;
-    if (file.status == LogFile::Failed && file.copy == LogFile::NotAsked &&
-        !m_options.copyTo.isEmpty())
+    const bool isMissed = file.status == LogFile::Failed && file.copy == LogFile::NotAsked &&
+                          !m_options.copyTo.isEmpty();
+    if (isMissed)
         file.copy = LogFile::NotCopied;
     if (file.status == LogFile::Ok) {
-        if (m_isOneByOne)
+        if (file.copy == LogFile::NotAsked) // the library did not offer it
             file.copy = copyFile(path, QDateTime::fromSecsSinceEpoch(file.downloaded.value_or(0)));
         vehicle = m_vehicles.take(file.name);
         if (!vehicle)
             vehicle = readFile(m_key, path, file);
     }
     if (file.status == LogFile::Failed)
-        fail(file.name, file.reason);
+        failFile(file.name, file.reason, !isMissed);
     if (vehicle && !m_events) // events show no logbook
         m_book.addVehicle(std::move(file), *vehicle);
     else
@@ -297,17 +297,19 @@ LogFile::Copy KeyReader::copyFile(const QString& path, const QDateTime& time) {
     const QString name = QFileInfo(path).fileName();
     const FileCopier::Outcome outcome = m_copier->copy(path, time);
     if (outcome == FileCopier::Failed) {
-        fail(name, QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()));
+        failFile(name,
+                 QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()),
+                 false);
         return LogFile::NotCopied;
     }
     if (!m_copier->warning().isEmpty())
-        console::error(name + QStringLiteral(": ") + m_copier->warning());
+        m_book.addWarning({m_path, name, m_copier->warning()});
     return outcome == FileCopier::Copied ? LogFile::Copied : LogFile::Kept;
 }
 
 bool KeyReader::remount(const QString& mountDir) {
     const QString reason = remountReadOnly(mountDir);
-    return reason.isEmpty() || fail({}, QStringLiteral("not remounted: ") + reason);
+    return reason.isEmpty() || fail(QStringLiteral("not remounted: ") + reason);
 }
 
 QString KeyReader::reasonNotOpened() const {
@@ -318,16 +320,14 @@ QString KeyReader::reasonNotOpened() const {
                               : QStringLiteral("cannot be read: ") + qt_error_string(errno);
 }
 
-bool KeyReader::fail(const QString& file, const QString& reason) {
-    ++m_failures;
-    m_book.addFailure({m_path, file, reason});
-    QStringList words(reason);
-    if (!file.isEmpty())
-        words.prepend(file);
-    if (file.isEmpty() || m_options.paths.size() > 1)
-        words.prepend(m_path);
-    console::error(words.join(QStringLiteral(": ")));
+bool KeyReader::fail(const QString& reason) {
+    failFile({}, reason, false);
     return false;
+}
+
+void KeyReader::failFile(const QString& file, const QString& reason, bool isDamage) {
+    ++m_failures;
+    m_book.addFailure({m_path, file, reason, isDamage});
 }
 
 } // namespace readkey

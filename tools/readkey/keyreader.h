@@ -25,8 +25,8 @@ public:
     ~KeyReader();
     Q_DISABLE_COPY(KeyReader)
 
-    // Returns whether everything that was asked for was done. `progress` hears percents.
-    bool read(const std::function<void(int)>& progress);
+    // What was not done becomes a failure in the logbook. `progress` hears percents.
+    void read(const std::function<void(int)>& progress);
 
     // The mount directory of the key at `path`, which may name its download directory too.
     static QString mountDirOf(const QString& path);
@@ -46,7 +46,8 @@ private:
     LogFile::Copy copyFile(const QString& path, const QDateTime& time);
     bool remount(const QString& mountDir);
     QString reasonNotOpened() const;
-    bool fail(const QString& file, const QString& reason); // returns false
+    bool fail(const QString& reason); // returns false
+    void failFile(const QString& file, const QString& reason, bool isDamage);
 
     const Options& m_options;
     const QString m_path;
@@ -58,7 +59,6 @@ private:
     std::function<void(int)> m_progress;
     QString m_mountDir;
     QString m_downloadDir;
-    bool m_isOneByOne = false;             // the library offers nothing
     Listing m_listing;                     // as it was when the key was opened
     QStringList m_offered;                 // names, in the library's order
     QMap<QString, LogFile::Copy> m_copies; // by name, what became of them

@@ -359,6 +359,12 @@ std::optional<qint64> Gap::distance() const {
     return readkey::distance(odometerFrom, odometerTo);
 }
 
+QString Logbook::placeOf(const Failure& failure) const {
+    if (failure.file.isEmpty())
+        return failure.key;
+    return hasSeveralKeys ? failure.key + QStringLiteral(": ") + failure.file : failure.file;
+}
+
 void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
     LogFile& added = m_book.files.emplace_back(std::move(file));
     added.plate = info.getPlateString();
@@ -447,6 +453,9 @@ void LogbookBuilder::takeDownloads(const Clock& clock) {
 
 Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Clock& clock) {
     m_book.asOf = asOf;
+    m_book.hasSeveralKeys =
+        std::any_of(m_book.files.begin(), m_book.files.end(),
+                    [&](const LogFile& file) { return file.key != m_book.files.front().key; });
     takeDownloads(clock);
     for (LogFile& file : m_book.files) {
         if (file.status == LogFile::Ok && file.kind == LogFile::Vehicle)

@@ -26,7 +26,7 @@ struct LogFile {
     enum Copy { NotAsked, Copied, Kept, NotCopied };
 
     size_t index = 0; // its place in the logbook
-    QString key;      // the path as it was given
+    QString key;      // the path as it was given; of a path to a single file its directory
     QString name;     // bare name
     qint64 size = 0;  // bytes
     Kind kind = Other;
@@ -140,9 +140,11 @@ struct Gap {
 };
 
 struct Failure {
-    QString key;  // or the directory of the copies
-    QString file; // empty: the key as a whole
-    QString reason;
+    QString key;    // or the directory of the copies
+    QString file;   // empty: the key as a whole
+    QString reason; // in plain words; what a library says of it comes behind it, in brackets
+    // The file is damaged or cannot be read. Otherwise, something was not done that was asked for.
+    bool isDamage = false;
 };
 
 // Which insertions are wanted.
@@ -194,13 +196,18 @@ struct Logbook {
     std::list<VehicleSummary> vehicles; // by plate
     std::list<DriverSummary> drivers;   // by name
     std::vector<Failure> failures;
-    Totals totals; // of all vehicles
+    std::vector<Failure> warnings; // what is odd, but no failure
+    bool hasSeveralKeys = false;   // so that a file's name does not say which file it is
+    Totals totals;                 // of all vehicles
     Totals crossing;
     FileCounts counts;
     std::optional<qint64> newestDownload; // of the files that could be read
     QDate asOf;                           // the day to which ages count: until its last second
     size_t otherEntries = 0;              // of the keys, that do not look like downloads
     size_t insertionsFound = 0;           // with those that the filter leaves out
+
+    // "KEY", "FILE" or, among several keys, "KEY: FILE".
+    QString placeOf(const Failure& failure) const;
 };
 
 class LogbookBuilder {
@@ -210,6 +217,7 @@ public:
     // Any other file. A failed one, or one that could not be copied, needs a failure of its own.
     void addFile(LogFile file);
     void addFailure(Failure failure) { m_book.failures.push_back(std::move(failure)); }
+    void addWarning(Failure warning) { m_book.warnings.push_back(std::move(warning)); }
     // No file counts as copied or kept any more. It needs a failure of its own, too.
     void doubtCopies();
     void addOtherEntries(size_t count) { m_book.otherEntries += count; }

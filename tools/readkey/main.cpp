@@ -9,6 +9,7 @@
 #include <QtCore/QSaveFile>
 #include <QtCore/QTextCodec>
 
+#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <csignal>
@@ -19,10 +20,7 @@ namespace readkey {
 
 namespace {
 
-void failCopies(const Options& options, LogbookBuilder& book, const QString& reason) {
-    console::error(options.copyTo + QStringLiteral(": ") + reason);
-    book.addFailure({options.copyTo, {}, reason});
-}
+constexpr int damagedStatus = 3;
 
 std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& book) {
     if (options.copyTo.isEmpty())
@@ -33,27 +31,49 @@ std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& b
         keys.append(KeyReader::mountDirOf(path));
     if (copier->open(keys))
         return copier;
-    failCopies(options, book, QStringLiteral("nothing can be copied there: ") + copier->error());
+    book.addFailure(
+        {options.copyTo, {}, QStringLiteral("nothing can be copied there: ") + copier->error()});
     return nullptr;
 }
 
-bool readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
+void readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
     const std::unique_ptr<FileCopier> copier = openCopier(options, book);
-    bool isComplete = copier || options.copyTo.isEmpty();
     const int count = options.paths.size();
     for (int i = 0; i < count && console::interruption() == 0; ++i) {
         KeyReader reader(options, options.paths.at(i), book, copier.get(), events);
-        isComplete &= reader.read(
+        reader.read(
             [i, count](int percent) { console::showProgress((100 * i + percent) / count); });
     }
     console::removeProgress();
     if (copier && !copier->sync()) {
-        failCopies(options, book,
-                   QStringLiteral("the copies may not be on the disk: ") + copier->error());
+        book.addFailure({options.copyTo,
+                         {},
+                         QStringLiteral("the copies may not be on the disk: ") + copier->error()});
         book.doubtCopies();
-        return false;
     }
-    return isComplete;
+}
+
+// One line for each, but where many have one cause, one line for all of them.
+void tell(const std::vector<Failure>& failures, const Logbook& book) {
+    constexpr int many = 20;
+    const auto cause = [](const Failure& failure) { // without what differs from file to file
+        return failure.isDamage ? failure.reason.section(QLatin1String(" ("), 0, 0)
+                                : failure.reason;
+    };
+    QHash<QString, QStringList> places;
+    for (const Failure& failure : failures)
+        places[cause(failure)].append(book.placeOf(failure));
+    for (const Failure& failure : failures) {
+        QStringList& group = places[cause(failure)];
+        if (group.size() > many) {
+            console::error(QStringLiteral("%1: %2 files, the first are %3, %4 and %5")
+                               .arg(cause(failure), QString::number(group.size()), group.at(0),
+                                    group.at(1), group.at(2)));
+            group.clear();
+        } else if (!group.isEmpty()) {
+            console::error(book.placeOf(failure) + QStringLiteral(": ") + failure.reason);
+        }
+    }
 }
 
 bool show(const Logbook& book, const Options& options, StandardOutput& out) {
@@ -79,7 +99,7 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
 }
 
 // Reads the keys one after another into a logbook and shows it. Where the user interrupts, nothing
-// is shown.
+// is shown. The status is 3 if everything was done, but a file is damaged.
 int run(const Options& options, StandardOutput& out) {
     console::setDebugLines(options.verbose);
     const Clock clock{options.utc};
@@ -87,14 +107,23 @@ int run(const Options& options, StandardOutput& out) {
         console::error(QStringLiteral("times are UTC: the time zone TZ=%1 is not known here")
                            .arg(qEnvironmentVariable("TZ")));
     LogbookBuilder builder;
-    const bool isComplete = readKeys(options, builder, options.view ? nullptr : &out);
-    if (console::interruption() != 0) {
+    readKeys(options, builder, options.view ? nullptr : &out);
+    const bool isInterrupted = console::interruption() != 0;
+    const Logbook book = builder.finish(options.filter, options.asOf, clock);
+    const bool areTables =
+        options.view && (options.view->write == writeTables || options.view->write == writeSummary);
+    tell(book.warnings, book);
+    if (isInterrupted || !areTables || !console::isOneTerminal()) // the tables have them, too
+        tell(book.failures, book);
+    if (isInterrupted) {
         console::error(QStringLiteral("interrupted, nothing is complete"));
         return EXIT_FAILURE;
     }
-    const bool isShown =
-        !options.view || show(builder.finish(options.filter, options.asOf, clock), options, out);
-    return isComplete && isShown ? EXIT_SUCCESS : EXIT_FAILURE;
+    if (options.view && !show(book, options, out))
+        return EXIT_FAILURE;
+    const bool isAllDone = std::all_of(book.failures.begin(), book.failures.end(),
+                                       [](const Failure& failure) { return failure.isDamage; });
+    return !isAllDone ? EXIT_FAILURE : book.failures.empty() ? EXIT_SUCCESS : damagedStatus;
 }
 
 // Without TZ the C library looks at the system's zone file before every conversion of a time.

@@ -39,8 +39,8 @@ QString helpText() {
         text += helpLine(row);
     return text +
            QStringLiteral(
-               "\nExit status: 0 success, 1 a key could not be opened or a file failed, 2 wrong\n"
-               "usage. \"man readkey\" has formats and examples.\n");
+               "\nExit status: 0 all well, 1 something could not be done, 2 wrong usage, 3 a file\n"
+               "is damaged. \"man readkey\" has formats and examples.\n");
 }
 
 // What the parser says, with an option that begins like an unknown one.

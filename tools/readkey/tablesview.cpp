@@ -182,9 +182,11 @@ QString vehicleTotals(const Logbook& book, const Paper& paper) {
 }
 
 QString filesText(const Logbook& book, const Paper& paper) {
-    Table table({Column::left("Copy"), Column::name("Name", 30), Column::left("Contents")});
+    Table table({Column::name("Key", 30), Column::left("Copy"), Column::name("Name", 30),
+                 Column::left("Contents")});
     for (const LogFile& file : book.files)
-        table.addRow({QLatin1String(copyNames[file.copy]), file.name, file.contents},
+        table.addRow({book.hasSeveralKeys ? file.key : QString(),
+                      QLatin1String(copyNames[file.copy]), file.name, file.contents},
                      file.status == LogFile::Failed || file.copy == LogFile::NotCopied);
     return table.section("Files", paper);
 }
@@ -194,8 +196,7 @@ QString failuresText(const Logbook& book, const Paper& paper) {
         return {};
     QString result = QLatin1Char('\n') + paper.heading(QStringLiteral("Failed"));
     for (const Failure& failure : book.failures) {
-        const QString place = failure.file.isEmpty() ? failure.key : failure.file;
-        const QString text = QStringLiteral("  %1: %2").arg(place, failure.reason);
+        const QString text = QStringLiteral("  %1: %2").arg(book.placeOf(failure), failure.reason);
         result += paper.alarm(printable(text)) + QLatin1Char('\n');
     }
     return result;
