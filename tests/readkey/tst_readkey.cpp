@@ -452,11 +452,11 @@ private Q_SLOTS:
     void nothingThatATerminalActsOnIsShown_data() {
         const auto row = columns<QString, QString>("options", "shown");
         const QString escaped =
-            "\\x1B[2J\\x0A\\x9B\\xAD\\u200B\\u202E\\u2029\\uFEFF\\U000E0041z.DDD";
-        row("tables", "", escaped);
-        row("CSV", "--csv", escaped);
+            "\\x1B[2J\\x0A\\x9B\\xAD\\u200B\\u202E\\u2029\\uFEFF\\U000E0041%1z.DDD";
+        row("tables", "", escaped.arg("\\"));
+        row("CSV", "--csv", escaped.arg("\\\\"));
         row("JSON", "--json",
-            "\\u001b[2J\\n\\u009b\\u00ad\\u200b\\u202e\\u2029\\ufeff\\udb40\\udc41z.DDD");
+            "\\u001b[2J\\n\\u009b\\u00ad\\u200b\\u202e\\u2029\\ufeff\\udb40\\udc41\\\\z.DDD");
         row("debug lines", "--verbose", "open() skip: \"M_20241316_0830_");
     }
 
@@ -465,7 +465,7 @@ private Q_SLOTS:
     void nothingThatATerminalActsOnIsShown() {
         QFETCH(QString, options);
         QFETCH(QString, shown);
-        const QString evil = "_0830_\x1B[2J\n\u009B\u00AD\u200B\u202E\u2029\uFEFF\U000E0041z.DDD";
+        const QString evil = "_0830_\x1B[2J\n\u009B\u00AD\u200B\u202E\u2029\uFEFF\U000E0041\\z.DDD";
         const auto record = insertion("E\x1B[2J\n\x9B\x7F", "\x9B", 1710482400, 1, 1710482500, 2);
         const TestKey key;
         key.write("download/M_20240315" + evil, vehicleFile("\x7F", {{record}}));

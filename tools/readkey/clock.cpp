@@ -94,7 +94,7 @@ QString Clock::end(qint64 from, std::optional<qint64> seconds) const {
     const QString first = minute(from);
     const QString last = minute(seconds);
     const int dateEnd = last.indexOf(QLatin1Char(' '));
-    const QString time = last.mid(dateEnd + 1);
+    QString time = last.mid(dateEnd + 1);
     if (!seconds || first.leftRef(dateEnd) == last.leftRef(dateEnd))
         return time;
     const qint64 days = date(from).daysTo(date(*seconds));

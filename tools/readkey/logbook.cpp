@@ -49,17 +49,15 @@ Item& itemOf(const QString& text, std::list<Item>& items, QHash<QString, Item*>&
     return *item;
 }
 
-template <typename Item>
-void number(std::list<Item>& items) {
-    size_t next = 0;
-    for (Item& item : items)
-        item.index = next++;
-}
-
-void numberAll(Logbook& book) {
-    number(book.files);
-    number(book.vehicles);
-    number(book.drivers);
+void number(Logbook& book) {
+    const auto numberItems = [](auto& items) {
+        size_t next = 0;
+        for (auto& item : items)
+            item.index = next++;
+    };
+    numberItems(book.files);
+    numberItems(book.vehicles);
+    numberItems(book.drivers);
 }
 
 auto identity(const Insertion& insertion) {
@@ -464,7 +462,7 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     judgeDownloads(m_book, clock);
     m_book.vehicles.sort([](const auto& a, const auto& b) { return a.plate < b.plate; });
     m_book.drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
-    numberAll(m_book);
+    number(m_book);
     merge(m_book, 0);
     findGaps(m_book);
     m_book.insertionsFound = m_book.insertions.size();
@@ -477,7 +475,7 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     sumUp(m_book);
     if (filter.isActive())
         filterOthers(m_book, filter);
-    numberAll(m_book);
+    number(m_book);
     return std::move(m_book);
 }
 

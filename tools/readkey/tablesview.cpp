@@ -6,7 +6,6 @@
 #include <QtCore/QLocale>
 
 #include <limits>
-#include <utility>
 
 namespace readkey {
 
@@ -28,9 +27,12 @@ QString ageText(const Download& download) {
     return QString::number(*download.age) + QLatin1String(download.isOverdue ? " d overdue" : " d");
 }
 
-// "1,240 km, 31.5 h", and what was driven without a card or without data.
-QString sumText(const Totals& totals) {
-    QString result = grouped(totals.kilometres) + QStringLiteral(" km, ") + hours(totals.seconds);
+// "3: 1,240 km, 31.5 h", and what was driven without a card or without data; empty for nothing.
+QString crossingText(const Totals& totals, const char* link = ": ") {
+    if (totals.insertions + totals.gaps == 0)
+        return {};
+    QString result = grouped(totals.insertions) + QLatin1String(link) + grouped(totals.kilometres) +
+                     QStringLiteral(" km, ") + hours(totals.seconds);
     if (totals.kilometresWithoutCard > 0)
         result += QStringLiteral(", %1 km without card").arg(grouped(totals.kilometresWithoutCard));
     if (totals.kilometresWithoutData > 0)
@@ -38,20 +40,12 @@ QString sumText(const Totals& totals) {
     return result;
 }
 
-// "  3 of these cross the period: 1,240 km, 31.5 h"; empty where nothing does.
-QString crossingLine(const Totals& crossing) {
-    if (crossing.insertions + crossing.gaps == 0)
-        return {};
-    return QStringLiteral("  %1 of these %2 the period: %3\n")
-        .arg(grouped(crossing.insertions),
-             QLatin1String(crossing.insertions == 1 ? "crosses" : "cross"), sumText(crossing));
-}
-
-// "3: 1,240 km, 31.5 h"
-QString crossingCell(const Totals& crossing) {
-    return crossing.insertions + crossing.gaps == 0
-               ? QString()
-               : grouped(crossing.insertions) + QLatin1String(": ") + sumText(crossing);
+// The same as a line.
+QString crossingLine(const Totals& totals) {
+    const QString text =
+        crossingText(totals, totals.insertions == 1 ? " of these crosses the period: "
+                                                    : " of these cross the period: ");
+    return text.isEmpty() ? text : QStringLiteral("  %1\n").arg(text);
 }
 
 QString openingText(const Logbook& book, const Options& options) {
@@ -87,7 +81,7 @@ void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, c
                  QLatin1String(card.counts || !download.age ? "" : ", not counted"),
              once(QString::number(driver.totals.insertions)),
              once(QString::number(driver.vehicles)), once(hours(driver.totals.seconds)),
-             once(QString::number(driver.totals.kilometres)), once(crossingCell(driver.crossing))},
+             once(QString::number(driver.totals.kilometres)), once(crossingText(driver.crossing))},
             download.isOverdue);
         isFirst = false;
     }
@@ -175,7 +169,7 @@ QString vehicleTotals(const Logbook& book, const Paper& paper) {
              ageText(vehicle.lastDownload), QString::number(totals.insertions),
              QString::number(vehicle.drivers), hours(totals.seconds),
              QString::number(totals.kilometres), QString::number(totals.kilometresWithoutCard),
-             QString::number(totals.kilometresWithoutData), crossingCell(vehicle.crossing)},
+             QString::number(totals.kilometresWithoutData), crossingText(vehicle.crossing)},
             vehicle.lastDownload.isOverdue);
     }
     return table.section("Vehicles", paper);
