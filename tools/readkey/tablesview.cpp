@@ -29,7 +29,7 @@ QString ageText(const Download& download) {
 
 // "3: 1,240 km, 31.5 h", and what was driven without a card or without data; empty for nothing.
 QString crossingText(const Totals& totals, const char* link = ": ") {
-    if (totals.insertions + totals.gaps == 0)
+    if (totals.insertions + totals.kilometresWithoutCard + totals.kilometresWithoutData == 0)
         return {};
     QString result = grouped(totals.insertions) + QLatin1String(link) + grouped(totals.kilometres) +
                      QStringLiteral(" km, ") + hours(totals.seconds);
@@ -88,10 +88,10 @@ void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, c
 }
 
 QString driversText(const Logbook& book, const Paper& paper) {
-    Table table({Column::name("Driver"), Column::left("Card number", 5), Column::left("Gen", 1),
+    Table table({Column::name("Driver"), Column::left("Card number", 7), Column::left("Gen", 1),
                  Column::left("Card downloaded", 4), Column::left("Age"), Column::right("Ins.", 3),
-                 Column::right("Vehicles", 2), Column::right("Card in", 7), Column::right("km"),
-                 Column::left("Crossing the period", 6)});
+                 Column::right("Vehicles", 2), Column::right("Card in", 6), Column::right("km"),
+                 Column::left("Crossing the period", 5)});
     bool isAmbiguous = false;
     for (const DriverSummary& driver : book.drivers) {
         addDriver(table, book, driver, paper.clock);
