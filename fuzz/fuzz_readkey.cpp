@@ -10,6 +10,7 @@
 
 #include <QtCore/QBuffer>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 
 #include <csignal>
@@ -66,15 +67,24 @@ void requireCsv(const QByteArray& csv) {
     require(!isQuoted && cells == 1, "the last row ends");
 }
 
-// The data of the page; the rest of it is the same for every key.
+// The tables of the page and its data; the rest of it is the same for every key.
 void requirePage(const QByteArray& page) {
-    for (const QByteArray id : {"data", "insertion-rows", "gap-rows"}) {
-        const QByteArray begin = "id=\"" + id + "\">";
-        const int from = page.indexOf(begin) + begin.size();
+    static const QRegularExpression ownTags(QStringLiteral(
+        "</?(section|details|summary|h2|span|div|table|thead|tbody|tr|th|td|br)"
+        "( (id|class|scope|tabindex|role|aria-label|data-count)=\"[^\"<>]*\"| open)*>"));
+    const QByteArray begin = "<section class=\"taken\"";
+    for (int from = page.indexOf(begin); from >= 0; from = page.indexOf(begin, from + 1)) {
+        const QByteArray table = page.mid(from, page.indexOf("</section>", from) - from);
+        requireSafe(table);
+        require(!QString::fromUtf8(table).remove(ownTags).contains(QLatin1Char('<')),
+                "tables have no markup but their own");
+    }
+    for (const QByteArray id : {"insertion-rows", "gap-rows", "vehicle-rows", "clock-rows"}) {
+        const QByteArray start = "id=\"" + id + "\">";
+        const int from = page.indexOf(start) + start.size();
         const int to = page.indexOf('<', from);
-        require(from >= begin.size() && page.indexOf("</script>", to) == to, "data have no '<'");
-        const QByteArray data = page.mid(from, to - from);
-        id == "data" ? requireJsonLines(data + '\n') : requireCsv(data);
+        require(from >= start.size() && page.indexOf("</script>", to) == to, "data have no '<'");
+        requireCsv(page.mid(from, to - from));
     }
 }
 

@@ -1,5 +1,8 @@
 #!/usr/bin/python3
-"""The page of "readkey --html", in a real browser: test_page.py READKEY MAKEKEY CHROMIUM CHROMEDRIVER [TEST...]"""
+"""The page of "readkey --html", in a real browser: test_page.py READKEY MAKEKEY CHROMIUM CHROMEDRIVER [TEST...]
+
+What the page shows is compared with readkey's CSV, whose UTC times become a clock's here by Python's own zones.
+"""
 
 import base64
 import csv
@@ -10,7 +13,8 @@ import subprocess
 import sys
 import tempfile
 import unittest
-from datetime import datetime
+from collections import defaultdict
+from datetime import datetime, timedelta, timezone
 from pathlib import Path
 from zoneinfo import ZoneInfo
 
@@ -28,81 +32,104 @@ HOSTILE_SURNAME = "</script><script>alert(1)</script>"
 HOSTILE_FIRST_NAMES = "\"'><img src=x onerror=alert(2)>"
 HOSTILE_PLATE = "<b>&amp;\"'"
 
+# Puts the clock back at 11:00 on a day of the sample: 10:00 to 11:00 comes twice.
+AUTUMN = "AAA-1BBB,M1.1.0/2,M3.1.2/11"
+BERLIN = ZoneInfo("Europe/Berlin")
+WEEKDAYS = ["Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"]
 
-def run(program, *arguments):
-    """readkey ends with 1 where a file of the key is damaged, as one is on purpose."""
-    environment = dict(os.environ, TZ="Europe/Berlin", LC_ALL="C.UTF-8")
-    done = subprocess.run([program, *map(str, arguments)], env=environment, capture_output=True)
-    if done.returncode not in ((0, 1) if program == readkey else (0,)):
+
+def run(program, *arguments, zone="Europe/Berlin"):
+    """readkey does not end with 0 if a file of the key is damaged, as one is on purpose."""
+    done = subprocess.run([program, *map(str, arguments)], env=dict(os.environ, TZ=zone, LC_ALL="C.UTF-8"),
+                          capture_output=True)
+    if done.returncode not in ((0, 1, 3) if program == readkey else (0,)):
         raise RuntimeError(f"{program}: {done.stderr.decode()}")
     return done.stdout.decode()
 
 
-def make_key(directory, *options):
+def make_key(directory, *options, changes=()):
+    """With the first bytes of each change replaced by the second in every file."""
     run(makekey, *options, directory)
+    for file in (directory / "download").iterdir():
+        contents = file.read_bytes()
+        for old, new in changes:
+            contents = contents.replace(old, new)
+        file.write_bytes(contents)
     return directory
 
 
-def make_page(key, *options):
-    page = key.parent / f"{key.name}{''.join(options)}.html".replace(" ", "")
-    run(readkey, "--html", page, *options, key)
+def make_page(key, *options, zone="Europe/Berlin"):
+    """The ages count to a day when cards are overdue, and vehicles are not."""
+    page = key.parent / f"{key.name}{''.join(options)}{len(zone)}.html".replace(" ", "")
+    run(readkey, "--as-of", "2024-04-20", *options, "--html", page, key, zone=zone)
     return page
 
 
-def read_insertions(key):
-    """What the page is compared with: the rows of readkey's CSV, with the time as a clock in Berlin shows it."""
-    rows = list(csv.DictReader(run(readkey, "--csv=insertions", key).splitlines()))
-    for row in rows:
-        row["local"] = local_time(row["inserted"])
-    return rows
+def field(text):
+    """As a file has it: a code page, and 35 bytes of a name or 13 of a plate."""
+    return b"\x01" + text.encode("latin-1").ljust(13 if re.match(r"[A-Z]{2} |<b>", text) else 35)
 
 
-def local_time(utc):
-    instant = datetime.fromisoformat(utc.replace("Z", "+00:00"))
-    return instant.astimezone(ZoneInfo("Europe/Berlin")).strftime("%Y-%m-%d %H:%M")
+def read_csv(key, what, *options):
+    lines = run(readkey, "--as-of", "2024-04-20", f"--csv={what}", *options, key).splitlines()
+    return list(csv.DictReader(lines))
 
 
-def label(insertion):
+def instant(utc):
+    return datetime.fromisoformat(utc.replace("Z", "+00:00"))
+
+
+def seconds(row):
+    return (instant(row["withdrawn"]) - instant(row["inserted"])).seconds if row["withdrawn"] else 0
+
+
+def distance(row):
+    return int(row["odometerAtWithdrawal"]) - int(row["odometerAtInsertion"]) if row["withdrawn"] else 0
+
+
+def minute(utc):
+    return instant(utc).astimezone(BERLIN).strftime("%Y-%m-%d %H:%M")
+
+
+def grouped(number):
+    return f"{int(number):,}".replace(",", "\u202f")
+
+
+def hours(duration):
+    return f"{grouped(duration // 3600)}:{duration // 60 % 60:02}"
+
+
+def midnight(day):
+    return datetime.fromisoformat(day).replace(tzinfo=BERLIN).astimezone(timezone.utc)
+
+
+def label(row):
     """What the page tells of an insertion's bar."""
-    def grouped(kilometres):
-        return f"{int(kilometres):,}".replace(",", "\u202f")
+    slot = {"0": "driver", "1": "co-driver"}[row["slot"]]
+    where = f"{row['holder']}, {row['plate']}, {slot}"
+    start = minute(row["inserted"])
+    begin = grouped(row["odometerAtInsertion"])
+    if not row["withdrawn"]:
+        return f"{where}, {start} – not withdrawn at the download, from {begin} km"
+    end = minute(row["withdrawn"])
+    return (f"{where}, {start} – {end[11:] if end[:10] == start[:10] else end} ({hours(seconds(row))} h), "
+            f"{begin} – {grouped(row['odometerAtWithdrawal'])} km ({grouped(distance(row))} km)")
 
-    slot = {"0": "driver", "1": "co-driver"}[insertion["slot"]]
-    where = f"{insertion['holder']}, {insertion['plate']}, {slot}"
-    start = insertion["local"]
-    begin = int(insertion["odometerAtInsertion"])
-    if not insertion["withdrawn"]:
-        return f"{where}, {start} – not withdrawn at the download, from {grouped(begin)} km"
-    end = local_time(insertion["withdrawn"])
-    shown_end = end[11:] if end[:10] == start[:10] else end
-    seconds = (datetime.fromisoformat(insertion["withdrawn"][:-1]) -
-               datetime.fromisoformat(insertion["inserted"][:-1])).total_seconds()
-    last = int(insertion["odometerAtWithdrawal"])
-    return (f"{where}, {start} – {shown_end} ({seconds // 3600:.0f}:{seconds % 3600 // 60:02.0f} h), "
-            f"{grouped(begin)} – {grouped(last)} km ({grouped(last - begin)} km)")
+
+def overlaps(row, first, behind):
+    end = row["withdrawn"] or row["downloaded"]
+    return instant(row["inserted"]) < midnight(behind) and instant(end) >= midnight(first)
+
+
+def table_row(row):
+    numbers = [row["odometerAtInsertion"], row["odometerAtWithdrawal"], distance(row)] if row["withdrawn"] else []
+    return [row["plate"], row["holder"], "co-driver" if row["slot"] == "1" else "driver", minute(row["inserted"]),
+            *([minute(row["withdrawn"]), hours(seconds(row)), *map(grouped, numbers)] if numbers else
+              ["-", "-", grouped(row["odometerAtInsertion"]), "-", "-"])]
 
 
 def brightness(colour):
-    red, green, blue = (int(part) for part in re.findall(r"\d+", colour)[:3])
-    return (red + green + blue) / 3
-
-
-def make_hostile(key):
-    """Gives a driver of the sample, and its first vehicle, names that are markup."""
-    changes = {
-        b"\x01" + b"Sample".ljust(35): b"\x01" + HOSTILE_SURNAME.encode().ljust(35),
-        b"\x01" + b"Jo".ljust(35): b"\x01" + HOSTILE_FIRST_NAMES.encode().ljust(35),
-        # A mark that turns the direction of writing round; code page 8 has it.
-        b"\x01" + b"Placeholder".ljust(35): b"\x08" + b"Turned\xfe".ljust(35),
-        b"\x01" + b"AB 100 CD".ljust(13): b"\x01" + HOSTILE_PLATE.encode().ljust(13),
-    }
-    for file in (key / "download").iterdir():
-        contents = file.read_bytes()
-        for old, new in changes.items():
-            contents = contents.replace(old, new)
-        file.write_bytes(contents)
-    (key / "download" / "C_20240315_0830_<img src=x>.DDD").write_bytes(b"<script>alert(3)</script>" * 100)
-    return key
+    return sum(int(part) for part in re.findall(r"\d+", colour)[:3]) / 3
 
 
 class PageTest(unittest.TestCase):
@@ -111,11 +138,13 @@ class PageTest(unittest.TestCase):
         cls.directory = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.sample_key = make_key(cls.directory / "sample", "--oddities")
         cls.sample = make_page(cls.sample_key)
-        cls.insertions = read_insertions(cls.sample_key)
-        cls.hostile = make_page(make_hostile(make_key(cls.directory / "hostile")))
+        cls.rows = read_csv(cls.sample_key, "insertions")
+        downloads = {row["file"]: row["downloaded"] for row in read_csv(cls.sample_key, "files")}
+        for row in cls.rows:
+            row["downloaded"] = downloads[row["file"]]
         large = make_key(cls.directory / "large", "--files", "36", "--days", "365")
         cls.large = make_page(large)
-        cls.large_insertions = read_insertions(large)
+        cls.large_rows = read_csv(large, "insertions")
         options = webdriver.ChromeOptions()
         options.binary_location = chromium
         for option in CHROMIUM_OPTIONS.split():
@@ -123,8 +152,7 @@ class PageTest(unittest.TestCase):
         options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
         # The page shows readkey's clock, not the browser's.
         os.environ["TZ"] = "America/New_York"
-        service = Service(chromedriver)
-        cls.browser = webdriver.Chrome(options=options, service=service)
+        cls.browser = webdriver.Chrome(options=options, service=Service(chromedriver))
         cls.addClassCleanup(cls.browser.quit)
 
     def setUp(self):
@@ -155,34 +183,77 @@ class PageTest(unittest.TestCase):
     def all(self, selector):
         return self.browser.find_elements(By.CSS_SELECTOR, selector)
 
-    def labels(self, selector):
+    def each(self, selector, expression):
+        """Of each node, in the page."""
+        return self.script(f"[...document.querySelectorAll(arguments[0])].map((node) => {expression})", selector)
+
+    def labels(self, selector=".lane .bar"):
         """What a screen reader is told of each."""
-        return self.script("[...document.querySelectorAll(arguments[0])]"
-                           ".map(node => node.getAttribute('aria-label'))", selector)
+        return self.each(selector, "node.getAttribute('aria-label')")
 
-    def rows(self, table):
-        return self.script("[...document.querySelectorAll(arguments[0] + ' tbody tr')]"
-                           ".map(row => [...row.cells].map(cell => cell.textContent))", f"#{table}")
+    def boxes(self, selector, within=".lane .track"):
+        """Left, right, top and bottom of each; left and right as parts of the track."""
+        return self.each(selector, f"""(({{left, right, top, bottom}}, track) => [(left - track.left) / track.width,
+            (right - track.left) / track.width, top, bottom])(node.getBoundingClientRect(),
+            document.querySelector('{within}').getBoundingClientRect())""")
 
-    def choose(self, control, value):
-        self.script("(([id, value]) => { const node = document.getElementById(id);"
-                    "node.value = value; node.dispatchEvent(new Event('input'));"
-                    "node.dispatchEvent(new Event('change')); })(arguments)", control, value)
+    def table(self, name):
+        return self.each(f"#{name} tbody tr", "[...node.cells].map((cell) => cell.textContent)")
+
+    def choose(self, control, value, event="change"):
+        self.script("((id, value, event) => { const node = document.getElementById(id);"
+                    "node.value = value; node.dispatchEvent(new Event(event)); })(...arguments)", control, value, event)
+
+    def type(self, control, value):
+        self.choose(control, value, "input")
+
+    def click_on_axis(self, text):
+        self.browser.find_element(By.XPATH, f"//*[@id='axis']//span[text()='{text}']").click()
 
     def lanes_by(self, kind):
         self.one(f"[name=lanes][value={kind}] + span").click()
 
-    def emulate(self, media="", scheme="light"):
-        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
-            "media": media, "features": [{"name": "prefers-color-scheme", "value": scheme}]})
+    def show_days(self, first, days):
+        """Days of the period's choice; a week is the most that begins on any day of the sample."""
+        self.choose("period", days)
+        self.choose("from", first)
 
-    def colour(self, selector, which="background-color"):
-        return self.one(selector).value_of_css_property(which)
+    def open_insertions(self):
+        self.script("document.querySelector('#insertions details').open = true")
+        self.script("new Promise((done) => setTimeout(done, 50))")
+        return self.table("insertions")
+
+    def totals(self):
+        return dict(zip(self.each("#totals dt", "node.textContent"), self.each("#totals dd", "node.textContent")))
+
+    def emulate(self, media="", **features):
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": media, "features": [
+            {"name": name.replace("_", "-"), "value": value} for name, value in features.items()]})
+
+    def paper(self):
+        """The pages that are printed, as text, and their sizes."""
+        pdf = base64.b64decode(self.browser.execute_cdp_cmd("Page.printToPDF", {"preferCSSPageSize": True})["data"])
+        text = subprocess.run(["pdftotext", "-layout", "-", "-"], input=pdf, capture_output=True, check=True).stdout
+        return text.decode().split("\f")[:-1], re.findall(rb"/MediaBox ?\[0 0 ([\d.]+) ([\d.]+)\]", pdf)
 
     def tip(self):
         """The lines that are shown of a bar, or None."""
         tip = self.one("#tip")
         return tip.text.split("\n") if tip.is_displayed() else None
+
+    def assert_places(self, boxes, spans):
+        """Each box is where its times are in the period shown, to the browser's 64ths of a pixel."""
+        first, behind = (midnight(day) for day in self.period())
+        width = self.one(".lane .track").rect["width"]
+        for (left, right, *_), (start, end) in zip(boxes, spans, strict=True):
+            for place, time in ((left, max(start, first)), (right, min(end, behind))):
+                expected = (time - first) / (behind - first)
+                self.assertAlmostEqual(place * width, expected * width, delta=2 / 64)
+
+    def period(self):
+        """The first day and the one behind the last."""
+        first, last = re.match(r"([\d-]+) to ([\d-]+)\.", self.one("#shown").text).groups()
+        return first, str(datetime.fromisoformat(last) + timedelta(days=1))[:10]
 
     # The tests
 
@@ -190,7 +261,9 @@ class PageTest(unittest.TestCase):
         for kind in ("driver", "vehicle"):
             self.lanes_by(kind)
         ActionChains(self.browser).move_to_element(self.one(".bar")).perform()
-        self.choose("period", "7")
+        for period in ("1", "7", "366"):
+            self.choose("period", period)
+        self.open_insertions()
         self.one("#insertions th button").click()
         requests, messages = self.take_logs()
         self.assertEqual({url for url in requests if not url.startswith("data:")}, {self.sample.as_uri()})
@@ -206,188 +279,350 @@ class PageTest(unittest.TestCase):
                 "const done = arguments[0]; addEventListener('securitypolicyviolation',"
                 f"(event) => done(event.effectiveDirective), {{once: true}}); {attempt};"), directive)
 
-    def test_without_scripts_the_page_says_so(self):
+    def test_hostile_names_stay_text(self):
+        key = make_key(self.directory / "hostile", changes=[
+            (field("Sample"), field(HOSTILE_SURNAME)), (field("Jo"), field(HOSTILE_FIRST_NAMES)),
+            (field("AB 100 CD"), field(HOSTILE_PLATE)),
+            # A mark that turns the direction of writing round; code page 8 has it.
+            (field("Placeholder"), b"\x08" + b"Turned\xfe".ljust(35))])
+        (key / "download" / "C_20240315_0830_<img src=x>.DDD").write_bytes(b"<script>alert(3)</script>" * 100)
+        self.show(make_page(key))
+        drivers = [row[0] for row in self.table("drivers")]
+        self.assertIn(f"{HOSTILE_FIRST_NAMES} {HOSTILE_SURNAME}", drivers)
+        self.assertTrue(any("Turned\\u200F" in name for name in drivers), drivers)
+        self.assertIn(HOSTILE_PLATE, [row[0] for row in self.table("vehicles")])
+        self.assertIn("C_20240315_0830_<img src=x>.DDD", [row[0] for row in self.table("files")])
+        self.lanes_by("driver")
+        ActionChains(self.browser).move_to_element(self.one(".bar")).perform()
+        self.open_insertions()
+        self.assertEqual(self.all("img, table b, .label b b, #tip b b"), [])
+        self.assertEqual(len(self.all("script")), 5)
+        self.assertEqual(self.take_logs()[1], [])
+
+    def test_page_says_what_it_is_of(self):
+        self.assertEqual(self.browser.title, f"{self.sample_key}, 2024-02-16 to 2024-03-15 - tachograph logbook")
+        self.assertIn("Times are local: Europe/Berlin.", self.one("#about").text)
+        version = run(readkey, "--version").split()[-1]
+        self.assertRegex(self.one("#made").text, rf"^Made by readkey {version}, \d{{4}}-\d\d-\d\d \d\d:\d\d\.$")
+        small = make_key(self.directory / "small", "--files", "1", "--days", "1")
+        self.assertLess(make_page(small).stat().st_size, 80_000)
+
+    def test_summary_is_that_of_the_csv_with_scripts_and_without(self):
+        with_script = {name: self.table(name) for name in ("vehicles", "drivers", "failures", "files")}
+        self.assertEqual(with_script["vehicles"][0], ["AB 100 CD", "2024-03-15 09:30", "36", "57", "3", "253:12",
+                                                      "13\u202f437", "0"])
+        self.assertEqual(with_script["drivers"][0], ["Jo Sample", "DF00000000000100", "36 overdue", "2", "55", "164:28",
+                                                     "8\u202f470"])
+        self.assertEqual(self.one("#drivers summary").text, "Drivers 8 8 overdue")
+        self.assertIn("Ages count to 2024-04-20.", self.one("#overdue-rule").text)
+        self.assertEqual([row[0] for row in with_script["failures"]],
+                         ["S_20240315_0800_KX106CD.DDD", "V_HOLIDAY_20240311_1816.TGD"])
+        self.assertEqual([row[0] for row in with_script["files"]],
+                         [row["file"] for row in read_csv(self.sample_key, "files")])
+        self.assertFalse(self.all(".without-script"))
         self.browser.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": True})
         self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setScriptExecutionDisabled", {"value": False})
         self.show(self.sample)
-        self.assertIn("scripts are off", self.one("noscript").text)
+        self.assertEqual({name: self.table(name) for name in with_script}, with_script)
+        self.assertIn("no script has run", self.one(".without-script").text)
+        self.assertFalse(self.one("#picture").is_displayed() or self.one("#insertions").is_displayed())
 
-    def test_each_insertion_is_a_bar(self):
-        for kind in ("vehicle", "driver"):
+    def test_each_bar_is_where_its_times_are(self):
+        """Of four weeks, a week and a day, in lanes and out of sight of one another."""
+        for days, first, behind in (("28", "2024-02-17", "2024-03-16"), ("7", "2024-03-04", "2024-03-11"),
+                                    ("1", "2024-03-05", "2024-03-06")):
+            self.show_days(first, days)
+            self.assertEqual(self.period(), (first, behind))
+            shown = [row for row in self.rows if overlaps(row, first, behind)]
+            for kind, column in (("driver", "holder"), ("vehicle", "plate")):
+                self.lanes_by(kind)
+                in_order = sorted(shown, key=lambda row: (row[column], row["inserted"], row["slot"]))
+                self.assertEqual(self.labels(), [label(row) for row in in_order])
+                boxes = self.boxes(".lane .bar")
+                self.assert_places(boxes, [(instant(row["inserted"]), instant(row["withdrawn"] or row["downloaded"]))
+                                           for row in in_order])
+                for row, (_, _, top, bottom) in zip(in_order, boxes):
+                    self.assertAlmostEqual(bottom - top, 10 if row["slot"] == "1" else 20, delta=0.5)
+                names = [row["plate" if kind == "driver" else "holder"] for row in in_order]
+                colours = dict(zip(self.each("#drivers tr .chip, #vehicles tr .chip", "node.textContent"), self.each(
+                    ".swatch", "getComputedStyle(node).backgroundColor")))
+                self.assertEqual(self.each(".lane .bar", "getComputedStyle(node).backgroundColor"),
+                                 [colours[name] for name in names])
+
+    def test_lanes_say_what_they_add_up_to(self):
+        for kind, column in (("vehicle", "plate"), ("driver", "holder")):
             self.lanes_by(kind)
-            self.assertEqual(len(self.all(".bar")), len(self.insertions), kind)
-        self.assertFalse(self.one("#joined").is_displayed())
+            self.choose("period", "all")
+            self.choose("period", "7")
+            expected = []
+            for name in sorted({row[column] for row in self.rows}):
+                mine = [row for row in self.rows if row[column] == name and overlaps(row, "2024-03-09", "2024-03-16")]
+                driving = [row for row in mine if row["slot"] == "0"]
+                if mine:
+                    expected.append([name, f"{hours(sum(map(seconds, driving)))} h, "
+                                           f"{grouped(sum(map(distance, driving)))} km"])
+            self.assertEqual([node.text.split("\n") for node in self.all(".lane .label")], expected)
 
-    def test_a_bar_tells_driver_vehicle_times_and_kilometres(self):
-        expected = [label(insertion) for insertion in self.insertions]
-        self.assertCountEqual(self.labels(".bar"), expected)
+    def test_what_is_chosen_is_shown_listed_and_added_up(self):
+        """By words in any order, without regard to case, accents and blanks, or by a card's number."""
+        self.choose("period", "all")
+        for driver, vehicle, holder, plate in (
+                ("sample jo", "", "Jo Sample", None), ("DF00000000000100", "", "Jo Sample", None),
+                ("zoe", "", "Zoé Exemple", None), ("lucja", "MU 101", "Łucja Przykład", "MÜ 101 CD"),
+                ("", "zt103", None, "ZT 103 CD"), ("Pat Placeholder", "zt", "Pat Placeholder", "none")):
+            self.type("driver", driver)
+            self.type("vehicle", vehicle)
+            rows = [row for row in self.rows if holder in (None, row["holder"]) and plate in (None, row["plate"])]
+            self.assertCountEqual(self.labels(), map(label, rows))
+            driving = [row for row in rows if row["slot"] == "0"]
+            self.assertEqual({name: value for name, value in self.totals().items() if name != "km without a card"}, {
+                "Insertions": f"{len(rows)} of {len(self.rows)}",
+                "Card in, driver's slot": hours(sum(map(seconds, driving))) + " h",
+                "Card in, co-driver's slot": hours(sum(seconds(row) for row in rows if row["slot"] == "1")) + " h",
+                "Kilometres": grouped(sum(map(distance, driving)))})
+            listed = sorted(rows, key=lambda row: (row["plate"], row["inserted"], row["slot"]))
+            self.assertEqual(self.open_insertions(), [table_row(row) for row in listed[:100]])
+        self.one("#drivers tr:nth-child(4) .chip").click()
+        self.type("vehicle", "")
+        self.assertEqual(self.totals()["Insertions"], "31 of 349")
 
-    def test_lanes_are_vehicles_or_drivers(self):
-        for kind in ("plate", "holder"):
-            self.lanes_by("vehicle" if kind == "plate" else "driver")
-            names = [node.text for node in self.all(".lane .label b")]
-            self.assertEqual(names, sorted({insertion[kind] for insertion in self.insertions}))
-            for lane, name in zip(self.all(".lane"), names):
-                self.assertEqual(len(lane.find_elements(By.CSS_SELECTOR, ".bar")),
-                                 sum(insertion[kind] == name for insertion in self.insertions))
+    def test_a_heading_sorts_its_table_and_a_filter_leaves_it_sorted(self):
+        self.open_insertions()
+        numbers = (lambda text: float(re.sub("\u202f|-", "", text).replace(":", ".") or -1))
+        for column in range(9):
+            for typed, direction in (("", "ascending"), ("", "descending"), ("e", "descending")):
+                self.type("driver", typed)
+                heading = self.all("#insertions th[scope=col]")[column]
+                if not typed:
+                    heading.find_element(By.TAG_NAME, "button").click()
+                self.assertEqual(heading.get_attribute("aria-sort"), direction)
+                cells = [row[column] for row in self.table("insertions")]
+                keys = list(map(numbers, cells)) if column > 4 else [cell.replace("-", "~", cell == "-") for cell in cells]
+                order = {"driver": 0, "co-driver": 1} if column == 2 else {}
+                keys = [order.get(key, key) for key in keys]
+                if column != 1:  # names are ordered as readers do
+                    self.assertEqual(keys, sorted(keys, reverse=direction == "descending"), column)
+        more = self.one("#insertions .note button")
+        more.send_keys(Keys.ENTER)
+        self.assertEqual((len(self.table("insertions")), self.script("document.activeElement.className")),
+                         (sum(overlaps(row, *self.period()) and "e" in row["holder"].lower().replace("é", "e")
+                              for row in self.rows), "scroller"))
 
-    def test_co_drivers_are_half_as_high_and_open_ends_are_pale(self):
-        heights = {name: node.rect["height"] for name, node in
-                   (("driver", self.one(".row0")), ("co-driver", self.one(".row1")))}
-        self.assertAlmostEqual(heights["driver"], 2 * heights["co-driver"], delta=1)
-        self.assertEqual(len(self.all(".row1")), sum(i["slot"] == "1" for i in self.insertions))
-        self.assertEqual(len(self.all(".open")), sum(not i["withdrawn"] for i in self.insertions))
-        self.assertIn("gradient", self.colour(".open", "background-image"))
-        # It goes on to the download of the next morning: half a day and more, of 29.
-        self.assertGreater(self.one(".open").rect["width"], self.one(".lane .track").rect["width"] / 29 / 2)
+    def test_axis_says_which_days_these_are(self):
+        def check(selector, spans):
+            labels = self.each(f"#axis {selector}", "node.textContent")
+            self.assertEqual(labels, [text for text, _, _ in spans])
+            self.assert_places(self.boxes(f"#axis {selector}"), [(midnight(a), midnight(b)) for _, a, b in spans])
 
-    def test_kilometres_without_a_card_are_marked(self):
-        [label] = self.labels(".gap")
-        self.assertRegex(label, r"^63 km without a card, MÜ 101 CD, 2024-03-1\d \d\d:\d\d – ")
-        [row] = [row for row in self.rows("vehicles") if row[-1] != "0"]
-        self.assertEqual((row[0], row[-1]), ("MÜ 101 CD", "63"))
+        def days(first, count):
+            start = datetime.fromisoformat(first)
+            return [start + timedelta(days=day) for day in range(count + 1)]
 
-    def test_weekends_are_shaded(self):
-        days = self.script("[...document.querySelectorAll('.weekend')].map(node => node.style.left)")
-        self.assertEqual(len(days), 8)  # four weeks
+        def spans(dates, text):
+            return [(text(a), str(a)[:10], str(b)[:10]) for a, b in zip(dates, dates[1:])]
 
-    def test_pointing_at_a_bar_shows_its_name(self):
-        self.assertIsNone(self.tip())
-        bar = self.one(".lane:last-child .bar")
-        ActionChains(self.browser).move_to_element(bar).perform()
-        self.assertEqual(", ".join(self.tip()), bar.get_attribute("aria-label"))
-        ActionChains(self.browser).move_to_element(self.one("h1")).perform()
-        self.assertIsNone(self.tip())
+        check(".day", spans(days("2024-02-17", 28), lambda day: f"{day.day}"))
+        check(".month", [("February 2024", "2024-02-17", "2024-03-01"), ("March 2024", "2024-03-01", "2024-03-16")])
+        self.assertEqual(len(self.all(".weekend")), 8)
+        self.choose("period", "7")
+        check(".day", spans(days("2024-03-09", 7), lambda day: f"{WEEKDAYS[day.weekday()]} {day.day}"))
+        self.assertEqual(self.each("#axis .time", "node.textContent"), ["6", "12", "18"] * 7)
+        self.show(self.large)
+        self.choose("period", "366")
+        months = [datetime(2023, 3, 16), *(datetime(2023 + m // 12, m % 12 + 1, 1) for m in range(3, 15)),
+                  datetime(2024, 3, 16)]
+        check(".month", spans(months, lambda day: "Mar" if day.month == 3 else day.strftime("%B")))
+        check(".year", [("2023", "2023-03-16", "2024-01-01"), ("2024", "2024-01-01", "2024-03-16")])
 
-    def test_keys_lead_from_bar_to_bar(self):
+    def test_each_way_to_a_period_leads_there_and_stays_where_the_data_are(self):
+        self.show(self.large)
+        for action, first, last in (
+                (lambda: None, "2024-02-17", "2024-03-15"), (lambda: self.one("#later").click(), "2024-02-17", "2024-03-15"),
+                (lambda: self.one("#earlier").click(), "2024-01-20", "2024-02-16"),
+                (lambda: self.choose("period", "7"), "2024-02-10", "2024-02-16"),
+                (lambda: self.one("#later").click(), "2024-02-17", "2024-02-23"),
+                (lambda: self.choose("period", "92"), "2023-11-24", "2024-02-23"),
+                (lambda: self.click_on_axis("December 2023"), "2023-12-01", "2023-12-31"),
+                (lambda: self.choose("period", "1"), "2023-12-31", "2023-12-31"),
+                (lambda: self.choose("from", "2024-03-10"), "2024-03-10", "2024-03-10"),
+                (lambda: self.choose("period", "366"), "2023-03-16", "2024-03-15"),
+                (lambda: self.choose("period", "7"), "2024-03-09", "2024-03-15"),
+                (lambda: self.click_on_axis("Sun 10"), "2024-03-10", "2024-03-10"),
+                (lambda: self.choose("period", "all"), "2023-03-16", "2024-03-15"),
+                (lambda: self.one("#earlier").click(), "2023-03-16", "2024-03-15"),
+                (lambda: self.choose("from", "2020-01-01"), "2023-03-16", "2024-03-15")):
+            action()
+            self.assertEqual(self.one("#shown").text[:25], f"{first} to {last}.")
+            self.assertEqual(self.script("[...document.querySelectorAll('#earlier, #later')]"
+                                         ".map((node) => node.ariaDisabled)"),
+                             [str(first == "2023-03-16").lower(), str(last == "2024-03-15").lower()])
+
+    def test_insertions_that_cross_the_edge_of_a_period_are_told(self):
+        self.show_days("2024-03-13", "1")
+        crossing = [row for row in self.rows if overlaps(row, "2024-03-13", "2024-03-14") and
+                    (instant(row["inserted"]) < midnight("2024-03-13") or
+                     instant(row["withdrawn"] or row["downloaded"]) > midnight("2024-03-14"))]
+        self.assertIn(f" {len(crossing)} of these cross the period's edge and count whole: "
+                      f"{hours(sum(map(seconds, crossing)))} h, "
+                      f"{grouped(sum(distance(row) for row in crossing if row['slot'] == '0'))} km. ",
+                      self.one("#shown").text)
+        outside = sum(not overlaps(row, "2024-03-13", "2024-03-14") for row in self.rows)
+        self.assertIn(f" {outside} insertions lie outside of this period.", self.one("#shown").text)
+
+    def test_each_day_of_a_year_shows_how_much_of_it_a_card_was_in(self):
+        self.show(self.large)
+        self.choose("period", "366")
+        plate = self.one(".lane .label b").text
+        expected = defaultdict(float)
+        for row in self.large_rows:
+            start, end = instant(row["inserted"]), row["withdrawn"] and instant(row["withdrawn"])
+            while row["plate"] == plate and row["slot"] == "0" and end and start < end:
+                day = str(start.astimezone(BERLIN))[:10]
+                behind = midnight(str(datetime.fromisoformat(day) + timedelta(days=1))[:10])
+                expected[day] += (min(end, behind) - start) / (behind - midnight(day))
+                start = behind
+        drawn = defaultdict(float)
+        for path in self.each(".lane:nth-child(2) path", "node.getAttribute('d')"):
+            for column, bottom, top in re.findall(r"M(\d+) ([\d.]+)h[\d.]+V([\d.]+)", path):
+                drawn[str(datetime(2023, 3, 16) + timedelta(days=int(column)))[:10]] += float(bottom) - float(top)
+        open_end = drawn.pop("2024-03-15", 0)
+        self.assertEqual(set(drawn) - {"2024-03-14"}, set(expected) - {"2024-03-14", "2024-03-15"})
+        for day in set(drawn) - {"2024-03-14"}:
+            self.assertAlmostEqual(drawn[day], expected[day], delta=0.001, msg=day)
+        self.assertLess(open_end, 1)
+        ActionChains(self.browser).move_to_element(self.one(".lane .column")).perform()
+        self.assertRegex(self.tip()[0], r"^\w{3} 2024-03-1[45]$|^\w{3} 2023-03-1\d$")
+        day = self.tip()[0][4:]
+        self.one(".lane .column").click()
+        self.assertEqual(self.period()[0], day)
+
+    def test_stretches_without_a_card_and_without_data_are_told_apart(self):
+        told = "63 km without a card, MÜ 101 CD, 2024-03-13 19:13 – 2024-03-14"
+        self.assertEqual(self.labels(".lane .gap.card"), [told + " 07:00"])
+        before, behind = (next(row for row in self.rows if row[column] == odometer and row["plate"] == "MÜ 101 CD")
+                          for column, odometer in (("odometerAtWithdrawal", "147760"), ("odometerAtInsertion", "147823")))
+        self.assert_places(self.boxes(".lane .gap.card"), [(instant(before["withdrawn"]), instant(behind["inserted"]))])
+        self.assertEqual(self.totals()["km without a card"], "63")
+        newest = {row["plate"]: row["downloaded"] for row in self.rows}
+        self.assertEqual(self.labels(".lane .gap.data"), [
+            f"No data, {plate}, since {minute(time)}" for plate, time in newest.items()])
+        self.assert_places(self.boxes(".lane .gap.data"), [
+            (instant(time), midnight("2024-03-16")) for time in newest.values()])
+        self.choose("period", "all")
+        self.assertIn(f"No data, AB 100 CD, before {minute(self.rows[0]['inserted'])}", self.labels(".lane .gap.data"))
+        # The clock is put forward while the card is out, and the insertion before is left out.
+        self.show(make_page(self.sample_key, "--from", "2024-03-14", zone="AAA-1BBB,J73/0,J300/0"))
+        self.assertEqual(self.labels(".lane .gap.card"), [told + " 08:00"])
+
+    def test_bars_at_the_same_time_are_stacked(self):
+        """Two drivers of one name, and two vehicles of one plate."""
+        self.show(make_page(make_key(self.directory / "twins", changes=[
+            (field("Placeholder"), field("Sample")), (field("Pat"), field("Jo")),
+            (field("KX 102 CD"), field("AB 104 CD"))])))
+        for kind, name, odd in (("vehicle", "AB 104 CD", "two cards in one slot"),
+                                ("driver", "Jo Sample", "in two places at once")):
+            self.lanes_by(kind)
+            self.choose("period", "7")
+            [lane] = [lane for lane in self.all(".lane") if odd in lane.text]
+            self.assertIn(name, lane.text)
+            boxes = [bar.rect for bar in lane.find_elements(By.CSS_SELECTOR, ".bar")]
+            self.assertGreater(len({box["y"] for box in boxes}), 1)
+            self.assertLessEqual(max(box["y"] + box["height"] for box in boxes), lane.rect["y"] + lane.rect["height"])
+            for i, a in enumerate(boxes):
+                for b in boxes[:i]:
+                    self.assertFalse(a["x"] < b["x"] + b["width"] - 1 and b["x"] < a["x"] + a["width"] - 1 and
+                                     a["y"] < b["y"] + b["height"] and b["y"] < a["y"] + a["height"], (a, b))
+
+    def test_an_hour_that_comes_twice_is_drawn_twice(self):
+        self.show(make_page(self.sample_key, zone=AUTUMN))
+        self.show_days("2024-03-05", "1")
+        self.assertEqual(self.each("#axis .time", "node.textContent"),
+                         [*map(str, range(1, 10)), "10a", "10b", *map(str, range(11, 24))])
+        shown = {name: box for name, box in zip(self.labels(), self.boxes(".lane .bar"))}
+        begin = instant("2024-03-04T22:00:00Z")
+        for row in self.rows:
+            if row["inserted"] < "2024-03-04T22" or row["inserted"] > "2024-03-05T22":
+                continue
+            [name] = [name for name in shown if name.startswith(f"{row['holder']}, {row['plate']}") and
+                      f"h), {grouped(row['odometerAtInsertion'])}" in name]
+            left, right, *_ = shown[name]
+            self.assertAlmostEqual(left, (instant(row["inserted"]) - begin) / timedelta(hours=25), delta=1e-4)
+            self.assertAlmostEqual(right, (instant(row["withdrawn"]) - begin) / timedelta(hours=25), delta=1e-4)
+            hour = row["inserted"][11:13]
+            clock = f"{int(hour) + (2 if hour < '09' else 1):02}{row['inserted'][13:16]}"
+            mark = {"08": "a", "09": "b"}.get(hour, "")
+            self.assertIn(f", 2024-03-05 {clock}{mark} – ", name)
+
+    def test_mouse_and_keys_lead_to_what_a_bar_tells(self):
         def press(key):
             ActionChains(self.browser).send_keys(key).perform()
             return self.script("document.activeElement.getAttribute('aria-label')")
 
         lanes = [[bar.get_attribute("aria-label") for bar in lane.find_elements(By.CSS_SELECTOR, ".bar, .gap")]
                  for lane in self.all(".lane")]
-        self.one("#later").send_keys("")
-        self.assertEqual(press(Keys.TAB), lanes[0][0])
-        self.assertEqual(press(Keys.ARROW_RIGHT), lanes[0][1])
-        self.assertEqual(", ".join(self.tip()), lanes[0][1])
-        self.assertNotEqual(self.colour(":focus", "outline-style"), "none")
-        self.assertEqual(press(Keys.END), lanes[0][-1])
-        self.assertEqual(press(Keys.ARROW_RIGHT), lanes[0][-1])
-        self.assertEqual(press(Keys.HOME), lanes[0][0])
-        self.assertIn(press(Keys.ARROW_DOWN), lanes[1])
-        self.assertIn(press(Keys.ARROW_UP), lanes[0])
+        ActionChains(self.browser).move_to_element(self.one(".lane:last-child .bar")).perform()
+        self.assertEqual(", ".join(self.tip()), lanes[-1][1])
         press(Keys.ESCAPE)
         self.assertIsNone(self.tip())
-        self.assertEqual(len(self.all("#lanes [tabindex='0']")), 1)
+        self.one("#later").send_keys("")
+        first = press(Keys.TAB)
+        self.assertEqual(first, lanes[0][1])
+        self.assertEqual(", ".join(self.tip()), first)
+        second = press(Keys.ARROW_RIGHT)
+        self.assertEqual(second, lanes[0][2])
+        self.browser.set_window_size(1000, 1000)
+        self.script("new Promise((done) => setTimeout(done, 200))")
+        self.assertEqual(press(Keys.SHIFT), second)
+        self.assertEqual([press(key) for key in (Keys.HOME, Keys.ARROW_LEFT, Keys.END)],
+                         [lanes[0][1], lanes[0][1], lanes[0][0]])
+        self.assertIn(press(Keys.ARROW_DOWN), lanes[1])
+        self.assertIn(press(Keys.ARROW_UP), lanes[0])
+        self.assertIn(press(Keys.TAB), lanes[1])
+        self.assertEqual(len(self.all("#lanes [tabindex='0']")), len(lanes))
 
-    def test_a_driver_can_be_singled_out_by_name_or_card_number(self):
-        of_jo = [insertion for insertion in self.insertions if insertion["holder"] == "Jo Sample"]
-        for text in ("jo sam", "Jo Sample", "DF00000000000100"):
-            self.choose("driver", text)
-            self.assertCountEqual(self.labels(".bar"), [label(i) for i in of_jo], text)
-            self.assertEqual({row[1] for row in self.rows("insertions")}, {"Jo Sample"}, text)
-        self.choose("driver", "")
-        self.assertEqual(len(self.all(".bar")), len(self.insertions))
-        self.one("#drivers .chip").click()
-        self.assertEqual(len(self.all(".bar")), sum(
-            i["holder"] == self.one("#drivers .chip").text for i in self.insertions))
-
-    def test_a_vehicle_can_be_singled_out(self):
-        self.choose("vehicle", "zt 103")
-        self.assertEqual([node.text for node in self.all(".lane .label b")], ["ZT 103 CD"])
-
-    def test_a_period_can_be_chosen(self):
-        self.choose("from", "2024-03-05")
-        self.choose("period", "1")
-        self.choose("from", "2024-03-05")
-        on_that_day = [label(i) for i in self.insertions if i["local"].startswith("2024-03-05")]
-        self.assertCountEqual(self.labels(".bar"), on_that_day)
-        self.assertIn(f"{len(self.insertions) - len(on_that_day)} insertions lie outside", self.one("#shown").text)
-        self.one("#later").click()
-        self.assertIn("2024-03-06 to 2024-03-06", self.one("#shown").text)
-
-    def test_the_tables_tell_what_the_files_hold_and_what_failed(self):
-        self.assertEqual([row[0] for row in self.rows("failures")],
-                         ["S_20240315_0800_KX106CD.DDD", "V_HOLIDAY_20240311_1816.TGD"])
-        contents = {row[0]: row[2] for row in self.rows("files")}
-        self.assertEqual(contents["C_20240315_0818_J_SAMPLE_DF00000000000100.DDD"],
-                         "driver card DF00000000000100 Jo Sample")
-        self.assertIn("not a download", contents["BACKUP.DDD"])
-        self.one("#insertions .note button").click()
-        self.assertEqual(len(self.rows("insertions")), len(self.insertions))
-
-    def test_a_heading_sorts_its_table(self):
-        for direction in (False, True):
-            self.one("#drivers th:nth-child(5) button").click()
-            counts = [int(row[4]) for row in self.rows("drivers")]
-            self.assertEqual(counts, sorted(counts, reverse=direction))
-
-    def test_dark_mode_is_dark(self):
+    def test_dark_mode_and_forced_colours_keep_everything_apart(self):
         for scheme, is_dark in (("light", False), ("dark", True)):
-            self.emulate(scheme=scheme)
-            self.assertEqual(brightness(self.colour("body")) < 64, is_dark)
-            self.assertEqual(brightness(self.colour("body", "color")) > 191, is_dark)
+            self.emulate(prefers_color_scheme=scheme)
+            self.assertEqual(brightness(self.one("body").value_of_css_property("background-color")) < 64, is_dark)
+            self.assertEqual(brightness(self.one("body").value_of_css_property("color")) > 191, is_dark)
+        for features in ({}, {"forced_colors": "active"}):
+            self.emulate(**features)
+            looks = [tuple(self.one(selector).value_of_css_property(part) for part in (
+                "background-color", "background-image", "border-top-width", "height")) for selector in (
+                ".sample.driver", ".sample.other", ".sample.open", ".sample.card", ".sample.data")]
+            self.assertEqual(len(set(looks)), 5, looks)
+            chosen, other = (self.each(f"#controls label:nth-of-type({i}) span", "getComputedStyle(node).color +"
+                                       "getComputedStyle(node).backgroundColor") for i in (1, 2))
+            self.assertNotEqual(chosen, other)
 
-    def test_print_is_light_landscape_a4_and_whole(self):
-        self.emulate(scheme="dark", media="print")
-        self.assertGreater(brightness(self.colour("body")), 191)
-        self.assertLess(brightness(self.colour("body", "color")), 64)
-        self.assertFalse(self.one("#controls").is_displayed())
-        paper = base64.b64decode(self.browser.execute_cdp_cmd(
-            "Page.printToPDF", {"preferCSSPageSize": True})["data"])
-        boxes = re.findall(rb"/MediaBox ?\[0 0 ([\d.]+) ([\d.]+)\]", paper)
+    def test_print_is_whole_and_says_what_it_is_of(self):
+        self.type("driver", "jo")
+        pages, boxes = self.paper()
         self.assertTrue(boxes)
         for box in boxes:
             self.assertEqual([round(float(side)) for side in box], [842, 595])
-
-    def test_hostile_names_stay_text(self):
-        self.show(self.hostile)
-        drivers = [row[0] for row in self.rows("drivers")]
-        self.assertIn(f"{HOSTILE_FIRST_NAMES} {HOSTILE_SURNAME}", drivers)
-        self.assertTrue(any("Turned\\u200F" in name for name in drivers), drivers)
-        self.assertIn(HOSTILE_PLATE, [row[0] for row in self.rows("vehicles")])
-        self.assertIn("C_20240315_0830_<img src=x>.DDD", [row[0] for row in self.rows("files")])
-        self.lanes_by("driver")
-        ActionChains(self.browser).move_to_element(self.one(".bar")).perform()
-        self.assertEqual(self.all("img, #insertions b, .label b b"), [])
-        self.assertEqual(len(self.all("script")), 4)
-        self.assertEqual(self.take_logs()[1], [])
-
-    def test_times_are_those_of_readkey_in_summer_too(self):
+        self.assertIn("The picture and the insertions show driver “jo”, 2024-02-17 to 2024-03-15.", pages[0])
+        rows = [row for row in self.rows if row["holder"] == "Jo Sample" and overlaps(row, *self.period())]
+        self.assertEqual(sum("\n".join(pages).count(minute(row["inserted"])) > 0 for row in rows), len(rows))
+        listed = [page for page in pages if re.search(r"^ *MÜ 101 CD +Jo", page, re.M)]
+        self.assertGreater(len(listed), 1)
+        self.assertTrue(all("Withdrawn" in page for page in listed))
+        self.assertIsNone(self.one("#insertions details").get_attribute("open"))
         self.show(self.large)
-        self.assertIn("Times are local: Europe/Berlin.", self.one("#about").text)
-        self.choose("from", "2023-07-03")
-        self.choose("period", "7")
-        self.choose("from", "2023-07-03")
-        plate = self.large_insertions[0]["plate"]
-        self.choose("vehicle", plate)
-        self.assertEqual(sorted(row[3] for row in self.rows("insertions")), sorted(
-            i["local"] for i in self.large_insertions
-            if i["plate"] == plate and "2023-07-03" <= i["local"][:10] <= "2023-07-09"))
+        self.choose("period", "all")
+        pages, _ = self.paper()
+        self.assertIn("too many for paper", "\n".join(pages))
+        self.assertIn("ZT 135 CD", pages[-1] + pages[-2] + pages[-3])
 
-    def test_times_are_utc_where_that_was_asked(self):
-        self.show(make_page(self.sample_key, "--utc", "--vehicle", "ZT 103"))
-        self.assertIn("Times are UTC.", self.one("#about").text)
-        self.assertEqual(sorted(row[3] for row in self.rows("insertions")), sorted(
-            i["inserted"][:16].replace("T", " ") for i in self.insertions if i["plate"] == "ZT 103 CD"))
-        others = sum(i["plate"] != "ZT 103 CD" for i in self.insertions)
-        self.assertIn(f"Left out, as it was asked: {others} insertions.", self.one("#about").text)
-
-    def test_27000_insertions_are_small_and_quick(self):
-        self.assertGreater(len(self.large_insertions), 27000)
+    def test_long_tables_open_on_demand(self):
+        self.show(self.large)
+        self.assertIsNone(self.one("#vehicles details").get_attribute("open"))
+        self.one("nav [href='#vehicles']").click()
+        self.assertEqual(len(self.table("vehicles")), 36)
+        self.assertTrue(self.one("#vehicles details").get_attribute("open"))
         self.assertLess(self.large.stat().st_size, 5_000_000)
-        times = []
-        for _ in range(3):
-            self.show(self.large)
-            # The second frame begins when the first one has been drawn.
-            times.append(self.browser.execute_async_script(
-                "const done = arguments[0];"
-                "requestAnimationFrame(() => requestAnimationFrame(() => done(performance.now())));"))
-        self.assertLess(min(times), 2000)
-        self.assertTrue(self.one("#joined").is_displayed())
-        self.assertLess(len(self.all(".bar")), len(self.large_insertions))
-        print(f"\n{len(self.large_insertions)} insertions: {self.large.stat().st_size} bytes, "
-              f"{min(times):.0f} ms to the first picture", file=sys.stderr)
+        # What is out of sight is not drawn.
+        self.assertLess(len(self.all(".bar")), 2500)
 
 
 if __name__ == "__main__":

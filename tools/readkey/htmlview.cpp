@@ -1,142 +1,183 @@
-// The page: page.html with its style, its script and the logbook's data put in. The script draws
-// everything, so only data are written here, as JSON and as rows of numbers. The page's policy
-// names its style and script by their hashes, so that a browser runs nothing else.
+// The page: page.html with its style, its script and the logbook put in. What can be read with
+// scripts off is written here as tables. The script takes them over, and draws the rest from rows
+// of numbers. The page's policy names its style and script by their hashes, so that a browser runs
+// nothing else.
 #include "clock.h"
 #include "text.h"
 #include "views.h"
 
 #include <QtCore/QCryptographicHash>
+#include <QtCore/QDateTime>
 #include <QtCore/QFile>
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 
-#include <set>
+#include <algorithm>
 
 namespace readkey {
 
 namespace {
 
 QByteArray resource(const char* name) {
-    QFile file(QStringLiteral(":/") + QLatin1String(name));
+    QFile file(QStringLiteral(":/page/") + QLatin1String(name));
     file.open(QIODevice::ReadOnly);
     return file.readAll();
 }
 
-QByteArray policy(const QByteArray& style, const QByteArray& script) {
-    const auto hash = [](const QByteArray& text) {
-        return "'sha256-" + QCryptographicHash::hash(text, QCryptographicHash::Sha256).toBase64() +
-               "'";
-    };
-    return "default-src 'none'; style-src " + hash(style) + "; script-src " + hash(script) +
-           "; img-src data:; base-uri 'none'; form-action 'none'";
-}
-
-// Null for an instant that is not known.
-QJsonValue instant(std::optional<qint64> seconds) {
-    return seconds ? QJsonValue(*seconds) : QJsonValue();
-}
-
-template <typename Items, typename ToJson>
-QJsonArray array(const Items& items, ToJson toJson) {
-    QJsonArray result;
-    for (const auto& item : items)
-        result.append(toJson(item));
+// The script's files as one, without the lines that are comments.
+QByteArray script() {
+    QByteArray result = "\"use strict\";\n";
+    for (const char* part :
+         {"data.js", "tables.js", "axis.js", "lanes.js", "pointing.js", "controls.js"}) {
+        for (const QByteArray& line : resource(part).split('\n')) {
+            if (!line.isEmpty() && !line.trimmed().startsWith("//"))
+                result += line + '\n';
+        }
+    }
     return result;
 }
 
-// [[from this instant on, the clock is so many seconds ahead of UTC], ...] for all times of the
-// logbook. The page computes with it, for the browser may stand in another zone.
-QJsonArray clockOffsets(const Logbook& book, bool utc) {
-    if (utc)
+// As a policy names a script.
+QByteArray hash(const QByteArray& text) {
+    return QCryptographicHash::hash(text, QCryptographicHash::Sha256).toBase64();
+}
+
+// Text that may be a stranger's, as markup shows it.
+QByteArray html(const QString& text) {
+    return printable(text).toHtmlEscaped().toUtf8();
+}
+
+// "13 437", with narrow blanks at which no line breaks.
+template <typename Number>
+QByteArray grouped(Number number) {
+    QByteArray text = QByteArray::number(static_cast<qint64>(number));
+    for (int place = text.size() - 3; place > 0; place -= 3)
+        text.insert(place, "\u202f");
+    return text;
+}
+
+// "253:12"
+QByteArray hours(qint64 seconds) {
+    return grouped(seconds / 3600) + QByteArray::number(100 + seconds / 60 % 60).replace(0, 1, ":");
+}
+
+QByteArray ageText(const Download& download) {
+    if (!download.age)
+        return download.isOverdue ? "never" : "-";
+    return QByteArray::number(*download.age) + (download.isOverdue ? " overdue" : "");
+}
+
+// "3: 31:30 h, 1 240 km"; empty if nothing crosses the period.
+QByteArray crossingText(const Totals& totals) {
+    const qint64 gaps = totals.kilometresWithoutCard + totals.kilometresWithoutData;
+    if (totals.insertions + gaps == 0)
         return {};
-    // No zone changes its clocks but at a whole quarter of an hour.
-    std::set<qint64> quarters;
-    for (const Insertion& insertion : book.insertions) {
-        quarters.insert(insertion.inserted / 900);
-        quarters.insert(insertion.withdrawn.value_or(insertion.inserted) / 900);
+    return grouped(totals.insertions) + ": " + hours(totals.seconds) + " h, " +
+           grouped(totals.kilometres) + " km" +
+           (gaps > 0 ? ", and " + grouped(gaps) + " km without a card or data" : "");
+}
+
+// A row of a table: its class, and its cells as markup.
+using Row = QList<QByteArray>;
+
+// A part of the page with a table, which is closed if it is long. Columns are "title" or
+// "class:title"; the first names the row, and one without any text is left out.
+QByteArray section(const QByteArray& id, const QByteArray& title, const QByteArray& columns,
+                   const std::vector<Row>& rows) {
+    constexpr size_t longest = 20; // of those that are open
+    QByteArray head;
+    std::vector<QByteArray> lines(rows.size());
+    const QList<QByteArray> titles = columns.split('|');
+    for (int i = 0; i < titles.size(); ++i) {
+        if (!rows.empty() && std::all_of(rows.begin(), rows.end(),
+                                         [i](const Row& row) { return row[i + 1].isEmpty(); }))
+            continue;
+        const QList<QByteArray> parts = titles[i].split(':');
+        const QByteArray style = parts.size() > 1 ? " class=\"" + parts[0] + "\">" : ">";
+        head += "<th scope=\"col\"" + style + parts.last() + "</th>";
+        for (size_t line = 0; line < rows.size(); ++line)
+            lines[line] += (i == 0 ? "<th scope=\"row\"" : "<td") + style + rows[line][i + 1] +
+                           (i == 0 ? "</th>" : "</td>");
     }
-    for (const LogFile& file : book.files) {
-        if (file.downloaded)
-            quarters.insert(*file.downloaded / 900);
+    const QByteArray overdue = grouped(std::count_if(
+        rows.begin(), rows.end(), [](const Row& row) { return row[0].startsWith("overdue"); }));
+    QByteArray body;
+    for (size_t line = 0; line < rows.size(); ++line)
+        body += "<tr class=\"" + rows[line][0] + "\">" + lines[line] + "</tr>\n";
+    return "<section class=\"taken\" id=\"" + id + "\"><details" +
+           (rows.size() > longest ? "" : " open") + "><summary><h2>" + title +
+           " <span class=\"count\">" + grouped(rows.size()) +
+           "</span> <span class=\"remark\" data-count=\"" + overdue + "\">" + overdue +
+           " overdue</span></h2></summary>\n<div class=\"scroller\" tabindex=\"0\" role=\"region\" "
+           "aria-label=\"" +
+           title + "\"><table><thead><tr>" + head + "</tr></thead><tbody>\n" + body +
+           "</tbody></table></div></details></section>\n";
+}
+
+QByteArray vehicles(const Logbook& book, const Clock& clock) {
+    std::vector<Row> rows;
+    for (const VehicleSummary& vehicle : book.vehicles) {
+        const Download& download = vehicle.lastDownload;
+        const Totals& totals = vehicle.totals;
+        rows.push_back(
+            {QByteArray(download.isOverdue ? "overdue" : "") +
+                 (totals.kilometresWithoutCard > 0 ? " gaps" : ""),
+             html(orDash(vehicle.plate)), clock.minute(download.time).toLatin1(), ageText(download),
+             grouped(totals.insertions), grouped(vehicle.drivers), hours(totals.seconds),
+             grouped(totals.kilometres), grouped(totals.kilometresWithoutCard),
+             totals.kilometresWithoutData > 0 ? grouped(totals.kilometresWithoutData) : "",
+             crossingText(vehicle.crossing)});
     }
-    QJsonArray result;
-    int known = 0;
-    for (const qint64 quarter : quarters) {
-        const int offset = QDateTime::fromSecsSinceEpoch(quarter * 900).offsetFromUtc();
-        if (result.isEmpty() || offset != known)
-            result.append(QJsonArray{quarter * 900, offset});
-        known = offset;
+    return section("vehicles", "Vehicles",
+                   "Vehicle|Last download|number age:Age in days|number:Insertions|number:Drivers|"
+                   "number:Card in|number:km|number without:km without a card|"
+                   "number:km without data|Crossing the period",
+                   rows);
+}
+
+QByteArray drivers(const Logbook& book) {
+    std::vector<Row> rows;
+    for (const DriverSummary& driver : book.drivers) {
+        QByteArrayList numbers; // a line for each card
+        QByteArrayList ages;
+        for (const CardSummary& card : driver.cards) {
+            numbers.append(html(orDash(card.number)));
+            ages.append(ageText(card.lastDownload) + (card.counts ? "" : ", not counted"));
+        }
+        if (driver.cards.empty())
+            ages.append(driver.isOverdue               ? "never"
+                        : book.counts.driverCards == 0 ? "no card files"
+                                                       : "-");
+        const QString several = QStringLiteral(" (%1 drivers)").arg(driver.holders);
+        rows.push_back({driver.isOverdue ? "overdue" : "",
+                        html(orDash(driver.name) + (driver.holders > 1 ? several : QString())),
+                        numbers.join("<br>\n"), ages.join("<br>\n"), grouped(driver.vehicles),
+                        grouped(driver.totals.insertions), hours(driver.totals.seconds),
+                        grouped(driver.totals.kilometres), crossingText(driver.crossing)});
     }
-    return result;
+    return section("drivers", "Drivers",
+                   "Driver|cards:Cards|number age:Card's age in days|number:Vehicles|"
+                   "number:Insertions|number:Card in|number:km|Crossing the period",
+                   rows);
 }
 
-QJsonObject vehicleJson(const VehicleSummary& vehicle) {
-    return {
-        {QStringLiteral("plate"), printable(vehicle.plate)},
-        {QStringLiteral("download"), instant(vehicle.lastDownload.time)},
-        {QStringLiteral("overdue"), vehicle.lastDownload.isOverdue},
-        {QStringLiteral("insertions"), vehicle.totals.insertions},
-        {QStringLiteral("drivers"), vehicle.drivers},
-        {QStringLiteral("km"), vehicle.totals.kilometres},
-        {QStringLiteral("seconds"), vehicle.totals.seconds},
-        {QStringLiteral("kmWithoutCard"), vehicle.totals.kilometresWithoutCard},
-    };
+QByteArray files(const Logbook& book, const Options& options) {
+    std::vector<Row> rows;
+    for (const LogFile& file : book.files)
+        rows.push_back({file.copy == LogFile::NotCopied ? "failed" : statusNames[file.status],
+                        html(file.name), options.paths.size() > 1 ? html(file.key) : "",
+                        Clock{options.utc}.minute(file.downloaded).toLatin1(), copyNames[file.copy],
+                        html(file.contents)});
+    return section("files", "Files", "File|Key|Downloaded|Copy|Contents", rows);
 }
 
-QJsonObject driverJson(const DriverSummary& driver) {
-    const CardSummary card = driver.cards.empty() ? CardSummary{} : driver.cards.front();
-    return {
-        {QStringLiteral("name"), printable(orDash(driver.name))},
-        {QStringLiteral("card"), printable(card.number)},
-        {QStringLiteral("download"), instant(card.lastDownload.time)},
-        {QStringLiteral("overdue"), driver.isOverdue},
-        {QStringLiteral("insertions"), driver.totals.insertions},
-        {QStringLiteral("vehicles"), driver.vehicles},
-        {QStringLiteral("km"), driver.totals.kilometres},
-        {QStringLiteral("seconds"), driver.totals.seconds},
-    };
+QByteArray failures(const Logbook& book, const Options& options) {
+    std::vector<Row> rows;
+    for (const Failure& failure : book.failures)
+        rows.push_back({"failed", html(failure.file.isEmpty() ? failure.key : failure.file),
+                        options.paths.size() > 1 ? html(failure.key) : "", html(failure.reason)});
+    return rows.empty() ? "" : section("failures", "What failed", "File|Key|Reason", rows);
 }
 
-QJsonObject fileJson(const LogFile& file) {
-    const bool isNotCopied = file.copy == LogFile::NotCopied;
-    return {
-        {QStringLiteral("key"), printable(file.key)},
-        {QStringLiteral("name"), printable(file.name)},
-        {QStringLiteral("downloaded"), instant(file.downloaded)},
-        {QStringLiteral("contents"), printable(file.contents)},
-        {QStringLiteral("status"), QLatin1String(statusNames[file.status])},
-        {QStringLiteral("copy"), QLatin1String(isNotCopied ? "not copied" : copyNames[file.copy])},
-    };
-}
-
-QJsonObject failureJson(const Failure& failure) {
-    return {
-        {QStringLiteral("key"), printable(failure.key)},
-        {QStringLiteral("file"), printable(failure.file)},
-        {QStringLiteral("reason"), printable(failure.reason)},
-    };
-}
-
-// JSON as it may stand inside of a script element: without the character that could end it.
-QByteArray json(const Logbook& book, const Options& options) {
-    const QJsonObject data{
-        {QStringLiteral("keys"), array(options.paths, printable)},
-        {QStringLiteral("zone"), printable(Clock{options.utc}.zone())},
-        {QStringLiteral("offsets"), clockOffsets(book, options.utc)},
-        {QStringLiteral("newest"), instant(book.newestDownload)},
-        {QStringLiteral("vehicleDays"), vehicleDownloadDays},
-        {QStringLiteral("cardDays"), cardDownloadDays},
-        {QStringLiteral("insertionsFound"), static_cast<qint64>(book.insertionsFound)},
-        {QStringLiteral("otherEntries"), static_cast<qint64>(book.otherEntries)},
-        {QStringLiteral("vehicles"), array(book.vehicles, vehicleJson)},
-        {QStringLiteral("drivers"), array(book.drivers, driverJson)},
-        {QStringLiteral("files"), array(book.files, fileJson)},
-        {QStringLiteral("failures"), array(book.failures, failureJson)},
-    };
-    return QJsonDocument(data).toJson(QJsonDocument::Compact).replace('<', "\\u003c");
-}
-
+// Lines of numbers; what is not known is empty.
 void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> values) {
     for (const std::optional<qint64>& value : values) {
         if (value)
@@ -146,21 +187,71 @@ void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> value
     rows.back() = '\n';
 }
 
-// The many insertions, one line each; what is not known is empty.
 QByteArray insertionRows(const Logbook& book) {
     QByteArray rows;
-    for (const Insertion& insertion : book.insertions)
+    for (const Insertion& insertion : book.insertions) {
+        const LogFile& file = *insertion.file;
         addRow(rows, {insertion.vehicle->index, insertion.driver->index, insertion.slot,
                       insertion.inserted, insertion.withdrawn, insertion.odometerAtInsertion,
-                      insertion.odometerAtWithdrawal, insertion.file->index});
+                      insertion.odometerAtWithdrawal,
+                      file.isFromFuture ? std::nullopt : file.downloaded});
+    }
     return rows;
 }
 
 QByteArray gapRows(const Logbook& book) {
     QByteArray rows;
-    for (const Gap& gap : book.gaps) {
-        if (gap.kind == Gap::WithoutCard)
-            addRow(rows, {gap.vehicle->index, gap.from, gap.to, gap.distance()});
+    for (const Gap& gap : book.gaps)
+        addRow(rows, {gap.vehicle->index, gap.kind, gap.from, gap.to, gap.distance()});
+    return rows;
+}
+
+// Between which times something is known of a vehicle.
+QByteArray vehicleRows(const Logbook& book) {
+    QByteArray rows;
+    for (const VehicleSummary& vehicle : book.vehicles)
+        addRow(rows, {vehicle.knownFrom, vehicle.lastDownload.time});
+    return rows;
+}
+
+// The times of the logbook, first and last. A filter can leave out the insertions beside a gap.
+std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
+    qint64 last = book.newestDownload.value_or(clock.startOf(book.asOf));
+    qint64 first = last;
+    const auto add = [&](qint64 from, qint64 to) {
+        first = std::min(first, from);
+        last = std::max({last, from, to});
+    };
+    for (const Insertion& insertion : book.insertions)
+        add(insertion.inserted, insertion.withdrawn.value_or(0));
+    for (const Gap& gap : book.gaps)
+        add(gap.from, gap.to);
+    for (const VehicleSummary& vehicle : book.vehicles)
+        add(vehicle.knownFrom.value_or(last), 0);
+    return {first, last};
+}
+
+// "from this instant on, the clock is so many seconds ahead of UTC", for the days of the period.
+// The page computes with it, because the browser may be in another zone.
+QByteArray clockRows(const Logbook& book, const Clock& clock) {
+    constexpr qint64 week = 7 * 86400; // no clock changes twice in it
+    const auto offset = [&clock](qint64 time) {
+        const auto zone = clock.utc ? Qt::UTC : Qt::LocalTime;
+        return QDateTime::fromSecsSinceEpoch(time, zone).offsetFromUtc();
+    };
+    const auto [first, last] = period(book, clock);
+    QByteArray rows;
+    int known = offset(first - week);
+    addRow(rows, {first - week, known});
+    for (qint64 low = first - week; low < last + week; low += week) {
+        if (offset(low + week) == known)
+            continue;
+        qint64 before = low;
+        qint64 after = low + week;
+        while (after - before > 1)
+            (offset((before + after) / 2) == known ? before : after) = (before + after) / 2;
+        known = offset(after);
+        addRow(rows, {after, known});
     }
     return rows;
 }
@@ -168,11 +259,45 @@ QByteArray gapRows(const Logbook& book) {
 } // namespace
 
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
+    const Clock clock{options.utc};
     const QByteArray style = resource("page.css");
-    const QByteArray script = resource("page.js");
+    const QByteArray code = script();
+    const auto [first, last] = period(book, clock);
+    const auto date = [&clock](qint64 time) {
+        return clock.date(time).toString(Qt::ISODate).toLatin1();
+    };
+    const Totals& totals = book.totals;
     const QHash<QByteArray, QByteArray> parts{
-        {"POLICY", policy(style, script)},   {"STYLE", style},        {"SCRIPT", script},
-        {"INSERTIONS", insertionRows(book)}, {"GAPS", gapRows(book)}, {"DATA", json(book, options)},
+        {"STYLEHASH", hash(style)},
+        {"SCRIPTHASH", hash(code)},
+        {"STYLE", style},
+        {"SCRIPT", code},
+        {"KEYS", html(options.paths.join(QStringLiteral(", ")))},
+        {"FROM", date(options.filter.from.value_or(first))},
+        {"TO", date(options.filter.to ? *options.filter.to - 1 : last)},
+        {"NEWEST", clock.minute(book.newestDownload).toLatin1()},
+        {"ZONE", html(clock.zone())},
+        {"VERSION", READKEY_VERSION},
+        {"NOW", clock.minute(QDateTime::currentSecsSinceEpoch()).toLatin1()},
+        {"LEFTOUT", grouped(book.insertionsFound - book.insertions.size())},
+        {"CROSSING", crossingText(book.crossing)},
+        {"OTHERS", grouped(book.otherEntries)},
+        {"FUTURE", grouped(book.counts.fromFuture)},
+        {"INSERTIONCOUNT", grouped(totals.insertions)},
+        {"HOURS", hours(totals.seconds)},
+        {"KM", grouped(totals.kilometres)},
+        {"KMWITHOUTCARD", grouped(totals.kilometresWithoutCard)},
+        {"KMWITHOUTDATA", grouped(totals.kilometresWithoutData)},
+        {"FAILURECOUNT", grouped(book.failures.size())},
+        {"SUMMARY", vehicles(book, clock) + drivers(book)},
+        {"VEHICLEDAYS", QByteArray::number(vehicleDownloadDays)},
+        {"CARDDAYS", QByteArray::number(cardDownloadDays)},
+        {"ASOF", book.asOf.toString(Qt::ISODate).toLatin1()},
+        {"LISTS", failures(book, options) + files(book, options)},
+        {"INSERTIONROWS", insertionRows(book)},
+        {"GAPROWS", gapRows(book)},
+        {"VEHICLEROWS", vehicleRows(book)},
+        {"CLOCKROWS", clockRows(book, clock)},
     };
     // The template's places are "@NAME@"; every other piece between the signs is a name.
     bool isName = false;

@@ -1,0 +1,167 @@
+// The controls: what is shown, and what it adds up to.
+
+const WEEKS_AT_FIRST = 4;
+
+// The first and the last day of which anything is known.
+function dataDays() {
+    let first = Infinity;
+    let last = newest;
+    for (const {start, end} of measured) {
+        first = Math.min(first, start);
+        last = Math.max(last, start, end - 1);
+    }
+    return [dayOf(Math.min(first, last)), dayOf(last)];
+}
+
+const insertionTable = makeTables();
+const [firstDay, lastDay] = dataDays();
+
+// ---------------------------------------------------------------------------------------------------
+// What is said of the choice
+
+function tellTotals(list, gapList) {
+    const {count, driver, others, km} = totals(list);
+    const isOfVehicles = state.lanes === "vehicle" && !state.driver;
+    const without = gapList.filter(({gap}) => gap === "card");
+    const figures = [
+        [count === insertions.length ? number(count) : `${number(count)} of ${number(insertions.length)}`,
+            "Insertions"],
+        [`${hours(driver)} h`, "Card in, driver's slot"],
+        [`${hours(others)} h`, "Card in, co-driver's slot"],
+        [number(km), "Kilometres"],
+        ...(isOfVehicles ? [[number(sum(without, (gap) => gap.km)), "km without a card"]] : []),
+    ];
+    byId("totals").replaceChildren(...figures.map(([value, title]) =>
+        element("div", "", element("dt", "", title), element("dd", "", value))));
+}
+
+// "2024-03-01 to 2024-03-15. 3 of these cross its edge: 7:30 h, 340 km."
+function tellShown(list) {
+    const parts = [`${date(state.firstDay)} to ${date(state.firstDay + state.days - 1)}.`];
+    const crossing = list.filter(crosses);
+    if (crossing.length) {
+        const {driver, others, km} = totals(crossing);
+        parts.push(`${number(crossing.length)} of these ${crossing.length === 1 ? "crosses" : "cross"} ` +
+            `the period's edge and ${crossing.length === 1 ? "counts" : "count"} whole: ` +
+            `${hours(driver + others)} h, ${number(km)} km.`);
+    }
+    const outside = insertions.length - insertions.filter(inPeriod).length;
+    if (outside)
+        parts.push(`${plural(outside, "insertion lies", "insertions lie")} outside of this period.`);
+    byId("shown").textContent = parts.join(" ");
+    const filters = ["driver", "vehicle"].filter((kind) => state[kind]).map((kind) => `${kind} “${state[kind]}”`);
+    byId("filter").textContent = `The picture and the insertions show ${[...filters, parts[0]].join(", ")} ` +
+        "The other tables are of everything.";
+}
+
+// Draws what was chosen: everything again, or only what has changed.
+function update(all) {
+    hideTip();
+    const choice = chosen();
+    makeLanes(choice, all);
+    if (all) {
+        trackWidth = axis.clientWidth || 1;
+        layOutColumns();
+        drawAxis();
+        byId("picture").className = `${measured.length ? "" : "empty"} ${columns.length ? "by-day" : ""}`;
+        document.body.className = `by-${state.lanes}`;
+    }
+    drawLanes();
+    tellTotals(choice.list, choice.gaps);
+    tellShown(choice.list);
+    const order = state.lanes === "vehicle" ? ["vehicle", "driver"] : ["driver", "vehicle"];
+    insertionTable.show(choice.list.sort((a, b) => a[order[0]] - b[order[0]] || a.start - b.start));
+    byId("count").textContent = number(choice.list.length);
+}
+
+// ---------------------------------------------------------------------------------------------------
+// The period. It stays where the data are.
+
+function setPeriod(first, days) {
+    state.days = Math.min(days, lastDay - firstDay + 1);
+    state.firstDay = Math.max(firstDay, Math.min(first, lastDay - state.days + 1));
+    state.start = midnight(state.firstDay);
+    state.end = midnight(state.firstDay + state.days);
+    if (document.activeElement !== byId("from"))
+        byId("from").value = date(state.firstDay);
+    byId("earlier").setAttribute("aria-disabled", state.firstDay === firstDay);
+    byId("later").setAttribute("aria-disabled", state.firstDay + state.days > lastDay);
+    const period = byId("period");
+    period.value = state.days > lastDay - firstDay ? "all" : String(state.days);
+    if (period.selectedIndex < 0) {
+        period.value = "other";
+        period.selectedOptions[0].textContent = plural(state.days, "day", "days");
+    }
+    keepFocus(() => update(true));
+}
+
+// Another length keeps the newest day in view.
+function onPeriod() {
+    const length = byId("period").value;
+    const days = length === "all" ? Infinity : Number(length);
+    if (length !== "other")
+        setPeriod(state.firstDay + state.days - Math.min(days, lastDay + 1), days);
+}
+
+// A date is complete only after several changes; the field is left alone meanwhile.
+function onFrom() {
+    const first = Date.parse(`${byId("from").value}T00:00:00Z`) / 1000 / DAY;
+    const days = byId("period").value === "other" ? state.days : Number(byId("period").value) || Infinity;
+    if (first >= firstDay && first <= lastDay)
+        setPeriod(first, Math.min(days, lastDay - first + 1));
+}
+
+// ---------------------------------------------------------------------------------------------------
+// The form
+
+function onTyped(kind) {
+    state[kind] = byId(kind).value.trim();
+    update(false);
+}
+
+function chooseOnly(kind, name) {
+    byId(kind).value = name;
+    onTyped(kind);
+    byId("picture").scrollIntoView();
+}
+
+function fillList(list, texts) {
+    list.append(...[...new Set(texts)].map((text) => Object.assign(element("option"), {value: text})));
+}
+
+function listenToForm() {
+    for (const radio of document.querySelectorAll("[name=lanes]")) {
+        radio.addEventListener("change", () => {
+            state.lanes = radio.value;
+            update(true);
+        });
+    }
+    for (const kind of ["driver", "vehicle"])
+        byId(kind).addEventListener("input", () => onTyped(kind));
+    fillList(byId("driver-names"), drivers.map((driver) => driver.name));
+    fillList(byId("plates"), vehicles.map((vehicle) => vehicle.plate));
+    byId("period").addEventListener("change", onPeriod);
+    byId("from").addEventListener("change", onFrom);
+    byId("from").addEventListener("blur", () => { byId("from").value = date(state.firstDay); });
+    byId("earlier").addEventListener("click", () => setPeriod(state.firstDay - state.days, state.days));
+    byId("later").addEventListener("click", () => setPeriod(state.firstDay + state.days, state.days));
+    // A link to a part opens its table.
+    for (const link of document.querySelectorAll("[href^='#']")) {
+        link.addEventListener("click", () => {
+            const details = document.querySelector(`${link.hash} details`);
+            if (details)
+                details.open = true;
+        });
+    }
+}
+
+document.querySelectorAll(".without-script").forEach((node) => node.remove());
+document.querySelectorAll(".with-script").forEach((node) => node.classList.remove("with-script"));
+listen();
+listenToForm();
+// A wrong clock must not push everything else out of the picture.
+setPeriod((newest ? dayOf(newest) : lastDay) - 7 * WEEKS_AT_FIRST + 1, 7 * WEEKS_AT_FIRST);
+new ResizeObserver(() => {
+    if (Math.abs(axis.clientWidth - trackWidth) > 1)
+        keepFocus(() => update(true));
+}).observe(axis);

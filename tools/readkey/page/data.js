@@ -1,0 +1,235 @@
+// What the page shows: the data that readkey embedded, as objects. Every text of it may be a stranger's:
+// it reaches the page only as text, never as markup.
+
+const DAY = 86400;
+const COLOURS = 8; // page.css has as many
+
+// ---------------------------------------------------------------------------------------------------
+// Small helpers
+
+const byId = (id) => document.getElementById(id);
+
+function element(tag, className, ...children) {
+    const node = document.createElement(tag);
+    if (className)
+        node.className = className;
+    node.append(...children);
+    return node;
+}
+
+function button(text, onClick, className) {
+    const node = element("button", className, text);
+    node.type = "button";
+    node.addEventListener("click", onClick);
+    return node;
+}
+
+const number = (value) => String(value).replace(/\B(?=(\d{3})+$)/g, "\u202f");
+const plural = (count, one, many) => `${number(count)} ${count === 1 ? one : many}`;
+const orDash = (value, show) => (value === null ? "-" : show(value));
+const sum = (items, value) => items.reduce((total, item) => total + value(item), 0);
+
+// Minutes of work as "7:12".
+function hours(seconds) {
+    const minutes = Math.floor(seconds / 60);
+    return `${number(Math.floor(minutes / 60))}:${String(minutes % 60).padStart(2, "0")}`;
+}
+
+// The rows of a table of numbers; an empty field is null.
+function rows(id) {
+    const text = byId(id).textContent.trim();
+    return text ? text.split("\n").map((line) =>
+        line.split(",").map((field) => (field === "" ? null : Number(field)))) : [];
+}
+
+// ---------------------------------------------------------------------------------------------------
+// readkey's clock, whatever zone the browser is in. Instants are seconds since 1970; days are counted from
+// 1970 on that clock.
+
+const offsets = rows("clock-rows"); // [from this instant on, seconds ahead of UTC]
+offsets[0][0] = -Infinity;
+
+// The index of the offset that holds at an instant.
+function offsetAt(instant) {
+    let index = offsets.length - 1;
+    while (offsets[index][0] > instant)
+        --index;
+    return index;
+}
+
+const clock = (instant) => instant + offsets[offsetAt(instant)][1];
+const dayOf = (instant) => Math.floor(clock(instant) / DAY);
+
+// The instant at which a day begins; where its midnight is skipped, that of the change.
+function midnight(day) {
+    const begin = offsets.map(([from, offset]) => Math.max(from, day * DAY - offset));
+    return begin.find((instant, i) => i + 1 === begin.length || instant < offsets[i + 1][0]);
+}
+
+// Where the clock is put back, an hour comes twice: "a" the first time, "b" the second.
+function repetition(instant) {
+    const index = offsetAt(instant);
+    const putBack = (i) => (i > 0 && i < offsets.length ? offsets[i - 1][1] - offsets[i][1] : 0);
+    if (instant - offsets[index][0] < putBack(index))
+        return "b";
+    return index + 1 < offsets.length && offsets[index + 1][0] - instant <= putBack(index + 1) ? "a" : "";
+}
+
+const date = (day) => new Date(day * DAY * 1000).toISOString().slice(0, -14);
+
+// "2024-03-13 05:00"
+function dateAndTime(instant) {
+    const text = new Date(clock(instant) * 1000).toISOString();
+    return text.slice(0, -8).replace("T", " ") + repetition(instant);
+}
+
+// "2024-03-13 05:00 – 12:12": the second date only where it is another.
+function span(start, end) {
+    const last = dateAndTime(end);
+    return `${dateAndTime(start)} – ${dayOf(start) === dayOf(end) ? last.slice(last.indexOf(" ") + 1) : last}`;
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Vehicles and drivers, in the order of their tables; insertions, and stretches without any
+
+const tableRows = (id) => [...document.querySelectorAll(`#${id} tbody tr`)];
+const textOf = (row, selector) => (row.querySelector(selector) || {textContent: ""}).textContent;
+
+const known = rows("vehicle-rows");
+const vehicles = tableRows("vehicles").map((row, i) =>
+    ({plate: textOf(row, "th"), knownFrom: known[i][0], download: known[i][1]}));
+const drivers = tableRows("drivers").map((row) =>
+    ({name: textOf(row, "th"), cards: textOf(row, ".cards").split("\n")}));
+const newest = vehicles.reduce((time, {download}) => Math.max(time, download), 0); // download
+
+const insertions = rows("insertion-rows").map(([vehicle, driver, slot, start, withdrawn, kmIn, kmOut, seen]) => {
+    const open = withdrawn === null;
+    return {
+        vehicle, driver, slot, start, open, kmIn, kmOut,
+        // Where the bar ends. An open one can be seen, and goes on to the download.
+        end: Math.max(start, open ? Math.max(start + 3600, seen) : withdrawn),
+        seconds: open ? null : Math.max(0, withdrawn - start),
+        km: kmIn === null || kmOut === null || kmOut < kmIn ? null : kmOut - kmIn,
+    };
+});
+insertions.sort((a, b) => a.start - b.start || a.slot - b.slot);
+
+// An open bar goes on to the next card in the same slot, if that comes before the download.
+function closeOpenBars() {
+    const next = new Map();
+    for (let i = insertions.length - 1; i >= 0; --i) {
+        const insertion = insertions[i];
+        const slot = `${insertion.vehicle}/${insertion.slot}`;
+        if (insertion.open && next.has(slot))
+            insertion.end = Math.min(insertion.end, next.get(slot));
+        next.set(slot, insertion.start);
+    }
+}
+closeOpenBars();
+
+// Driven without a card, or nothing known: between downloads, before a vehicle's first record and behind its
+// newest download.
+const gaps = rows("gap-rows").map(([vehicle, kind, start, end, km]) =>
+    ({gap: kind === 0 ? "card" : "data", vehicle, start, end, km}));
+const measured = [...insertions, ...gaps]; // what has a beginning and an end
+vehicles.forEach(({knownFrom, download}, vehicle) => {
+    const addUnknown = (start, end) => gaps.push({gap: "data", vehicle, start, end, km: null});
+    if (knownFrom !== null)
+        addUnknown(-Infinity, knownFrom);
+    if (download !== null)
+        addUnknown(download, Infinity);
+    if (knownFrom === null && download === null)
+        addUnknown(-Infinity, Infinity);
+});
+
+function slotName(slot) {
+    return slot === 0 ? "driver" : slot === 1 ? "co-driver" : `slot ${slot}`;
+}
+
+const nameOf = {
+    driver: (insertion) => drivers[insertion.driver].name,
+    vehicle: (insertion) => vehicles[insertion.vehicle].plate,
+};
+
+// What insertions add up to. Kilometres and a vehicle's hours are those of the driver's slot: both cards
+// travel the same way.
+function totals(list) {
+    const driving = list.filter((insertion) => insertion.slot === 0);
+    const seconds = (some) => sum(some, (insertion) => insertion.seconds || 0);
+    return {
+        count: list.length,
+        driver: seconds(driving),
+        others: seconds(list) - seconds(driving),
+        km: sum(driving, (insertion) => insertion.km || 0),
+    };
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Colours. They repeat when there are many to colour: each gets the one that is rarest so far among those
+// it shares a lane with.
+
+function colours(count, item, lane) {
+    const lanesOf = Array.from({length: count}, () => new Set());
+    for (const insertion of insertions)
+        lanesOf[insertion[item]].add(insertion[lane]);
+    const inLane = new Map();
+    const everywhere = new Array(COLOURS).fill(0);
+    return lanesOf.map((lanes) => {
+        const cost = everywhere.map((uses) => uses / (count + 1));
+        for (const id of lanes) {
+            if (!inLane.has(id))
+                inLane.set(id, new Array(COLOURS).fill(0));
+            inLane.get(id).forEach((uses, colour) => { cost[colour] += uses; });
+        }
+        const best = cost.indexOf(Math.min(...cost));
+        ++everywhere[best];
+        for (const id of lanes)
+            ++inLane.get(id)[best];
+        return best;
+    });
+}
+const colourOf = {
+    driver: colours(drivers.length, "driver", "vehicle"),
+    vehicle: colours(vehicles.length, "vehicle", "driver"),
+};
+
+// ---------------------------------------------------------------------------------------------------
+// What the reader chose
+
+const state = {
+    lanes: "vehicle", driver: "", vehicle: "", // what was typed
+    firstDay: 0, days: 1,
+    start: 0, end: 0, // the period's instants
+};
+
+// As readkey matches: each word, without regard to case, accents, blanks and commas.
+const LETTERS = {"Ł": "L", "Ø": "O", "Đ": "D", "Ħ": "H", "Ŧ": "T", "Æ": "AE", "Œ": "OE", "Ð": "D", "Þ": "TH"};
+const folded = (text) => text.normalize("NFKD").toUpperCase().replace(/[\p{M}\s,]/gu, "")
+    .replace(/[ŁØĐĦŦÆŒÐÞ]/g, (letter) => LETTERS[letter]);
+
+// Tells for each item whether one of its texts has what was typed; where that is the whole text of some,
+// only those.
+function matching(items, texts, typed) {
+    const exact = items.map((item) => texts(item).includes(typed));
+    if (typed && exact.includes(true))
+        return exact;
+    const words = typed.split(/[\s,]+/).map(folded);
+    const fits = (text) => words.every((word) => folded(text).includes(word));
+    return items.map((item) => texts(item).some(fits));
+}
+
+const inPeriod = (item) => item.end >= state.start && item.start < state.end;
+const crosses = (item) => item.start < state.start || item.end > state.end;
+
+// What the reader asked for of the insertions and gaps, in the order of time, and the vehicles. A stretch
+// without a card is nobody's: it goes when the reader asks for a driver.
+function chosen() {
+    const driverShown = matching(drivers, (driver) => [driver.name, ...driver.cards], state.driver);
+    const vehicleShown = matching(vehicles, (vehicle) => [vehicle.plate], state.vehicle);
+    const isShown = (item) => vehicleShown[item.vehicle] && inPeriod(item);
+    return {
+        list: insertions.filter((insertion) => driverShown[insertion.driver] && isShown(insertion)),
+        gaps: gaps.filter((gap) => isShown(gap) && (gap.gap === "data" || !state.driver)),
+        vehicleShown,
+    };
+}
