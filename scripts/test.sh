@@ -25,9 +25,9 @@ provider=libclang-rt-14-dev          # a header of a fuzz target, which replays 
 declare -A packages=(
     [pc]="$toolchain $provider $delivery $examples"
     [sanitizers]="$toolchain $provider"
-    [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev shellcheck"
+    [lint]="$toolchain clang-format clang-tidy clang libclang-rt-14-dev libbenchmark-dev shellcheck eslint"
     [fuzz]="$toolchain clang libclang-rt-14-dev"
-    [browser]="$toolchain chromium chromium-driver python3-selenium"
+    [browser]="$toolchain chromium chromium-driver poppler-utils python3-selenium"
     [armhf]="$toolchain $provider $delivery g++-arm-linux-gnueabihf mmdebstrap qemu-user-static"
 )
 
@@ -80,12 +80,20 @@ analyse() {
     } | xargs -P "$(nproc)" -d '\n' -n 2 bash -c 'clang-tidy --quiet -p "$0/build/$1" "$2"' "$top"
 }
 
+# The files of the page's script become one, so they know one another's names. Debian's eslint finds its modules
+# by itself only with Debian's node.
+page_script() {
+    cat "$top"/tools/readkey/page/*.js | NODE_PATH=/usr/share/nodejs eslint --no-eslintrc \
+        --config "$top/tools/readkey/page/eslint.json" --format unix --stdin --stdin-filename page.js
+}
+
 part_lint() {
     build release # moc's output is included by what is analysed
     (cd "$top" && sources | xargs -0 clang-format --dry-run -Werror)
     (cd "$top" && scripts | xargs -0 shellcheck)
+    page_script
     quiet analyse analyse
-    echo "clang-format, shellcheck and clang-tidy: clean"
+    echo "clang-format, shellcheck, eslint and clang-tidy: clean"
 }
 
 part_fuzz() {
