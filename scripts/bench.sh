@@ -9,7 +9,7 @@ usage() {
 usage: $self [PART...]
   ratios  each job beside its floor
   memory  what a read needs beyond its results
-  tools   readkey's views beside the library's open() and read(), and files per second
+  tools   readkey's views beside the library's open() and read(), files per second, and the page in a browser
   docs    puts the results, and those of scripts/counts.sh, into docs/performance.md
 Without an argument: ratios memory tools.
 END
@@ -77,12 +77,13 @@ part_tools() {
     "$top/bench/tools.py" "$programs/reader" "$tools/readkey/readkey" "$archive" | awk -F '|' '
         / --csv / { printf "\nOne process: %.0f files per second, %d MB; a million files: %.0f minutes of one core.\n",
                     2000 / $3 * 1000, $5, 1e6 / 2000 * $3 / 60000 }' | tee -a "$results/tools.md"
+    "$top/bench/page.py" "$tools/readkey/readkey" "$(key year --files 36 --days 365)" | tee "$results/page.md"
 }
 
 # Replaces the text between a name's two marks. Where there are no results, the text stays.
 part_docs() {
     local doc=$top/docs/performance.md file name
-    for file in "$results"/{ratios.md,timezone.md,memory.txt,tools.md,counts-pc.md,counts-armhf.md}; do
+    for file in "$results"/{ratios.md,timezone.md,memory.txt,tools.md,page.md,counts-pc.md,counts-armhf.md}; do
         [ -e "$file" ] || continue
         name=$(basename "${file%.*}")
         sed -i -e "/^<!-- $name -->/,/^<!-- \/$name -->/ { /^<!--/!d }" -e "/^<!-- $name -->/r "<(
@@ -98,7 +99,8 @@ for part; do
     declare -F "part_$part" >/dev/null || usage
 done
 
-need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata jq python3 valgrind
+need cmake g++ ninja-build qtbase5-dev libbenchmark-dev tzdata jq python3 python3-selenium valgrind chromium \
+    chromium-driver
 build bench
 build release readkey makekey
 results=$top/build/bench
