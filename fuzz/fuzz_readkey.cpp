@@ -247,10 +247,9 @@ void showAll(const readkey::Logbook& book, readkey::Options options) {
             requireJsonLines(shown(view));
         else
             requireSafe(shown(view));
-        for (const char* kind : {"insertions", "gaps", "vehicles", "drivers", "cards", "files"}) {
-            options.viewArgument = QLatin1String(kind);
-            if (name == "csv")
-                requireCsv(shown(view));
+        for (const QString& kind : name == "csv" ? readkey::csvKinds() : QStringList()) {
+            options.viewArgument = kind;
+            requireCsv(shown(view));
         }
     }
 }
