@@ -67,9 +67,9 @@ QByteArray ageText(const Download& download) {
 
 // "3: 31:30 h, 1 240 km"; empty if nothing crosses the period.
 QByteArray crossingText(const Totals& totals) {
-    const qint64 gaps = totals.kilometresWithoutCard + totals.kilometresWithoutData;
-    if (totals.insertions + gaps == 0)
+    if (totals.insertions + totals.gaps == 0)
         return {};
+    const qint64 gaps = totals.kilometresWithoutCard + totals.kilometresWithoutData;
     return grouped(totals.insertions) + ": " + hours(totals.seconds) + " h, " +
            grouped(totals.kilometres) + " km" +
            (gaps > 0 ? ", and " + grouped(gaps) + " km without a card or data" : "");
@@ -138,14 +138,12 @@ QByteArray drivers(const Logbook& book) {
     for (const DriverSummary& driver : book.drivers) {
         QByteArrayList numbers; // a line for each card
         QByteArrayList ages;
-        for (const CardSummary& card : driver.cards) {
+        for (const CardSummary& card : driver.lines()) {
+            const Download& download = card.lastDownload;
             numbers.append(html(orDash(card.number)));
-            ages.append(ageText(card.lastDownload) + (card.counts ? "" : ", not counted"));
+            ages.append((book.counts.driverCards == 0 ? "no card files" : ageText(download)) +
+                        (card.counts || !download.age ? "" : ", not counted"));
         }
-        if (driver.cards.empty())
-            ages.append(driver.isOverdue               ? "never"
-                        : book.counts.driverCards == 0 ? "no card files"
-                                                       : "-");
         const QString several = QStringLiteral(" (%1 drivers)").arg(driver.holders);
         rows.push_back({driver.isOverdue ? "overdue" : "",
                         html(orDash(driver.name) + (driver.holders > 1 ? several : QString())),
