@@ -77,10 +77,12 @@ inline QByteArray cardFile(const char* firstNames, const char* surname, const ch
 
 // A fleet of which much is not known on 1 April 2024.
 //
-//   AB 1  was downloaded in January, and in April with all of March, but February is missing. In
-//         March it was driven 12 km without a card, and Jo's last drive goes on into April.
+//   AB 1  was downloaded in January, and in March and April, but February is missing. In March it
+//         was driven 12 km without a card, which only the download of March shows. Jo's last drive
+//         goes on into April.
 //   XY 9  Jo's card was in it when it was downloaded in January, and somebody else's is in April.
-//   FU 1  has a download from the future only.
+//         Another download is from the future.
+//   FU 1  has no other.
 //
 // Jo Sample has a card that was renewed, downloaded at the same time as the old one; another driver
 // has the same name. Ann Early has a card and drives nothing.
@@ -95,19 +97,22 @@ inline void tellFleet(const TestKey& key) {
         insertion("Pat", "Test", at("2024-03-04T08:00"), 13000, at("2024-03-04T09:00"), 13040);
     key.write("download/M_20240131_1800_A.DDD",
               vehicleFile("AB 1", {{jo("2024-01-30T06:00", 1000, "2024-01-30T14:00", 1200)}}));
+    const auto again = jo("2024-03-04T06:00", 13000, "2024-03-04T14:00", 13100);
     key.write(
-        "download/M_20240401_0600_A.DDD",
-        vehicleFile("Ab1", {{jo("2024-03-01T06:00", 12800, "2024-03-01T14:00", 12988)},
-                            {jo("2024-03-04T06:00", 13000, "2024-03-04T14:00", 13100), within},
-                            {jo("2024-03-31T20:00", 13100, "2024-04-01T02:00", 13700)}}));
+        "download/M_20240305_0600_A.DDD",
+        vehicleFile("AB 1", {{jo("2024-03-01T06:00", 12800, "2024-03-01T14:00", 12988), again}}));
+    key.write("download/M_20240401_0600_A.DDD",
+              vehicleFile("Ab1", {{again, within},
+                                  {jo("2024-03-31T20:00", 13100, "2024-04-01T02:00", 13700)}}));
     key.write("download/M_20240131_1200_X.DDD", vehicleFile("XY 9", {{open}}));
     key.write("download/M_20240401_0700_X.DDD",
-              vehicleFile("XY 9", {{insertion("Zo\xE9", "Test", at("2024-03-31T23:30"), 900,
+              vehicleFile("XY 9", {{insertion("Zo\xE9", "Test", at("2024-03-31T00:00"), 900,
                                               at("2024-04-01T00:00"), 950)}}));
+    key.write("download/M_20990101_0000_X.DDD", vehicleFile("XY 9", {{open}}));
     key.write("download/M_20990101_0000_F.DDD", vehicleFile("FU 1", {}));
-    key.write("download/C_20240304_1200_JO.DDD", cardFile("Jo", "Sample", "DF00000000000101"));
-    key.write("download/C_20240304_1200_J.DDD", cardFile("Jo", "Sample", "DF000000000001A0"));
-    key.write("download/C_20240303_1200_J.DDD", cardFile("Jo", "Sample", "DF00000000000200"));
+    key.write("download/C_20240303_1200_JO.DDD", cardFile("Jo", "Sample", "DF00000000000101"));
+    key.write("download/C_20240303_1200_J.DDD", cardFile("Jo", "Sample", "DF000000000001A0"));
+    key.write("download/C_20240304_1200_J.DDD", cardFile("Jo", "Sample", "DF00000000000200"));
     key.write("download/C_20240401_1200_E.DDD", cardFile("Ann", "Early", "DF00000000000300"));
 }
 

@@ -329,7 +329,8 @@ private Q_SLOTS:
         QString all;
         for (const char* options :
              {"--summary", "--summary --driver DF000000000002 --from 2024-03-01 --to 2024-03-31",
-              "--summary --driver early", "--vehicle ' a,B 1' --from 2024-03-31", "--csv=gaps",
+              "--summary --driver early", "--driver 'Test, zoe' --from 2024-03-31",
+              "--vehicle ' a,B 1' --from 2024-02-10 --to 2024-02-20", "--csv=gaps",
               "--csv=vehicles --to 2024-03-31", "--csv=drivers --to 2024-03-31"})
             all += "== " + QString(options) + '\n' +
                    outputOf(key, QString("PROGRAM --utc --as-of 2024-04-01 KEY ") + options);

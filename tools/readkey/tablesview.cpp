@@ -29,15 +29,18 @@ QString ageText(const Download& download) {
 
 // "3: 1,240 km, 31.5 h", and what was driven without a card or without data; empty for nothing.
 QString crossingText(const Totals& totals, const char* link = ": ") {
-    if (totals.insertions + totals.kilometresWithoutCard + totals.kilometresWithoutData == 0)
-        return {};
-    QString result = grouped(totals.insertions) + QLatin1String(link) + grouped(totals.kilometres) +
-                     QStringLiteral(" km, ") + hours(totals.seconds);
-    if (totals.kilometresWithoutCard > 0)
-        result += QStringLiteral(", %1 km without card").arg(grouped(totals.kilometresWithoutCard));
-    if (totals.kilometresWithoutData > 0)
-        result += QStringLiteral(", %1 km without data").arg(grouped(totals.kilometresWithoutData));
-    return result;
+    QStringList parts;
+    const auto add = [&parts](qint64 kilometres, const char* what) {
+        if (kilometres > 0)
+            parts.append(grouped(kilometres) + QLatin1String(what));
+    };
+    if (totals.insertions > 0)
+        parts = QStringList{grouped(totals.insertions) + QLatin1String(link) +
+                                grouped(totals.kilometres) + QStringLiteral(" km"),
+                            hours(totals.seconds)};
+    add(totals.kilometresWithoutCard, " km without card");
+    add(totals.kilometresWithoutData, " km without data");
+    return parts.join(QStringLiteral(", "));
 }
 
 // The same as a line.
@@ -45,7 +48,8 @@ QString crossingLine(const Totals& totals) {
     const QString text =
         crossingText(totals, totals.insertions == 1 ? " of these crosses the period: "
                                                     : " of these cross the period: ");
-    return text.isEmpty() ? text : QStringLiteral("  %1\n").arg(text);
+    const QLatin1String begin(totals.insertions > 0 ? "  " : "  Crossing the period: ");
+    return text.isEmpty() ? text : begin + text + QLatin1Char('\n');
 }
 
 QString openingText(const Logbook& book, const Options& options) {
