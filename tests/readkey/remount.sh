@@ -1,5 +1,6 @@
 #!/bin/sh
-# remount.sh MAKEKEY READKEY: `readkey --remount` leaves a real mount read-only and its other flags as they were.
+# remount.sh MAKEKEY READKEY: `readkey --remount` leaves a real mount read-only and its other flags as they were. If
+# files are in the root of a stick, readkey says that a device does not look for them there.
 # The mount is in a mount namespace of its own; where the system allows none, the test is skipped (status 77).
 set -eu
 dir=$(mktemp -d)
@@ -12,6 +13,9 @@ for options in -m -rm; do
     unshare $options sh -euc '
         mount -t tmpfs -o rw,nosuid,nodev key "$1" || exit 77
         echo mounted >"$4"
+        cp "$2"/download/* "$1"
+        "$3" "$1" 2>&1 >/dev/null | grep -F "its files are not in a directory \"download\""
+        rm "$1"/*
         cp -r "$2"/. "$1"
         "$3" --remount --events "$1" >>"$4"
         tail -n 1 "$4" | grep -Fx "{\"event\":\"read\",\"errors\":[]}"

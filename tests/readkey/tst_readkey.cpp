@@ -69,7 +69,7 @@ private Q_SLOTS:
         const Run run = readkey(key, options + " --as-of 2024-03-15 KEY", "TZ=Europe/Berlin");
         QCOMPARE(linesOf(run.out), linesOf(dataFile(QTest::currentDataTag())));
         QCOMPARE(run.err, QString("readkey: M_20240310_0830_BAD.DDD: not a vehicle-unit download "
-                                  "(begins with D2 D2)\n"));
+                                  "(VehicleInfo read() TREPx1 not found, found d2d2instead!)\n"));
         QCOMPARE(run.status, 3);
     }
 
@@ -254,14 +254,63 @@ private Q_SLOTS:
         QCOMPARE(few.err.count("not a vehicle-unit download"), 20);
         QCOMPARE(onTerminal(key, "PROGRAM KEY/one").out.count("not a vehicle-unit download"), 20);
         const Run many = readkey(key, "KEY/one KEY/two nothing");
-        QCOMPARE(many.err, QString("readkey: not a vehicle-unit download: 21 files, the first are "
-                                   "KEY/one: M_20240315_0829_A.DDD, KEY/one: M_20240315_0828_A.DDD "
-                                   "and KEY/one: M_20240315_0827_A.DDD\n"
-                                   "readkey: nothing: no such directory\n"));
+        QCOMPARE(many.err,
+                 QString("readkey: not a vehicle-unit download: 21 files, the first are "
+                         "KEY/one: M_20240315_0829_A.DDD, KEY/one: M_20240315_0828_A.DDD, "
+                         "KEY/one: M_20240315_0827_A.DDD\n"
+                         "readkey: nothing: no such file or directory\n"));
         QCOMPARE(many.out.count("\n  KEY/one: M_20240315_08"), 20);
         QCOMPARE(many.out.count("\n  KEY/two: M_20240315_0810_A.DDD: not a vehicle"), 1);
         QVERIFY(many.out.contains("\n  KEY/two  M_20240315_0810_A.DDD  failed\n"));
         QCOMPARE(many.status, 1);
+    }
+
+    void oddThingsAreHinted_data() {
+        const auto row = columns<QString, QString, QString>("given", "path", "hint");
+        row("changed on its way", "mv plate download/M_20240315_0830_A.DDD", "KEY",
+            "M_20240315_0830_A.DDD: its plate has control characters, and it has no insertions: it "
+            "was probably changed on its way");
+        row("empty beside full", "mkdir DOWNLOAD; mv plate DOWNLOAD/notes.ddd", "KEY",
+            "KEY: \"download\" is empty, but \"DOWNLOAD\" is not: give KEY/DOWNLOAD as PATH for "
+            "its 1 "
+            "file");
+        row("other names", "mv plate download/notes", "--verbose KEY 2>&1 >out | grep notes >&2",
+            "KEY/download/notes: left alone");
+    }
+
+    void oddThingsAreHinted() {
+        QFETCH(QString, given);
+        QFETCH(QString, path);
+        QFETCH(QString, hint);
+        const TestKey key;
+        key.write("plate", vehicleFile("A\nB", {}));
+        outputOf(key, given);
+        const Run run = readkey(key, path);
+        QCOMPARE(QString(run.err).remove("readkey: "), hint + "\n");
+        QCOMPARE(run.status, 0);
+    }
+
+    // Files that have no name of a download get their own time when they are copied.
+    void singleFilesAreCopied() {
+        const TestKey key("in");
+        key.write("in/M_20240315_0830_A.DDD", smallVehicleUnit("AB 1"));
+        key.write("in/card", smallCard("DF1"));
+        key.write("in/text", "hello");
+        outputOf(key, "touch -d 2024-01-02T03:04Z in/card");
+        const Run run = readkey(key, "--json --copy-to copies in/* nothing");
+        QCOMPARE(run.err,
+                 QString("readkey: text: not a download but text (The card file ends within "
+                         "block 6865 at 0)\nreadkey: nothing: no such file or directory\n"));
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.out.contains(
+            "{\"file\":\"card\",\"key\":\"in\",\"kind\":\"card\",\"downloaded\":null,"
+            "\"status\":\"ok\",\"reason\":null,\"copy\":\"copied\","));
+        QVERIFY(run.out.endsWith("\n{\"file\":null,\"key\":\"nothing\",\"kind\":null,"
+                                 "\"downloaded\":null,\"status\":\"failed\","
+                                 "\"reason\":\"no such file or "
+                                 "directory\",\"copy\":null,\"card\":null,\"vehicle\":null}\n"));
+        QCOMPARE(outputOf(key, "cd copies; find * -printf '%f %TY-%Tm-%Td %TH:%TM\n' | sort"),
+                 QString("M_20240315_0830_A.DDD 2024-03-15 08:30\ncard 2024-01-02 03:04\n"));
     }
 
     void downloadedIsMadeOnRequest() {
@@ -270,7 +319,8 @@ private Q_SLOTS:
                  "PROGRAM .; [ ! -e downloaded ]; PROGRAM --downloaded-dir KEY; [ -d downloaded ]");
     }
 
-    // A path is a key, its download directory or a folder of files; several make one logbook.
+    // A path is a key, its download directory, a folder of files or a file; several make one
+    // logbook. Where the name of a file says nothing, its contents do.
     void pathIsAKeyOrItsDownloadsOrAFolder_data() {
         const auto row = columns<QString>("lastLine");
         const QString all = "5 files, 1 driver card, 3 vehicle downloads, 5 insertions.\n";
@@ -281,11 +331,17 @@ private Q_SLOTS:
         row("KEY/old", all);
         row("KEY KEY/old", twice);
         row("KEY KEY/folder", twice);
+        row("KEY/DOWNLOAD", all);
+        row("KEY/folder/*", all);
+        row("KEY/any/*", all);
     }
 
     void pathIsAKeyOrItsDownloadsOrAFolder() {
         const StoryKey key;
-        outputOf(key, "cp -r download folder; mkdir old; cp -r download old/DOWNLOAD");
+        outputOf(
+            key,
+            "cp -r download folder; mkdir old any; cp -r download old/DOWNLOAD;"
+            "cp -r download DOWNLOAD; cd download; for i in *; do cp $i ../any/${i%%.*}; done");
         const Run run = readkey(key, QString(QTest::currentDataTag()));
         QCOMPARE(run.err, QString());
         QTEST(run.out.section('\n', -2), "lastLine");
@@ -398,7 +454,8 @@ private Q_SLOTS:
         const Run run = readkey(key, "--csv KEY");
         QCOMPARE(insertedTimes(run.out).size(), 103);
         QCOMPARE(run.err, QString("readkey: M_20240301_0830_OLD.DDD: not a vehicle-unit download "
-                                  "(begins with 76 76)\n"));
+                                  "but text (VehicleInfo read() TREPx1 not found, found "
+                                  "7676instead!)\n"));
         QCOMPARE(run.status, 3);
         QCOMPARE(readkey(key, "--csv=cards KEY").out.count(",driver,1,DF"), 103);
     }

@@ -1,5 +1,5 @@
-// JSON Lines, one object for each file. An insertion that several files hold stands in the object
-// of the file that it was taken from.
+// JSON Lines, one object for each file, and one for each failure of a key as a whole. An insertion
+// that several files hold stands in the object of the file that it was taken from.
 #include "cardtypes.h"
 #include "json.h"
 #include "text.h"
@@ -33,7 +33,7 @@ QByteArray fileJson(const LogFile& file, const QByteArray& insertions) {
     else if (file.status == LogFile::Ok)
         vehicle =
             jsonObject({{"plate", jsonString(file.plate)}, {"insertions", '[' + insertions + ']'}});
-    return jsonObject({{"file", jsonString(file.name)},
+    return jsonObject({{"file", jsonStringOrNull(file.name)},
                        {"key", jsonString(file.key)},
                        {"kind", jsonStringOrNull(QLatin1String(kindNames[file.kind]))},
                        {"downloaded", jsonTime(file.downloaded)},
@@ -46,7 +46,7 @@ QByteArray fileJson(const LogFile& file, const QByteArray& insertions) {
 
 } // namespace
 
-void writeJson(const Logbook& book, const Options& /*options*/, QIODevice& out) {
+void writeJson(const Logbook& book, const Options& options, QIODevice& out) {
     std::vector<QByteArray> holders;
     for (const DriverSummary& driver : book.drivers)
         holders.push_back(jsonStringOrNull(driver.name));
@@ -57,6 +57,14 @@ void writeJson(const Logbook& book, const Options& /*options*/, QIODevice& out) 
     }
     for (const LogFile& file : book.files)
         out.write(fileJson(file, insertions[file.index]) + '\n');
+    for (const Failure& failure : book.failures) {
+        LogFile key;
+        key.key = failure.key;
+        key.status = LogFile::Failed;
+        key.reason = failure.reason;
+        if (failure.file.isEmpty() && failure.key != options.copyTo)
+            out.write(fileJson(key, {}) + '\n');
+    }
 }
 
 } // namespace readkey

@@ -76,7 +76,7 @@ LogFile examineEntry(int directory, const char* bytes) {
 QString openReason(QFile& file) {
     const int error = openRegular(file, QIODevice::ReadOnly);
     if (error == ELOOP)
-        return QStringLiteral("it is no longer a regular file");
+        return QStringLiteral("it is not a regular file");
     if (error == EFBIG)
         return tooLargeText(file.size());
     if (error != 0)
@@ -86,22 +86,30 @@ QString openReason(QFile& file) {
     return {};
 }
 
-// Why a parser refused the file, as far as its state and its first bytes say more than the parser.
-QString parserReason(QFile& file, const aux::Error& error, LogFile::Kind kind) {
-    if (file.error() != QFileDevice::NoError)
-        return QStringLiteral("cannot be read: ") + file.errorString();
+// What a file that is no download begins with; empty if that is not known.
+QString nameOfContents(const QByteArray& begin) {
+    static const std::pair<const char*, const char*> known[] = {
+        {"PK\x03\x04", "a ZIP archive"}, {"\x89PNG", "a picture"}, {"\xFF\xD8\xFF", "a picture"}};
+    for (const auto& [bytes, name] : known) {
+        if (begin.startsWith(bytes))
+            return QLatin1String(name);
+    }
+    QTextCodec::ConverterState state;
+    const QString text = QTextCodec::codecForName("UTF-8")->toUnicode(begin, begin.size(), &state);
+    const bool isText = std::none_of(text.begin(), text.end(), [](QChar character) {
+        return character.category() == QChar::Other_Control && !character.isSpace();
+    });
+    return isText && state.invalidChars == 0 ? QStringLiteral("text") : QString();
+}
+
+// Each generation and version has a first digit of its own: 76 01, 76 21, 76 31.
+bool isVehicleUnit(const QByteArray& begin) {
+    return begin.size() >= 2 && begin.at(0) == '\x76' && (begin.at(1) & 0x0F) == 1;
+}
+
+QByteArray beginOf(QFile& file) {
     file.seek(0);
-    const QByteArray begin = file.read(2);
-    // Each generation and version has a first digit of its own: 76 01, 76 21, 76 31.
-    const bool isOverview = begin.size() == 2 && begin.at(0) == '\x76' && (begin.at(1) & 0x0F) == 1;
-    if (kind == LogFile::Vehicle && !isOverview)
-        return QStringLiteral("not a vehicle-unit download (begins with %1)")
-            .arg(QString::fromLatin1(begin.toHex(' ').toUpper()));
-    const QString text = errorText(error);
-    if (text.contains(QLatin1String("not mmapped")) &&
-        file.size() >= downloadkey::smallestVehicleUnitFile)
-        return QStringLiteral("not enough memory");
-    return QStringLiteral("damaged or cut off (%1)").arg(text);
+    return file.read(512);
 }
 
 aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file) {
@@ -123,6 +131,37 @@ aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file)
     file.cardNumber = card.cardNumber();
     file.holder = card.holderName();
     return error;
+}
+
+// What the file really is, as far as its bytes show it.
+QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind kind) {
+    static const char* const wanted[] = {"card download", "vehicle-unit download", "download"};
+    const QByteArray begin = beginOf(file);
+    LogFile card;
+    if (kind == LogFile::Card && isVehicleUnit(begin))
+        return QStringLiteral("a vehicle-unit download under a card's name");
+    if (kind == LogFile::Vehicle && !isVehicleUnit(begin) && readCard(key, file, card).isEmpty())
+        return QStringLiteral("a %1 card under a vehicle's name").arg(cardTypeName(card.cardType));
+    const QString contents = nameOfContents(begin);
+    if (!contents.isEmpty())
+        return QStringLiteral("not a %1 but %2").arg(QLatin1String(wanted[kind]), contents);
+    if (kind == LogFile::Card || isVehicleUnit(begin))
+        return QStringLiteral("damaged or cut off");
+    return QStringLiteral("not a ") + QLatin1String(wanted[kind]);
+}
+
+// Why a parser refused the file, in plain words, with the parser's own behind them.
+QString parserReason(downloadkey::DownloadKey& key, QFile& file, const aux::Error& error,
+                     LogFile::Kind kind) {
+    if (file.error() != QFileDevice::NoError)
+        return QStringLiteral("cannot be read: ") + file.errorString();
+    QString text = errorText(error);
+    if (text.contains(QLatin1String("not mmapped")) &&
+        file.size() >= downloadkey::smallestVehicleUnitFile)
+        return QStringLiteral("not enough memory");
+    if (kind != LogFile::Card && isVehicleUnit(beginOf(file)))
+        text.prepend(QStringLiteral("it ends at byte %1; ").arg(file.size()));
+    return QStringLiteral("%1 (%2)").arg(contentsReason(key, file, kind), text);
 }
 
 } // namespace
@@ -155,7 +194,7 @@ Listing listFiles(const QString& downloadDir) {
         if (hasTachographExtension(QString::fromUtf8(entry->d_name)))
             result.files.push_back(examineEntry(::dirfd(directory.get()), entry->d_name));
         else if (qstrcmp(entry->d_name, ".") != 0 && qstrcmp(entry->d_name, "..") != 0)
-            ++result.otherEntries;
+            result.others.append(QString::fromUtf8(entry->d_name));
     }
     result.error = errno;
     std::sort(result.files.begin(), result.files.end(), [](const LogFile& a, const LogFile& b) {
@@ -175,13 +214,18 @@ std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key
         set(file, LogFile::Failed, reason);
         return nullptr;
     }
+    const LogFile::Kind named = file.kind;
+    if (named == LogFile::Other)
+        file.kind = isVehicleUnit(beginOf(device)) ? LogFile::Vehicle : LogFile::Card;
+    device.seek(0);
     std::unique_ptr<downloadkey::VehicleInfo> vehicle;
     if (file.kind == LogFile::Vehicle)
         vehicle = std::make_unique<downloadkey::VehicleInfo>(device);
     const aux::Error error = vehicle ? vehicle->read() : readCard(key, device, file);
     if (error.isEmpty())
         return vehicle;
-    set(file, LogFile::Failed, parserReason(device, error, file.kind));
+    file.kind = named;
+    set(file, LogFile::Failed, parserReason(key, device, error, named));
     return nullptr;
 }
 

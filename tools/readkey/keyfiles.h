@@ -14,8 +14,8 @@ struct Listing {
     // Card files, newest first, then vehicle-unit files, newest first; then those that are skipped
     // or have failed already, by name. `key` is left to the caller.
     std::vector<LogFile> files;
-    size_t otherEntries = 0; // that do not look like downloads
-    int error = 0;           // an errno when the directory could not be listed to its end
+    QStringList others; // names that do not look like downloads
+    int error = 0;      // an errno when the directory could not be listed to its end
 };
 
 // Lists the directory by the same rules as the library, but with what the library passes over.
@@ -24,8 +24,9 @@ Listing listFiles(const QString& downloadDir);
 // What the bare name tells of a file that is to be read.
 LogFile fileOf(const QString& name);
 
-// Reads the file at `path`; a failure is told in `file`. Returns what a vehicle-unit file holds; a
-// card goes into `file`. `key` only lends its generateSpecific().
+// Reads the file at `path`. If its kind is not known, its contents decide. A failure is told in
+// `file`. Returns what a vehicle-unit file holds; a card goes into `file`. `key` only lends its
+// generateSpecific().
 std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key,
                                                    const QString& path, LogFile& file);
 

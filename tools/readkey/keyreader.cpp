@@ -3,12 +3,14 @@
 #include "console.h"
 #include "events.h"
 #include "openfile.h"
+#include "text.h"
 
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
+#include <QtCore/QStorageInfo>
 
 #include <cerrno>
 
@@ -83,7 +85,8 @@ KeyReader::KeyReader(const Options& options, const QString& path, LogbookBuilder
     , m_book(book)
     , m_copier(copier)
     , m_events(events)
-    , m_key(m_configuration) {
+    , m_key(m_configuration)
+    , m_name(path) {
     setUpHost();
     if (m_events)
         writeSignals(m_key, *m_events);
@@ -96,14 +99,15 @@ KeyReader::~KeyReader() {
 }
 
 // A key is named by its mount directory or by its download directory. Any other directory with
-// download files in it is a folder of copies.
+// download files in it is a folder of copies, and a file is a folder with one file.
 void KeyReader::read(const std::function<void(int)>& progress) {
     m_progress = progress;
     m_mountDir = mountDirOf(m_path);
-    const bool isFolder =
-        downloadDirOf(m_mountDir).isEmpty() && !m_events && !listFiles(m_path).files.empty();
+    const QFileInfo path(m_path);
     m_key.init();
-    if (isFolder)
+    if (!m_events && !path.isDir() && (path.exists() || path.isSymLink()))
+        readSingleFile();
+    else if (!m_events && downloadDirOf(m_mountDir).isEmpty() && !listFiles(m_path).files.empty())
         readFolder();
     else if (openKey())
         readKey();
@@ -113,11 +117,11 @@ void KeyReader::read(const std::function<void(int)>& progress) {
 
 QString KeyReader::mountDirOf(const QString& path) {
     const QFileInfo directory(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
-    if (downloadDirOf(path).isEmpty() &&
+    const QFileInfo downloadDir(downloadDirOf(directory.path()));
+    const bool isDownloadDir =
         directory.fileName().compare(QLatin1String("download"), Qt::CaseInsensitive) == 0 &&
-        directory.isDir())
-        return directory.path();
-    return path;
+        directory.isDir() && directory.canonicalFilePath() == downloadDir.canonicalFilePath();
+    return isDownloadDir && downloadDirOf(path).isEmpty() ? directory.path() : path;
 }
 
 // What a host provides besides the calls: its settings, its log, and the remounting.
@@ -166,13 +170,28 @@ void KeyReader::connectSignals() {
 
 void KeyReader::readFolder() {
     listDirectory(m_path);
-    if (m_options.makeDownloadedDir)
-        fail(QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
+    if (QStorageInfo(m_path).rootPath() == QFileInfo(m_path).canonicalFilePath())
+        warn({},
+             QStringLiteral("its files are not in a directory \"download\", where a device looks "
+                            "for them"));
+    readOneByOne(m_path);
+}
+
+void KeyReader::readSingleFile() {
+    const QFileInfo file(m_path);
+    m_name = m_downloadDir = file.path();
+    m_listing.files = {fileOf(file.fileName())};
+    if (m_copier && file.canonicalPath() == QFileInfo(m_options.copyTo).canonicalFilePath()) {
+        failFile(file.fileName(), QStringLiteral("not copied: it is in this directory"), false);
+        m_copier = nullptr;
+    }
     readOneByOne(m_path);
 }
 
 // Without the library's own read(), and so it is for readkey to copy and to remount.
 void KeyReader::readOneByOne(const QString& mountDir) {
+    if (m_options.makeDownloadedDir && m_downloadDir != downloadDirOf(m_mountDir))
+        fail(QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
     addFiles();
     if (m_options.remount)
         remount(mountDir);
@@ -189,6 +208,13 @@ bool KeyReader::openKey() {
     if (!error.isEmpty())
         return fail(reasonNotOpened());
     listDirectory(downloadDirOf(m_mountDir));
+    const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
+    const size_t hidden = m_listing.files.empty() ? listFiles(second).files.size() : 0;
+    if (hidden > 0)
+        warn({},
+             QStringLiteral("\"download\" is empty, but \"DOWNLOAD\" is not: give %1 as PATH for "
+                            "its %2")
+                 .arg(second, counted(hidden, "file")));
     return true;
 }
 
@@ -239,7 +265,9 @@ void KeyReader::listDirectory(const QString& directory) {
     m_listing = listFiles(directory);
     if (m_listing.error != 0)
         fail(directory + QStringLiteral(": cannot be read: ") + qt_error_string(m_listing.error));
-    m_book.addOtherEntries(m_listing.otherEntries);
+    m_book.addOtherEntries(static_cast<size_t>(m_listing.others.size()));
+    for (const QString& name : m_options.verbose ? m_listing.others : QStringList())
+        console::line(directory + QLatin1Char('/') + name + QStringLiteral(": left alone"));
 }
 
 // When the disk fails during the library's own listing, that list is only shorter.
@@ -267,22 +295,35 @@ void KeyReader::addFiles() {
 
 void KeyReader::addFile(LogFile file) {
     const QString path = m_downloadDir + QLatin1Char('/') + file.name;
-    file.key = m_path;
+    file.key = m_name;
     file.copy = m_copies.take(file.name);
     std::shared_ptr<downloadkey::VehicleInfo> vehicle;
-    const bool isMissed = file.status == LogFile::Failed && file.copy == LogFile::NotAsked &&
-                          !m_options.copyTo.isEmpty();
-    if (isMissed)
-        file.copy = LogFile::NotCopied;
+    const auto copyUnlessDone = [&] {
+        if (file.copy == LogFile::NotAsked)
+            file.copy =
+                copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
+                                               : QFileInfo(path).lastModified());
+    };
     if (file.status == LogFile::Ok) {
-        if (file.copy == LogFile::NotAsked) // the library did not offer it
-            file.copy = copyFile(path, QDateTime::fromSecsSinceEpoch(file.downloaded.value_or(0)));
+        if (file.kind != LogFile::Other) // whatever is in it
+            copyUnlessDone();
         vehicle = m_vehicles.take(file.name);
         if (!vehicle)
             vehicle = readFile(m_key, path, file);
     }
-    if (file.status == LogFile::Failed)
+    if (file.status == LogFile::Ok) {
+        copyUnlessDone();
+    } else if (file.status == LogFile::Failed) {
+        const bool isMissed = file.copy == LogFile::NotAsked && !m_options.copyTo.isEmpty();
+        if (isMissed)
+            file.copy = LogFile::NotCopied;
         failFile(file.name, file.reason, !isMissed);
+    }
+    if (vehicle && printable(vehicle->getPlateString()) != vehicle->getPlateString() &&
+        vehicle->getDriverActivities().empty())
+        warn(file.name,
+             QStringLiteral("its plate has control characters, and it has no insertions: "
+                            "it was probably changed on its way"));
     if (vehicle && !m_events) // events show no logbook
         m_book.addVehicle(std::move(file), *vehicle);
     else
@@ -303,7 +344,7 @@ LogFile::Copy KeyReader::copyFile(const QString& path, const QDateTime& time) {
         return LogFile::NotCopied;
     }
     if (!m_copier->warning().isEmpty())
-        m_book.addWarning({m_path, name, m_copier->warning()});
+        warn(name, m_copier->warning());
     return outcome == FileCopier::Copied ? LogFile::Copied : LogFile::Kept;
 }
 
@@ -313,11 +354,21 @@ bool KeyReader::remount(const QString& mountDir) {
 }
 
 QString KeyReader::reasonNotOpened() const {
-    if (::access(QFile::encodeName(m_path + QLatin1String("/.")).constData(), X_OK) == 0)
+    if (::access(QFile::encodeName(m_path + QLatin1String("/.")).constData(), X_OK) != 0)
+        return errno == ENOENT    ? QStringLiteral("no such file or directory")
+               : errno == ENOTDIR ? QStringLiteral("not a directory")
+                                  : QStringLiteral("cannot be read: ") + qt_error_string(errno);
+    const QDir directory(m_path);
+    const QStringList similar = directory.entryList({QStringLiteral("download")}, QDir::Dirs);
+    if (similar.isEmpty())
         return QStringLiteral("no key: it has no \"download\" directory, and no download files");
-    return errno == ENOENT    ? QStringLiteral("no such directory")
-           : errno == ENOTDIR ? QStringLiteral("not a directory")
-                              : QStringLiteral("cannot be read: ") + qt_error_string(errno);
+    return QStringLiteral(
+               "no key: its directory is named \"%1\", not \"download\"; give %2 as PATH")
+        .arg(similar.first(), directory.filePath(similar.first()));
+}
+
+void KeyReader::warn(const QString& file, const QString& text) {
+    m_book.addWarning({m_name, file, text});
 }
 
 bool KeyReader::fail(const QString& reason) {
@@ -327,7 +378,7 @@ bool KeyReader::fail(const QString& reason) {
 
 void KeyReader::failFile(const QString& file, const QString& reason, bool isDamage) {
     ++m_failures;
-    m_book.addFailure({m_path, file, reason, isDamage});
+    m_book.addFailure({m_name, file, reason, isDamage});
 }
 
 } // namespace readkey

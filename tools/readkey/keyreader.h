@@ -35,6 +35,7 @@ private:
     void setUpHost();
     void connectSignals();
     void readFolder();
+    void readSingleFile();
     void readOneByOne(const QString& mountDir);
     bool openKey();
     void readKey();
@@ -46,6 +47,7 @@ private:
     LogFile::Copy copyFile(const QString& path, const QDateTime& time);
     bool remount(const QString& mountDir);
     QString reasonNotOpened() const;
+    void warn(const QString& file, const QString& text);
     bool fail(const QString& reason); // returns false
     void failFile(const QString& file, const QString& reason, bool isDamage);
 
@@ -57,6 +59,7 @@ private:
     aux::Configuration m_configuration;
     downloadkey::DownloadKey m_key;
     std::function<void(int)> m_progress;
+    QString m_name; // of the key in the logbook
     QString m_mountDir;
     QString m_downloadDir;
     Listing m_listing;                     // as it was when the key was opened

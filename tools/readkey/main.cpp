@@ -27,8 +27,14 @@ std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& b
         return nullptr;
     auto copier = std::make_unique<FileCopier>(options.copyTo);
     QStringList keys;
-    for (const QString& path : options.paths)
-        keys.append(KeyReader::mountDirOf(path));
+    for (const QString& path : options.paths) {
+        const bool isDirectory = QFileInfo(path).isDir();
+        const QString directory = isDirectory ? path : QFileInfo(path).path();
+        const QString key = KeyReader::mountDirOf(directory);
+        if (isDirectory || key != directory) // a file need not be on a key
+            keys.append(key);
+    }
+    keys.removeDuplicates();
     if (copier->open(keys))
         return copier;
     book.addFailure(
@@ -66,9 +72,9 @@ void tell(const std::vector<Failure>& failures, const Logbook& book) {
     for (const Failure& failure : failures) {
         QStringList& group = places[cause(failure)];
         if (group.size() > many) {
-            console::error(QStringLiteral("%1: %2 files, the first are %3, %4 and %5")
-                               .arg(cause(failure), QString::number(group.size()), group.at(0),
-                                    group.at(1), group.at(2)));
+            console::error(QStringLiteral("%1: %2 files, the first are %3")
+                               .arg(cause(failure), QString::number(group.size()),
+                                    QStringList(group.mid(0, 3)).join(QStringLiteral(", "))));
             group.clear();
         } else if (!group.isEmpty()) {
             console::error(book.placeOf(failure) + QStringLiteral(": ") + failure.reason);

@@ -33,8 +33,8 @@ constexpr OptionRow rows[] = {
 QString helpText() {
     QString text = QStringLiteral(
         "Usage: readkey [options] PATH...\n"
-        "Shows what is on download keys. PATH: where a key is mounted, or a folder of\n"
-        "download files. Without a view: tables of drivers, vehicles and files.\n\n");
+        "Shows what is on download keys. PATH: where a key is mounted, a folder of\n"
+        "download files, or a file. Default view: tables of drivers, vehicles and files.\n\n");
     for (const OptionRow& row : rows)
         text += helpLine(row);
     return text +
