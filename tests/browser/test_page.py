@@ -305,6 +305,10 @@ class PageTest(unittest.TestCase):
         self.assertRegex(self.one("#made").text, rf"^Made by readkey {version}, \d{{4}}-\d\d-\d\d \d\d:\d\d\.$")
         small = make_key(self.directory / "small", "--files", "1", "--days", "1")
         self.assertLess(make_page(small).stat().st_size, 80_000)
+        for file in (small / "download").glob("*AB100CD*"):
+            file.unlink()
+        self.show(make_page(small))
+        self.assertEqual(self.one("#picture").text, "Who drove when\nNo insertion was read.")
 
     def test_summary_is_that_of_the_csv_with_scripts_and_without(self):
         with_script = {name: self.table(name) for name in ("vehicles", "drivers", "failures", "files")}
@@ -569,6 +573,9 @@ class PageTest(unittest.TestCase):
         self.assertEqual(", ".join(self.tip()), lanes[-1][1])
         press(Keys.ESCAPE)
         self.assertIsNone(self.tip())
+        bar = self.one(".lane .bar")
+        ActionChains(self.browser).move_to_element_with_offset(bar, -bar.rect["width"] // 2 - 12, 0).click().perform()
+        self.assertEqual(", ".join(self.tip()), lanes[0][1])
         self.one("#later").send_keys("")
         first = press(Keys.TAB)
         self.assertEqual(first, lanes[0][1])

@@ -133,13 +133,11 @@ const gaps = rows("gap-rows").map(([vehicle, kind, start, end, km]) =>
     ({gap: kind === 0 ? "card" : "data", vehicle, start, end, km}));
 const measured = [...insertions, ...gaps]; // what has a beginning and an end
 vehicles.forEach(({knownFrom, download}, vehicle) => {
+    const orElse = (time, other) => (time === null ? other : time);
     const addUnknown = (start, end) => gaps.push({gap: "data", vehicle, start, end, km: null});
-    if (knownFrom !== null)
-        addUnknown(-Infinity, knownFrom);
+    addUnknown(-Infinity, orElse(knownFrom, orElse(download, Infinity)));
     if (download !== null)
         addUnknown(download, Infinity);
-    if (knownFrom === null && download === null)
-        addUnknown(-Infinity, Infinity);
 });
 
 function slotName(slot) {
