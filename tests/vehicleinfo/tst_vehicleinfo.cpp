@@ -300,13 +300,6 @@ private Q_SLOTS:
         QCOMPARE(insertionsOf(read), QString("7"));
     }
 
-    void activitiesBeginWithZeros() {
-        const VehicleInfo::_FeDriverActivities activity;
-        QCOMPARE(activity.odometerAtInsertion, 0U);
-        QCOMPARE(activity.odometerAtWithdrawal, 0U);
-        QCOMPARE(activity.slot, quint16(0));
-    }
-
     void readHeader_data() {
         tableRows<quint32, QByteArray, quint16, quint16, quint32, QString>(
             "headers.txt", "position", "bytes", "size", "count", "end", "debugLine");
@@ -414,12 +407,11 @@ private Q_SLOTS:
         QFETCH(QString, array);
         QFETCH(QString, block);
         QFETCH(QString, type);
-        const QString parser = block.startsWith('2') ? "readGen2_1" : "readGen2_2";
         for (const auto& [fault, failure] :
              {std::pair("other type", "Read %1 header"), {"too many", "Skip %1"}}) {
             const auto info = load(spoiltFile(block, type, fault));
-            QCOMPARE(messageOf(info->read()), QString("VehicleInfo %1() TREP%2: %3 failed")
-                                                  .arg(parser, block, QString(failure).arg(array)));
+            QCOMPARE(messageOf(info->read()), QString("VehicleInfo readGen2_2() TREP%1: %2 failed")
+                                                  .arg(block, QString(failure).arg(array)));
             QTEST(insertionsOf(*info), "insertions");
             QTEST(info->getPlateString(), "plate");
         }
