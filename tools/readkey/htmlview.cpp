@@ -232,7 +232,7 @@ std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
 // "from this instant on, the clock is so many seconds ahead of UTC", for the days of the period.
 // The page computes with it, because the browser may be in another zone.
 QByteArray clockRows(const Logbook& book, const Clock& clock) {
-    constexpr qint64 week = 7 * 86400; // no clock changes twice in it
+    constexpr qint64 week = 604800; // no clock changes twice in it
     const auto offset = [&clock](qint64 time) {
         const auto zone = clock.utc ? Qt::UTC : Qt::LocalTime;
         return QDateTime::fromSecsSinceEpoch(time, zone).offsetFromUtc();

@@ -69,8 +69,7 @@ function update(all) {
     drawLanes();
     tellTotals(choice.list, choice.gaps);
     tellShown(choice.list);
-    const order = state.lanes === "vehicle" ? ["vehicle", "driver"] : ["driver", "vehicle"];
-    insertionTable.show(choice.list.sort((a, b) => a[order[0]] - b[order[0]] || a.start - b.start));
+    insertionTable.show(choice.list.sort((a, b) => a[state.lanes] - b[state.lanes] || a.start - b.start));
     byId("count").textContent = number(choice.list.length);
 }
 

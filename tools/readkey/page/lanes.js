@@ -46,7 +46,7 @@ function merged(list) {
 
 // Gives each bar the first level of its slot that is free at its time, and returns how many there are.
 function stack(bars) {
-    const ends = {driver: [0], other: [0]};
+    const ends = {driver: [-Infinity], other: [-Infinity]};
     for (const bar of bars) {
         const levels = ends[bar.row];
         const free = levels.findIndex((end) => end <= bar.start);
