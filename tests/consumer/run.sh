@@ -71,6 +71,13 @@ quotes)
         file=$(head -n 1 "$quote")
         [[ "$(<"$source_dir/$file")" == *"$(tail -n +2 "$quote")"* ]] || fail "this does not quote $file: $quote"
     done
+    # A test runs the commands below each heading of the pages for hosts and devices.
+    for page in host-integration.md device-build.md; do
+        awk -v page=$page '/^## / { heading = substr($0, 4) } /^ *```sh/ { print page, heading }' "$source_dir/docs/$page"
+    done | while read -r page heading; do
+        grep -qE "run_commands $page '?$heading'?( |\)|$)" "$source_dir"/tests/{consumer,package}/*.sh ||
+            fail "no test runs the commands of $page, $heading"
+    done
     ;;
 readme)
     # The README shows what its first command prints, and leaves out what is at "[...]".
@@ -173,6 +180,18 @@ recipes)
     [ "$(find "$work/target" -type f)" = "$work/target/opt/lib/libdownloadkey.so.1.0.0" ] ||
         fail 'the image has other files'
     expect_two_keys "$device" "$work/target/opt/lib:$device_lib" "$alone/build-host/host"
+    # CMake unpacks the source archive, and a host's C++ standard is the library's.
+    rm -rf "$work/fetched"
+    cp -r "$examples/minimalhost" "$work/fetched"
+    blocks docs/host-integration.md FetchContent |
+        sed "s,/path/to/libdownloadkey.*gz,\"$alone/libdownloadkey-1.0.0.tar.gz\"," >"$work/fetched/block"
+    echo 'target_compile_features(vendor_services INTERFACE cxx_std_20)' >>"$work/fetched/vendor/CMakeLists.txt"
+    sed -i -e '/^set(DOWNLOADKEY_SOURCE_DIR/,/^add_subdirectory/d' \
+        -e "/^add_subdirectory(vendor)/r $work/fetched/block" "$work/fetched/CMakeLists.txt"
+    configure "$sysroot" "$work/fetched-build" -S "$work/fetched"
+    cmake --build "$work/fetched-build"
+    expect_two_keys "$sysroot" '' "$work/fetched-build/minimalhost"
+    grep -q 'FLAGS =.* -std=c++20$' "$work/fetched-build/build.ninja" || fail 'the library is not compiled as C++20'
     # The library's folder is the one that was given.
     grep -qx 'libdir=${prefix}/lib' "$work/yocto/downloadkey.pc.in"
     grep -qx 'libdir=/opt/lib' "$work/buildroot/downloadkey.pc.in"
