@@ -523,6 +523,13 @@ class PageTest(unittest.TestCase):
             (instant(time), midnight("2024-03-16")) for time in newest.values()])
         self.choose("period", "all")
         self.assertIn(f"No data, AB 100 CD, before {minute(self.rows[0]['inserted'])}", self.labels(".lane .gap.data"))
+        # A driver has no part in what lies between cards, but what is not known is not known.
+        self.type("driver", "jo sample")
+        self.assertEqual([len(self.labels(f".lane .gap.{kind}")) for kind in ("card", "data")], [0, 4])
+        self.show_days("2024-03-10", "1")
+        self.assertEqual(self.all(".lane"), [])
+        self.type("driver", "")
+        self.assertEqual([small.text for small in self.all(".lane small")], 6 * ["no card inserted"])
         # The clock is put forward while the card is out, and the insertion before is left out.
         self.show(make_page(self.sample_key, "--from", "2024-03-14", zone="AAA-1BBB,J73/0,J300/0"))
         self.assertEqual(self.labels(".lane .gap.card"), [told + " 08:00"])
