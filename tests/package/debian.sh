@@ -19,6 +19,7 @@ pack() {
     mkdir "$folder"
     (
         cd "$sources"
+        # shellcheck disable=SC2163 # these are settings, not names
         export "$@" DOWNLOADKEY_SYSROOT="$sysroot" DOWNLOADKEY_CONTACT='A Maker <maker@c.invalid>'
         run_commands host-integration.md 'Debian packages' "${sysroot:+-d -a$architecture}"
     )
