@@ -174,14 +174,13 @@ recipes)
         -DVendorHost_DIR="$work/recipe" -DCMAKE_INSTALL_LIBDIR=/opt/lib
     settings "$work/buildroot" | diff "$work/expected-settings" - || fail 'the Buildroot package differs'
     cmake --build "$work/buildroot"
-    rm -rf "$work/target"
+    rm -rf "$work/target" "$work/fetched"
     printf 'include recipe/libdownloadkey.mk\ntarget:; $(LIBDOWNLOADKEY_INSTALL_TARGET_CMDS)\n' |
         make -C "$work" -f - target TARGET_DIR=target BR2_CMAKE=cmake LIBDOWNLOADKEY_BUILDDIR=buildroot
     [ "$(find "$work/target" -type f)" = "$work/target/opt/lib/libdownloadkey.so.1.0.0" ] ||
         fail 'the image has other files'
     expect_two_keys "$device" "$work/target/opt/lib:$device_lib" "$alone/build-host/host"
     # CMake unpacks the source archive, and a host's C++ standard is the library's.
-    rm -rf "$work/fetched"
     cp -r "$examples/minimalhost" "$work/fetched"
     blocks docs/host-integration.md FetchContent |
         sed "s,/path/to/libdownloadkey.*gz,\"$alone/libdownloadkey-1.0.0.tar.gz\"," >"$work/fetched/block"
@@ -206,7 +205,8 @@ pkgconfig)
     cp "$examples/firsthost/main.cpp" "$link"
     cd "$link"
     if [ -z "$sysroot" ]; then
-        (run_commands host-integration.md 'With the installed library')
+        (run_commands host-integration.md 'With the installed library' &&
+            [[ $(pkg-config --variable=prefix downloadkey) == "$link"/* ]]) || fail 'the prefix cannot be moved'
         expect_insertions "$libdir" ./a.out
     fi
     run_commands host-integration.md 'With a sysroot'
