@@ -12,9 +12,6 @@
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 using downloadkey::DownloadKey;
 using fuzzing::require;
 
@@ -24,10 +21,9 @@ namespace {
 QMap<QByteArray, QByteArray> takeFiles(fuzzing::Values& input) {
     QMap<QByteArray, QByteArray> files;
     while (!input.atEnd()) {
-        QByteArray name = input.bytes(static_cast<int>(input.byte()));
+        const QByteArray name = fuzzing::asFileName(input.bytes(static_cast<int>(input.byte())));
         const unsigned int high = input.byte();
         const QByteArray contents = input.bytes(static_cast<int>(high << 8 | input.byte()));
-        name.replace('/', '_').replace('\0', '_');
         if (!name.isEmpty() && name != "." && name != "..")
             files.insert(name, contents);
     }
@@ -44,14 +40,9 @@ std::size_t writeFiles(const QString& directory, const QMap<QByteArray, QByteArr
     QDir().mkpath(directory);
     std::size_t listed = 0;
     for (auto file = files.begin(); file != files.end(); ++file) {
-        const QByteArray path = QFile::encodeName(directory) + '/' + file.key();
-        const int opened = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        if (opened < 0) // a name that no file can have
+        if (!fuzzing::writeFile(QFile::encodeName(directory) + '/' + file.key(), *file))
             continue;
-        const auto written = ::write(opened, file->constData(), size_t(file->size()));
-        require(written == file->size(), "the key can be written");
-        ::close(opened);
-        // Qt's listing leaves out what is hidden and what is no UTF-8.
+        // Qt's listing leaves out what is hidden and what is not UTF-8.
         const QString name = QFile::decodeName(file.key());
         if (!file.key().startsWith('.') && QFile::encodeName(name) == file.key())
             listed += isDownload(name) ? 1 : 0;
@@ -62,18 +53,28 @@ std::size_t writeFiles(const QString& directory, const QMap<QByteArray, QByteArr
 // A host that counts what it hears, and at one signal calls the library.
 class Host {
 public:
-    Host(aux::Configuration& configuration, const QDir& mount, QString directory,
+    Host(aux::Configuration& configuration, const QDir& mount, const QString& directory,
          fuzzing::Values& input)
         : m_key(configuration)
         , m_mount(mount)
-        , m_directory(std::move(directory))
         , m_signalsLeft(static_cast<int>(input.byte()))
         , m_act(input.byte() % 4) {
-        QObject::connect(&m_key, &DownloadKey::progress,
-                         [this](int percent) { progress(percent); });
+        QObject::connect(&m_key, &DownloadKey::progress, [this](int percent) {
+            require(percent >= 0 && percent <= 100, "percent");
+            act();
+        });
         QObject::connect(&m_key, &DownloadKey::downloadFile,
-                         [this](const QString& path, const QDateTime& time) { offer(path, time); });
-        QObject::connect(&m_key, &DownloadKey::readDone, [this] { readDone(); });
+                         [this, directory](const QString& path, const QDateTime& time) {
+                             require(time.isValid() &&
+                                         path.startsWith(directory + QLatin1Char('/')),
+                                     "offered file");
+                             ++m_offered;
+                             act();
+                         });
+        QObject::connect(&m_key, &DownloadKey::readDone, [this] {
+            ++m_done;
+            act();
+        });
         aux::SystemHelper::setRemountHandler([this](const QString&) { return ++m_remounts > 0; });
     }
 
@@ -85,24 +86,11 @@ public:
         require(m_hasActed || (m_done == (isRead ? 1 : 0) && m_remounts == 1),
                 "one readDone or an error, one remount");
         require(m_hasActed || (isRead ? m_offered == listed : m_offered <= listed),
-                "no file is lost without a word");
+                "no file is silently lost");
         m_key.close();
     }
 
 private:
-    void progress(int percent) {
-        require(percent >= 0 && percent <= 100, "percent");
-        act();
-    }
-    void offer(const QString& path, const QDateTime& time) {
-        require(time.isValid() && path.startsWith(m_directory + QLatin1Char('/')), "offered file");
-        ++m_offered;
-        act();
-    }
-    void readDone() {
-        ++m_done;
-        act();
-    }
     void act() {
         if (m_hasActed || m_act == 0 || --m_signalsLeft != 0)
             return;
@@ -117,7 +105,6 @@ private:
 
     DownloadKey m_key;
     QDir m_mount;
-    QString m_directory;
     int m_signalsLeft;
     unsigned int m_act;
     bool m_hasActed = false;

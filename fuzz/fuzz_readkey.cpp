@@ -1,6 +1,6 @@
 // A key through readkey: its files to a logbook, and that through every view. The input chooses the
 // files' names and contents out of a few texts and times, so that insertions overlap and drivers
-// come again, and how readkey is asked. The keys lie in $TMPDIR.
+// come again, and how readkey is asked. The keys are in $TMPDIR.
 #include "fuzz/fuzzing.h"
 #include "samples/samples.h"
 #include "tools/readkey/console.h"
@@ -16,7 +16,6 @@
 #include <csignal>
 #include <ctime>
 
-#include <fcntl.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,7 +41,6 @@ void requireSafe(QByteArray bytes) {
 }
 
 void requireJsonLines(const QByteArray& lines) {
-    requireSafe(lines);
     QByteArrayList all = lines.split('\n');
     require(all.takeLast().isEmpty(), "the last line ends");
     for (const QByteArray& line : all)
@@ -51,7 +49,6 @@ void requireJsonLines(const QByteArray& lines) {
 
 // Within quotes a comma or the end of a line is part of a cell.
 void requireCsv(const QByteArray& csv) {
-    requireSafe(csv);
     bool isQuoted = false;
     int cells = 1;
     int cellsOfFirst = 0;
@@ -67,90 +64,82 @@ void requireCsv(const QByteArray& csv) {
     require(!isQuoted && cells == 1, "the last row ends");
 }
 
-// The tables of the page and its data; the rest of it is the same for every key.
+// The page's tables and data; the rest of it is the same for every key.
 void requirePage(const QByteArray& page) {
     static const QRegularExpression ownTags(QStringLiteral(
         "</?(section|details|summary|h2|span|div|table|thead|tbody|tr|th|td|br)"
         "( (id|class|scope|tabindex|role|aria-label|data-count)=\"[^\"<>]*\"| open)*>"));
-    const QByteArray begin = "<section class=\"taken\"";
-    for (int from = page.indexOf(begin); from >= 0; from = page.indexOf(begin, from + 1)) {
-        const QByteArray table = page.mid(from, page.indexOf("</section>", from) - from);
-        requireSafe(table);
-        require(!QString::fromUtf8(table).remove(ownTags).contains(QLatin1Char('<')),
+    const QString text = QString::fromUtf8(page);
+    for (QString table : text.split(QStringLiteral("<section class=\"taken\"")).mid(1)) {
+        table.truncate(table.indexOf(QLatin1String("</section>")));
+        require(!table.remove(ownTags).contains(QLatin1Char('<')),
                 "tables have no markup but their own");
     }
-    for (const QByteArray id : {"insertion-rows", "gap-rows", "vehicle-rows", "clock-rows"}) {
-        const QByteArray start = "id=\"" + id + "\">";
-        const int from = page.indexOf(start) + start.size();
-        const int to = page.indexOf('<', from);
-        require(from >= start.size() && page.indexOf("</script>", to) == to, "data have no '<'");
-        requireCsv(page.mid(from, to - from));
+    const QStringList data = text.split(QStringLiteral("<script type=\"text/csv\"")).mid(1);
+    require(data.size() == 4, "the data are in four tables");
+    for (const QString& csv : data) {
+        const int end = csv.indexOf(QLatin1Char('<'));
+        require(csv.midRef(end).startsWith(QLatin1String("</script>")), "data have no '<'");
+        requireCsv(csv.left(end).section(QLatin1Char('>'), 1).toUtf8());
     }
 }
 
 // What names and records have.
-class Values {
+class Values : public FuzzedDataProvider {
 public:
-    explicit Values(FuzzedDataProvider& input)
-        : m_input(input) {
+    Values(const std::uint8_t* data, std::size_t size)
+        : FuzzedDataProvider(data, size) {
+        qputenv("TZ", PickValueInArray({"UTC", "Europe/Berlin", "Pacific/Kiritimati"}));
+        ::tzset();
         for (QByteArray& text : m_texts)
             text = anyText(40);
         for (std::uint32_t& time : m_times)
-            time = m_input.ConsumeIntegral<std::uint32_t>();
+            time = ConsumeIntegral<std::uint32_t>();
     }
 
-    int below(int limit) { return m_input.ConsumeIntegralInRange(0, limit - 1); }
-    unsigned char byte() { return m_input.ConsumeIntegral<unsigned char>(); }
-
+    int below(int limit) { return ConsumeIntegralInRange(0, limit - 1); }
+    unsigned char byte() { return ConsumeIntegral<unsigned char>(); }
     QByteArray anyText(std::size_t size) {
-        return QByteArray::fromStdString(m_input.ConsumeRandomLengthString(size));
+        return QByteArray::fromStdString(ConsumeRandomLengthString(size));
     }
-    QByteArray text() { return m_input.PickValueInArray(m_texts); }
-
+    QByteArray text() { return PickValueInArray(m_texts); }
     std::uint32_t time() {
-        static constexpr std::uint32_t limits[] = {0, 1, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
-        return m_input.ConsumeBool()
-                   ? m_input.PickValueInArray(limits)
-                   : m_input.PickValueInArray(m_times) + 43200 * std::uint32_t(below(3));
+        return ConsumeBool() ? PickValueInArray({0U, 1U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU})
+                             : PickValueInArray(m_times) + 43200 * std::uint32_t(below(3));
     }
-    std::uint32_t odometer() {
-        return m_input.ConsumeBool() ? 0xFFFFFF : std::uint32_t(below(1000));
-    }
+    std::uint32_t odometer() { return ConsumeBool() ? 0xFFFFFF : std::uint32_t(below(1000)); }
     // Any that an option can have.
     QDate date() {
-        static const QDate limits[] = {QDate(1, 1, 1), QDate(9999, 12, 31)};
-        return m_input.ConsumeBool() ? m_input.PickValueInArray(limits)
-                                     : QDateTime::fromSecsSinceEpoch(time(), Qt::UTC).date();
-    }
-    // Twelve digits of a name. The last hour of a year, or one at which clocks change.
-    QByteArray stamp() {
-        return m_input.PickValueInArray({"197001010000", "999912312459", "699912319999",
-                                         "202403310130", "202410270130", "000000000000"});
+        return ConsumeBool() ? PickValueInArray({QDate(1, 1, 1), QDate(9999, 12, 31)})
+                             : QDateTime::fromSecsSinceEpoch(time(), Qt::UTC).date();
     }
 
 private:
-    FuzzedDataProvider& m_input;
     QByteArray m_texts[4];
     std::uint32_t m_times[3];
 };
 
 QByteArray nameOf(Values& values) {
     const QByteArray letter(1, "MCSV"[values.below(4)]);
-    const QByteArray stamp = values.stamp();
+    // The last hour of a year, or one at which clocks change.
+    const QByteArray stamp =
+        values.PickValueInArray({"197001010000", "999912312459", "699912319999", "202403310130",
+                                 "202410270130", "000000000000"});
     const QByteArray date = '_' + stamp.left(8) + '_' + stamp.mid(8);
-    switch (const int shape = values.below(10)) {
-    case 0:
+    const int shape = values.below(10);
+    if (shape == 0)
         return values.anyText(255);
-    case 1:
-        return letter + date + '_' + values.text() + ".DDD";
-    case 2:
-        return letter + '_' + values.text() + date + ".TGD";
-    case 3:
-        return values.text() + "_FLEET_DEPOT_" + stamp + ".A1B";
-    default:
-        return values.text() + stamp.mid(2) +
-               QByteArrayList{".V1B", ".v1b", ".V1C", ".C1B", ".c1c", ".a1c"}[shape - 4];
-    }
+    const QByteArray text = values.text();
+    const QByteArray withShortYear = text + stamp.mid(2);
+    return QByteArrayList{letter + date + '_' + text + ".DDD",
+                          letter + '_' + text + date + ".TGD",
+                          text + "_FLEET_DEPOT_" + stamp + ".A1B",
+                          withShortYear + ".V1B",
+                          withShortYear + ".v1b",
+                          withShortYear + ".V1C",
+                          withShortYear + ".C1B",
+                          withShortYear + ".c1c",
+                          withShortYear + ".a1c"}[shape - 1];
 }
 
 QByteArray vehicleFile(Values& values) {
@@ -184,35 +173,18 @@ QByteArray cardFile(Values& values) {
 
 // Puts a file or something else into the directory, if the name is one that it can have.
 void addEntry(Values& values, const QByteArray& directory) {
-    const QByteArray name = nameOf(values).replace('/', '_').replace('\0', '_');
-    const QByteArray path = directory + '/' + name;
-    QByteArray contents;
-    switch (values.below(8)) {
-    case 0:
+    const QByteArray path = directory + '/' + fuzzing::asFileName(nameOf(values));
+    const int kind = values.below(8);
+    if (kind == 0)
         ::mkdir(path.constData(), 0700);
-        return;
-    case 1:
+    else if (kind == 1)
         (void)!::symlink(".", path.constData());
-        return;
-    case 2:
+    else if (kind == 2)
         ::mkfifo(path.constData(), 0600);
-        return;
-    case 3:
-        contents = values.anyText(1000);
-        break;
-    case 4:
-    case 5:
-        contents = cardFile(values);
-        break;
-    default:
-        contents = vehicleFile(values);
-    }
-    const int file = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL, 0600);
-    if (file < 0)
-        return;
-    const auto written = ::write(file, contents.constData(), std::size_t(contents.size()));
-    require(written == contents.size(), "the key can be written");
-    ::close(file);
+    else
+        fuzzing::writeFile(path, kind == 3  ? values.anyText(1000)
+                                 : kind < 6 ? cardFile(values)
+                                            : vehicleFile(values));
 }
 
 readkey::Options optionsOf(Values& values, const QString& path) {
@@ -233,30 +205,27 @@ readkey::Options optionsOf(Values& values, const QString& path) {
 }
 
 void showAll(const readkey::Logbook& book, readkey::Options options) {
-    const auto shown = [&](const readkey::View& view) {
-        QBuffer output;
-        output.open(QIODevice::WriteOnly);
-        view.write(book, options, output);
-        return output.data();
-    };
     for (const readkey::View& view : readkey::views) {
         const QByteArray name = view.option;
-        if (name == "html")
-            requirePage(shown(view));
-        else if (name == "json")
-            requireJsonLines(shown(view));
-        else
-            requireSafe(shown(view));
-        for (const QString& kind : name == "csv" ? readkey::csvKinds() : QStringList()) {
+        for (const QString& kind : name == "csv" ? readkey::csvKinds() : QStringList(QString())) {
             options.viewArgument = kind;
-            requireCsv(shown(view));
+            QBuffer output;
+            output.open(QIODevice::WriteOnly);
+            view.write(book, options, output);
+            requireSafe(output.data());
+            if (name == "html")
+                requirePage(output.data());
+            else if (name == "json")
+                requireJsonLines(output.data());
+            else if (name == "csv")
+                requireCsv(output.data());
         }
     }
 }
 
 } // namespace
 
-// In the place of readkey's own.
+// Instead of readkey's own.
 namespace readkey::console {
 
 int interruption() {
@@ -278,17 +247,14 @@ void error(const QString& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace readkey;
 
-    FuzzedDataProvider input(data, size);
+    Values values(data, size);
     static const QTemporaryDir root;
     const QString directory = root.filePath(QStringLiteral("download"));
     QDir().mkpath(directory);
-    qputenv("TZ", input.PickValueInArray({"UTC", "Europe/Berlin", "Pacific/Kiritimati"}));
-    ::tzset();
-    Values values(input);
     const Options options = optionsOf(values, values.below(2) == 0 ? root.path() : directory);
     const bool wantsEvents = values.below(4) == 0;
     questionsLeft = values.below(2) == 0 ? 0 : values.below(20);
-    while (input.remaining_bytes() > 0)
+    while (values.remaining_bytes() > 0)
         addEntry(values, QFile::encodeName(directory));
 
     QBuffer events;
@@ -296,6 +262,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     LogbookBuilder builder;
     KeyReader(options, options.paths[0], builder, nullptr, wantsEvents ? &events : nullptr)
         .read([](int percent) { require(percent >= 0 && percent <= 100, "percent"); });
+    requireSafe(events.data());
     requireJsonLines(events.data());
     showAll(builder.finish(options.filter, options.asOf, Clock{options.utc}), options);
     fuzzing::clear(root.path());

@@ -57,6 +57,22 @@ private:
     int m_position = 0;
 };
 
+// The bytes as a name in a directory.
+inline QByteArray asFileName(QByteArray bytes) {
+    return bytes.replace('/', '_').replace('\0', '_');
+}
+
+// Writes a new file; false if no file can have the name.
+inline bool writeFile(const QByteArray& path, const QByteArray& contents) {
+    std::FILE* const file = std::fopen(path.constData(), "wbx");
+    if (!file)
+        return false;
+    const bool isWritten = std::fwrite(contents.constData(), 1, size_t(contents.size()), file) ==
+                           size_t(contents.size());
+    require(std::fclose(file) == 0 && isWritten, "the key can be written");
+    return true;
+}
+
 // Empties the directory. Qt would leave the names that are not UTF-8.
 inline void clear(const QString& directory) {
     for (const auto& entry : std::filesystem::directory_iterator(directory.toStdString()))
