@@ -27,7 +27,7 @@ public:
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override {
-        const qint64 count = qBound(qint64(0), size() - pos(), maxSize);
+        const qint64 count = qBound(qint64(0), m_bytes.size() - pos(), maxSize);
         std::memcpy(data, m_bytes.constData() + pos(), static_cast<std::size_t>(count));
         return count;
     }

@@ -5,6 +5,7 @@
 #include "tests/support/datatable.h"
 #include "tests/support/debuglines.h"
 #include "tests/support/errortext.h"
+#include "tests/support/faultyfile.h"
 #include "tests/support/lines.h"
 
 #include <QtCore/QTemporaryFile>
@@ -68,24 +69,10 @@ QByteArray fileOf(Generation generation, const std::vector<samples::Day>& days) 
     return bytes + "???";
 }
 
-// A file that claims a size, and of which nothing can be read from a byte on.
-class OddFile : public QTemporaryFile {
-public:
-    OddFile(qint64 claimedSize, qint64 firstBadByte)
-        : claimed(claimedSize)
-        , bad(firstBadByte) {
-        if (!open() || write("junk" + fileOf(Generation::Gen1, {}).leftJustified(696)) != 700)
-            qFatal("cannot write a file");
-    }
-    qint64 size() const override { return claimed; }
-
-private:
-    qint64 readData(char* data, qint64 maxSize) override {
-        return pos() < bad ? QTemporaryFile::readData(data, qMin(maxSize, bad - pos())) : -1;
-    }
-    qint64 claimed;
-    qint64 bad;
-};
+// 700 bytes, of which the first four are not the file's.
+QByteArray junkAndAFile() {
+    return "junk" + fileOf(Generation::Gen1, {}).leftJustified(696);
+}
 
 std::unique_ptr<VehicleInfo> load(const QByteArray& bytes) {
     MemoryFile file(bytes);
@@ -173,7 +160,7 @@ class VehicleInfoTest : public QObject {
 private Q_SLOTS:
     void init() { QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false); }
 
-    void closedOrRemovedFilesAreNotLoaded() {
+    void doesNotLoadClosedOrRemovedFiles() {
         for (const bool isRemoved : {false, true}) {
             QTemporaryFile file;
             QVERIFY(file.open());
@@ -210,7 +197,7 @@ private Q_SLOTS:
         row("of unknown size", 4, 0, 999, true);
         row("a bad byte", 4, 700, 699, false);
         row("a bad byte, of unknown size", 4, 0, 699, false);
-        row("a bad byte, of unknown size, from the begin", 0, 0, 699, false);
+        row("a bad byte, of unknown size, from the beginning", 0, 0, 699, false);
         row("2 GiB", 4, qint64(1) << 31, 999, false);
     }
     void loadsAFileToItsEnd() {
@@ -218,7 +205,7 @@ private Q_SLOTS:
         QFETCH(qint64, size);
         QFETCH(qint64, badByte);
         QFETCH(bool, isLoaded);
-        OddFile file(size, badByte);
+        FaultyFile file(junkAndAFile(), badByte, size);
         QVERIFY(file.seek(position) && file.peek(1).size() == 1);
         QVERIFY(!file.QFile::rename("/dev/null") && file.error() != QFileDevice::NoError);
         const DebugLines lines;
@@ -227,7 +214,7 @@ private Q_SLOTS:
         QCOMPARE(messageOf(info.read()).isEmpty(), isLoaded);
     }
 
-    void loadsNoFileThatMemoryCannotHold() {
+    void doesNotLoadAFileThatMemoryCannotHold() {
         constexpr int size = 1 << 30;
         rlimit limit{};
         QCOMPARE(::getrlimit(RLIMIT_AS, &limit), 0);
@@ -239,17 +226,17 @@ private Q_SLOTS:
         if (pages * ::sysconf(_SC_PAGESIZE) > size || ::setrlimit(RLIMIT_AS, &less) != 0 ||
             std::unique_ptr<char[]>(new (std::nothrow) char[size]))
             QSKIP("Memory cannot be limited here.");
-        OddFile file(size, 999);
+        FaultyFile file(junkAndAFile(), 999, size);
         const DebugLines lines;
         const VehicleInfo info(file);
         QCOMPARE(lines.lines.size(), 2);
     }
 
-    void parsersLookAtSizeAndFirstBytes_data() {
+    void parsersCheckSizeAndFirstBytes_data() {
         tableRows<QString, QByteArray, int, QString>("parsers.txt", "parser", "first", "size",
                                                      "error");
     }
-    void parsersLookAtSizeAndFirstBytes() {
+    void parsersCheckSizeAndFirstBytes() {
         QFETCH(QString, parser);
         QFETCH(QByteArray, first);
         QFETCH(int, size);
@@ -263,7 +250,7 @@ private Q_SLOTS:
         QTEST(messageOf((*info.*parsers[parser])()), "error");
     }
 
-    void reachesOverriddenParsers() {
+    void callsOverriddenParsers() {
         class Overridden : public VehicleInfo {
         public:
             using VehicleInfo::VehicleInfo;
@@ -279,7 +266,7 @@ private Q_SLOTS:
         }
     }
 
-    void copiesOutliveTheirOriginal() {
+    void copiesOutliveTheOriginal() {
         QObject parent;
         auto original = load(fileOf(Generation::Gen1, {dayOf({7})}));
         original->setParent(&parent);
@@ -381,10 +368,10 @@ private Q_SLOTS:
     }
     void gen1Days() { readFile(); }
 
-    void gen1DaysThatAreCut_data() {
+    void cutGen1Days_data() {
         tableRows<int, QString, QString>("cutdays.txt", "size", "insertions", "error");
     }
-    void gen1DaysThatAreCut() {
+    void cutGen1Days() {
         QFETCH(int, size);
         samples::Day days[] = {dayOf({100}), dayOf({300})};
         QByteArray bytes = overviewBlock(Generation::Gen1);
@@ -399,11 +386,11 @@ private Q_SLOTS:
         QTEST(insertionsOf(*info), "insertions");
     }
 
-    void gen2ArraysAreReadInTheirOrder_data() {
+    void readsGen2ArraysInTheirOrder_data() {
         tableRows<QString, QString, QString, QString, QString>("arrays.txt", "array", "block",
                                                                "type", "plate", "insertions");
     }
-    void gen2ArraysAreReadInTheirOrder() {
+    void readsGen2ArraysInTheirOrder() {
         QFETCH(QString, array);
         QFETCH(QString, block);
         QFETCH(QString, type);
@@ -417,11 +404,11 @@ private Q_SLOTS:
         }
     }
 
-    void gen2ArraysThatAreSpoilt_data() {
+    void spoiltGen2Arrays_data() {
         tableRows<QString, QString, QString, QString, QString, QString, QString>(
             "spoiltarrays.txt", "fault", "block", "type", "behind", "plate", "insertions", "error");
     }
-    void gen2ArraysThatAreSpoilt() {
+    void spoiltGen2Arrays() {
         QFETCH(QString, fault);
         QFETCH(QString, block);
         QFETCH(QString, type);
@@ -434,27 +421,21 @@ private Q_SLOTS:
 
     void gen2EndsOfTheDays_data() {
         const auto addRow = fileColumns();
-        for (const Generation version : {Generation::Gen2V1, Generation::Gen2V2}) {
-            const bool isV1 = version == Generation::Gen2V1;
-            const QByteArray tag = isV1 ? "\x76\x22" : "\x76\x32";
-            const QByteArray otherTag = isV1 ? "\x76\x32" : "\x76\x22";
-            const QString trep =
-                isV1 ? "VehicleInfo readGen2_1() TREP2" : "VehicleInfo readGen2_2() TREP3";
-            const QByteArray day = dayBlock(version, {100});
-            const auto row = [&](const char* name, const QByteArray& bytes,
-                                 const QString& insertions, const QString& error = "") {
-                addRow(tag.toHex() + ": " + name, overviewBlock(version) + bytes, insertions, error,
-                       plate);
-            };
-            row("one byte", "?", "", trep + "1 not found");
-            row("a tag", tag, "", trep + "1 not found");
-            row("three bytes", "???", "");
-            row("day and a tag", day + tag, "100");
-            row("day, a tag and one byte", day + tag + "?", "100",
-                trep + "2: Read DateOfDayDownloadedRecordArray header failed");
-            row("day and one of the other version", day + otherTag + day.mid(2), "100");
-            row("day and another first byte", day + '\x77' + day.mid(1), "100");
-        }
+        const auto row = [&](const char* name, const QByteArray& bytes, const QString& insertions,
+                             const QString& error = "") {
+            addRow(name, overviewBlock(Generation::Gen2V2) + bytes, insertions, error, plate);
+        };
+        const QByteArray tag = "\x76\x32";
+        const QByteArray day = dayBlock(Generation::Gen2V2, {100});
+        const QString notFound = "VehicleInfo readGen2_2() TREP31 not found";
+        row("one byte", "?", "", notFound);
+        row("a tag", tag, "", notFound);
+        row("three bytes", "???", "");
+        row("day and a tag", day + tag, "100");
+        row("day, a tag and one byte", day + tag + "?", "100",
+            "VehicleInfo readGen2_2() TREP32: Read DateOfDayDownloadedRecordArray header failed");
+        row("day and one of the other version", day + "\x76\x22" + day.mid(2), "100");
+        row("day and another first byte", day + '\x77' + day.mid(1), "100");
     }
     void gen2EndsOfTheDays() { readFile(); }
 
