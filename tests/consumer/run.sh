@@ -66,7 +66,7 @@ quotes)
         /^```/ { file = "" }
         file { print > file }' "$source_dir/README.md" "$source_dir/docs/host-integration.md"
     quotes=("$work"/quotes/*)
-    [ ${#quotes[@]} -eq 6 ] || fail "${#quotes[@]} quotes were found"
+    [ ${#quotes[@]} -eq 7 ] || fail "${#quotes[@]} quotes were found"
     for quote in "${quotes[@]}"; do
         file=$(head -n 1 "$quote")
         [[ "$(<"$source_dir/$file")" == *"$(tail -n +2 "$quote")"* ]] || fail "this does not quote $file: $quote"
