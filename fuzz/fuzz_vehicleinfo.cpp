@@ -1,4 +1,4 @@
-// A vehicle-unit file through VehicleInfo: what it finds stands in the file.
+// A vehicle-unit file through VehicleInfo: what it finds is in the file.
 #include "downloadkey/vehicleinfo.h"
 #include "fuzz/fuzzing.h"
 #include "samples/memoryfile.h"
@@ -19,7 +19,7 @@ void requireRecords(const QByteArray& file, const VehicleInfo& info) {
     for (std::size_t i = 0; i < activities.size(); ++i) {
         char time[4];
         qToBigEndian(static_cast<quint32>(activities[i].insertionTime.toSecsSinceEpoch()), time);
-        require(file.contains(QByteArray(time, sizeof time)), "a time stands in the file");
+        require(file.contains(QByteArray(time, sizeof time)), "each time is in the file");
         require(!isGen1 || i == 0 || activities[i].insertionTime != activities[i - 1].insertionTime,
                 "a repeated insertion is dropped");
     }

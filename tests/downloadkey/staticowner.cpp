@@ -20,6 +20,6 @@ struct Owner {
 } // namespace
 
 int main() {
-    owner.key.init(); // makes Qt's category, after the owner
+    owner.key.init(); // creates Qt's category, after the owner
     return 0;
 }

@@ -45,11 +45,6 @@ struct Scene {
         writeFiles(key, usualFiles);
         other.write(card1, smallCard("other"));
     }
-    QString openAndRead() {
-        const QString error = host.open(key);
-        return error.isEmpty() ? host.read() : error;
-    }
-
     TestKey key;
     TestKey other;
     RecordingHost host;
@@ -179,9 +174,9 @@ private Q_SLOTS:
         for (const char* name : {"1410252140.C1B", "1410252150.C1B", "1410252210.C1B"})
             key.write(QString("download/") + name, "12345");
         RecordingHost host;
-        QCOMPARE(host.open(key), QString());
-        QCOMPARE(host.read(), QString("0% 1410252150.C1B 66% 1410252140.C1B 83% 1410252210.C1B "
-                                      "100% remount failed"));
+        QCOMPARE(host.openAndRead(key),
+                 QString("0% 1410252150.C1B 66% 1410252140.C1B 83% 1410252210.C1B "
+                         "100% remount failed"));
     }
 
     void listsOnlyReadableFiles() {
@@ -192,8 +187,7 @@ private Q_SLOTS:
         key.makeLink("download/dead_2403150830.C1B", "nowhere");
         key.makePipe(unit1);
         RecordingHost host;
-        QCOMPARE(host.open(key), QString());
-        QCOMPARE(host.read(), QString("0% 50% card1 100% remount done(card1|)"));
+        QCOMPARE(host.openAndRead(key), QString("0% 50% card1 100% remount done(card1|)"));
     }
 
     void findsTheDownloadDirectory_data() {
@@ -313,8 +307,7 @@ private Q_SLOTS:
         const TestKey key;
         writeFiles(key, files);
         RecordingHost host;
-        QCOMPARE(host.open(key), QString());
-        QTEST(host.read(), "heard");
+        QTEST(host.openAndRead(key), "heard");
     }
 
     void letsTheHostActDuringARead_data() {
@@ -371,7 +364,7 @@ private Q_SLOTS:
     void continuesWithAKeyThatIsOpenedMeanwhile() {
         Scene scene;
         scene.host.when("33%", [&] { scene.host.open(scene.other); });
-        QCOMPARE(scene.openAndRead(), QString("0% 16% 33% card1 66% remount failed"));
+        QCOMPARE(scene.host.openAndRead(scene.key), QString("0% 16% 33% card1 66% remount failed"));
         QCOMPARE(scene.host.offeredPaths, QStringList(scene.other.path(card1)));
         QCOMPARE(scene.host.remounted, QStringList(scene.other.mountPath()));
     }
@@ -393,18 +386,18 @@ private Q_SLOTS:
 
     void readsOneKeyAfterAnother() {
         Scene scene;
-        const QString first = scene.openAndRead();
+        const QString first = scene.host.openAndRead(scene.key);
         QCOMPARE(scene.host.read(), first);
-        QCOMPARE(scene.host.open(scene.other), QString());
-        QCOMPARE(scene.host.read(), QString("0% 50% card1 100% remount done(other|)"));
-        QCOMPARE(scene.openAndRead(), first);
+        QCOMPARE(scene.host.openAndRead(scene.other),
+                 QString("0% 50% card1 100% remount done(other|)"));
+        QCOMPARE(scene.host.openAndRead(scene.key), first);
     }
 
     // "queued" is what the host had queued at the signal before.
     void runsTheEventLoopBeforeEachFile() {
         Scene scene;
         queueAtEachProgress(scene.host);
-        QCOMPARE(scene.openAndRead(),
+        QCOMPARE(scene.host.openAndRead(scene.key),
                  QString("0% queued 16% queued 33% queued 50% queued card1 66% queued card2 83% "
                          "queued unit1 100% remount done(card1,card2|unit1)"));
     }
@@ -413,7 +406,7 @@ private Q_SLOTS:
         Scene scene;
         queueAtEachProgress(scene.host);
         scene.host.when("queued", [&] { closeKey(scene); });
-        QCOMPARE(scene.openAndRead(), QString("0% queued 16% remount done(card1|)"));
+        QCOMPARE(scene.host.openAndRead(scene.key), QString("0% queued 16% remount done(card1|)"));
     }
 
     void saysWhyACardIsNotRead_data() {
@@ -497,8 +490,7 @@ private Q_SLOTS:
             newestFirst.prepend(number);
         }
         RecordingHost host;
-        QCOMPARE(host.open(key), QString());
-        const QString heard = host.read();
+        const QString heard = host.openAndRead(key);
         const QString hundred = newestFirst.mid(0, 100).join(',');
         QVERIFY(heard.endsWith(" 100% remount done(" + hundred + '|' + hundred + ')'));
         QVERIFY(heard.contains(" 49% 101 49% 100 50% ")); // after 200 to 202 of 404 steps

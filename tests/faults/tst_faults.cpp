@@ -24,7 +24,7 @@ private Q_SLOTS:
                     smallVehicleUnit("unit2", samples::Generation::Gen2V2));
     }
 
-    void read_data() {
+    void losesOneFileToOneFailedCall_data() {
         const auto row = columns<QString, bool>("fault", "isLasting");
         for (const char* fault :
              {"open %1 EACCES", "stat %1 EIO", "read %1 EIO", "read %1 nothing"}) {
@@ -33,8 +33,8 @@ private Q_SLOTS:
                 true);
         }
     }
-    // One failure loses one file at the most. After a read of nothing, the file seems to end.
-    void read() {
+    // At the most: after a read of nothing, for example, the file seems to end.
+    void losesOneFileToOneFailedCall() {
         QFETCH(QString, fault);
         QFETCH(bool, isLasting);
         RecordingHost host;
@@ -63,8 +63,8 @@ private Q_SLOTS:
     }
 
     // What comes before a bad byte in the signature of a first-generation day looks like a whole
-    // download: the later days must not be lost in silence.
-    void aBadByteFailsItsFile() {
+    // download: the later days must not be silently lost.
+    void failsAFileWithABadByte() {
         samples::VehicleUnit unit;
         unit.generation = samples::Generation::Gen1;
         unit.plate = "unit";

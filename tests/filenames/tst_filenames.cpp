@@ -8,8 +8,8 @@
 
 namespace {
 
-// What the functions say of a name: "driver", "vehicle", "both" or "neither", behind a "!" where
-// it is not valid.
+// What the functions say of a name: "driver", "vehicle", "both" or "neither", behind a "!" if it is
+// not valid.
 QString kindOf(const QString& name) {
     const bool isDriver = isDriverFileName(name);
     const bool isVehicle = isVehicleFileName(name);
@@ -20,7 +20,7 @@ QString kindOf(const QString& name) {
     return (isValidFileName(name) ? "" : "!") + kind;
 }
 
-// The time in a name in UTC; "none" where there is none.
+// The time in a name in UTC; "none" if there is none.
 QString timeOf(const QString& name) {
     const QDateTime before(QDate(1999, 9, 9), QTime(9, 9, 9), Qt::UTC);
     QDateTime time = before;
@@ -53,8 +53,8 @@ private Q_SLOTS:
         QTEST(timeOf(name), "time");
     }
 
-    // In a shape '#' stands for a digit, '*' for any byte, and the others for themselves.
-    void everyByteIsLookedAt_data() {
+    // In a shape '#' is a digit, '*' any byte, and any other character itself.
+    void checksEveryByte_data() {
         const auto row = columns<QByteArray, QByteArray>("name", "shape");
         row("DDD", "M_20240315_0830_A_9.DDD", "M_########_####_***.");
         row("TGD", "V_A_9_20240315_0830.TGD", "V_***_########_####.");
@@ -63,7 +63,7 @@ private Q_SLOTS:
         row("A1C", "ABC123_FLEET_DEPOT_2403150830.A1C", "*******************##########.");
         row("A1B", "ABC123_FLEETDEPOT_202403150830.A1B", "******************############.");
     }
-    void everyByteIsLookedAt() {
+    void checksEveryByte() {
         QFETCH(QByteArray, name);
         QFETCH(QByteArray, shape);
         QCOMPARE(shape.size(), name.lastIndexOf('.') + 1);

@@ -1,5 +1,5 @@
 // Sample downloads against the layouts that the regulation publishes, and whole sample keys: that
-// what they tell of drivers and vehicles could be true.
+// what they say about drivers and vehicles could be true.
 #include "downloadkey/vehicleinfo.h"
 #include "samples/memoryfile.h"
 #include "samples/samples.h"

@@ -79,6 +79,12 @@ public:
         return heard.join(QLatin1Char(' '));
     }
 
+    // What is heard of a key from its opening on; or the error if it does not open.
+    QString openAndRead(const TestKey& key) {
+        const QString error = open(key);
+        return error.isEmpty() ? read() : error;
+    }
+
     // Does something once, when the host hears this.
     void when(const QString& event, std::function<void()> action) {
         m_event = event;

@@ -261,8 +261,7 @@ private Q_SLOTS:
         for (const Generation generation : generations) {
             MemoryFile file(fileOf(generation, {}));
             Overridden info(file);
-            QCOMPARE(messageOf(info.read()), QString());
-            QCOMPARE(info.getPlateString(), QString());
+            QVERIFY(info.read().isEmpty() && info.getPlateString().isEmpty());
         }
     }
 
