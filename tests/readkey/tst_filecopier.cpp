@@ -103,6 +103,17 @@ private Q_SLOTS:
         }
     }
 
+    // Copies in a directory that a cut of power takes away are lost.
+    void putsANewDirectoryOntoTheDisk() {
+        const TestKey key("");
+        FileCopier copier(key.path("copies"));
+        faults_arm(qPrintable(key.mountPath()), "sync 1 EIO");
+        QVERIFY(!copier.open({}));
+        QCOMPARE(faults_disarm(), 1);
+        QCOMPARE(copier.error(),
+                 QString("its name cannot be put onto the disk: Input/output error"));
+    }
+
     void eachCallFails_data() {
         // A call whose failure does not matter to the copy is in parentheses. In brackets: the copy
         // may be lost in a cut of power.
