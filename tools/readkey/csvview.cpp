@@ -1,6 +1,5 @@
 // CSV with one header line, of each kind that --csv takes. Numbers are whole, a yes is 1 and a no
 // is 0, and what is not known is empty.
-#include "cardtypes.h"
 #include "clock.h"
 #include "text.h"
 #include "views.h"
@@ -24,13 +23,8 @@ QByteArray time(std::optional<qint64> seconds) {
     return seconds ? utcTime(*seconds) : QByteArray();
 }
 
-template <typename Number>
-QByteArray number(std::optional<Number> value) {
+QByteArray number(std::optional<qint64> value) {
     return value ? QByteArray::number(*value) : QByteArray();
-}
-
-QByteArray number(qint64 value) {
-    return QByteArray::number(value);
 }
 
 QByteArray line(const QByteArrayList& cells) {
@@ -47,11 +41,11 @@ QByteArray insertionLines(const Logbook& book) {
     for (const DriverSummary& driver : book.drivers)
         holders.push_back(quoted(driver.name));
     for (const Insertion& insertion : book.insertions)
-        result += line({files[insertion.file->index], holders[insertion.driver->index],
-                        number(insertion.slot), time(insertion.inserted),
-                        number(insertion.odometerAtInsertion), time(insertion.withdrawn),
-                        number(insertion.odometerAtWithdrawal), number(insertion.driver->holders),
-                        number(insertion.crosses)});
+        result +=
+            line({files[insertion.file->index], holders[insertion.driver->index],
+                  number(insertion.slot), time(insertion.from), number(insertion.odometerFrom),
+                  time(insertion.to), number(insertion.odometerTo),
+                  number(insertion.driver->holders), number(insertion.crosses)});
     return result;
 }
 
@@ -97,7 +91,7 @@ QByteArray driverLines(const Logbook& book) {
         QByteArrayList totals{number(driver.vehicles)};
         for (const Totals& part : {driver.totals, driver.crossing})
             totals += {number(part.insertions), number(part.seconds), number(part.kilometres)};
-        for (const CardSummary& card : driver.lines()) {
+        for (const CardSummary& card : driver.cards) {
             const QByteArrayList cells{quoted(driver.name),
                                        number(driver.holders),
                                        quoted(card.number),

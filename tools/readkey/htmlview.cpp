@@ -138,7 +138,7 @@ QByteArray drivers(const Logbook& book) {
     for (const DriverSummary& driver : book.drivers) {
         QByteArrayList numbers; // a line for each card
         QByteArrayList ages;
-        for (const CardSummary& card : driver.lines()) {
+        for (const CardSummary& card : driver.cards) {
             const Download& download = card.lastDownload;
             numbers.append(html(orDash(card.number)));
             ages.append((book.counts.driverCards == 0 ? "no card files" : ageText(download)) +
@@ -190,8 +190,7 @@ QByteArray insertionRows(const Logbook& book) {
     for (const Insertion& insertion : book.insertions) {
         const LogFile& file = *insertion.file;
         addRow(rows, {insertion.vehicle->index, insertion.driver->index, insertion.slot,
-                      insertion.inserted, insertion.withdrawn, insertion.odometerAtInsertion,
-                      insertion.odometerAtWithdrawal,
+                      insertion.from, insertion.to, insertion.odometerFrom, insertion.odometerTo,
                       file.isFromFuture ? std::nullopt : file.downloaded});
     }
     return rows;
@@ -221,9 +220,9 @@ std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
         last = std::max({last, from, to});
     };
     for (const Insertion& insertion : book.insertions)
-        add(insertion.inserted, insertion.withdrawn.value_or(0));
+        add(insertion.from, insertion.to.value_or(0));
     for (const Gap& gap : book.gaps)
-        add(gap.from, gap.to);
+        add(gap.from, *gap.to);
     for (const VehicleSummary& vehicle : book.vehicles)
         add(vehicle.knownFrom.value_or(last), 0);
     return {first, last};

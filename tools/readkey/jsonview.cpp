@@ -1,6 +1,5 @@
 // JSON Lines, one object for each file, and one for each failure of a key as a whole. An insertion
 // that several files hold stands in the object of the file that it was taken from.
-#include "cardtypes.h"
 #include "json.h"
 #include "text.h"
 #include "views.h"
@@ -19,10 +18,10 @@ QByteArray cardJson(const LogFile& file) {
 QByteArray insertionJson(const Insertion& insertion, const std::vector<QByteArray>& holders) {
     return jsonObject({{"holder", holders[insertion.driver->index]},
                        {"slot", QByteArray::number(insertion.slot)},
-                       {"inserted", jsonTime(insertion.inserted)},
-                       {"odometerAtInsertion", jsonNumber(insertion.odometerAtInsertion)},
-                       {"withdrawn", jsonTime(insertion.withdrawn)},
-                       {"odometerAtWithdrawal", jsonNumber(insertion.odometerAtWithdrawal)}});
+                       {"inserted", jsonTime(insertion.from)},
+                       {"odometerAtInsertion", jsonNumber(insertion.odometerFrom)},
+                       {"withdrawn", jsonTime(insertion.to)},
+                       {"odometerAtWithdrawal", jsonNumber(insertion.odometerTo)}});
 }
 
 QByteArray fileJson(const LogFile& file, const QByteArray& insertions) {

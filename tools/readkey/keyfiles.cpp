@@ -1,6 +1,5 @@
 #include "keyfiles.h"
 
-#include "cardtypes.h"
 #include "openfile.h"
 #include "text.h"
 

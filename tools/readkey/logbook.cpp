@@ -1,9 +1,8 @@
 #include "logbook.h"
 
-#include "cardtypes.h"
 #include "text.h"
 
-#include "downloadkey/vehicleinfo.h"
+#include "downloadkey/downloadkey.h"
 
 #include <algorithm>
 #include <set>
@@ -29,12 +28,12 @@ std::optional<quint32> kilometres(quint32 odometer) {
 Insertion insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activity) {
     Insertion result;
     result.slot = activity.slot;
-    result.inserted = activity.insertionTime.toSecsSinceEpoch();
+    result.from = activity.insertionTime.toSecsSinceEpoch();
     const qint64 withdrawn = activity.withdrawalTime.toSecsSinceEpoch();
     if (withdrawn != 0 && withdrawn != downloadkey::notWithdrawn)
-        result.withdrawn = withdrawn;
-    result.odometerAtInsertion = kilometres(activity.odometerAtInsertion);
-    result.odometerAtWithdrawal = kilometres(activity.odometerAtWithdrawal);
+        result.to = withdrawn;
+    result.odometerFrom = kilometres(activity.odometerAtInsertion);
+    result.odometerTo = kilometres(activity.odometerAtWithdrawal);
     return result;
 }
 
@@ -61,7 +60,7 @@ void number(Logbook& book) {
 }
 
 auto identity(const Insertion& insertion) {
-    return std::make_tuple(insertion.vehicle->index, insertion.inserted, insertion.slot,
+    return std::make_tuple(insertion.vehicle->index, insertion.from, insertion.slot,
                            insertion.driver->index);
 }
 
@@ -76,16 +75,15 @@ std::optional<qint64> downloadOf(const Insertion& insertion) {
 
 // The end of an insertion as far as anyone knows: an open one lasts until its download.
 qint64 endOf(const Insertion& insertion) {
-    const qint64 end =
-        insertion.withdrawn ? *insertion.withdrawn : downloadOf(insertion).value_or(0);
-    return std::max(insertion.inserted, end);
+    const qint64 end = insertion.to ? *insertion.to : downloadOf(insertion).value_or(0);
+    return std::max(insertion.from, end);
 }
 
 // Orders the insertions from `begin` on, and keeps of the same ones that of the newest download
 // that closes it.
 void merge(Logbook& book, size_t begin) {
     const auto rank = [](const Insertion& a) {
-        return std::make_tuple(!a.withdrawn, -downloadOf(a).value_or(0));
+        return std::make_tuple(!a.to, -downloadOf(a).value_or(0));
     };
     std::vector<Insertion>& all = book.insertions;
     const auto first = all.begin() + static_cast<std::ptrdiff_t>(begin);
@@ -107,20 +105,17 @@ void findKnown(Logbook& book, size_t begin) {
         if (insertion.slot != driverSlot)
             continue;
         insertion.knownFrom = withdrawn;
-        if (insertion.withdrawn)
+        if (insertion.to)
             withdrawn = std::max(withdrawn, std::make_optional(endOf(insertion)));
     }
 }
 
 void addGap(Logbook& book, const Insertion& before, const Insertion& after) {
     const qint64 from = endOf(before);
-    const bool isKnown = before.withdrawn && after.knownFrom == from;
-    const Gap gap{isKnown ? Gap::WithoutCard : Gap::WithoutData,
-                  after.vehicle,
-                  from,
-                  after.inserted,
-                  before.withdrawn ? before.odometerAtWithdrawal : std::nullopt,
-                  after.odometerAtInsertion,
+    const bool isKnown = before.to && after.knownFrom == from;
+    const Gap gap{{after.vehicle, from, after.from, before.to ? before.odometerTo : std::nullopt,
+                   after.odometerFrom},
+                  isKnown ? Gap::WithoutCard : Gap::WithoutData,
                   before.file,
                   after.file};
     const bool wasDriven = gap.distance().value_or(0) > 0;
@@ -139,7 +134,7 @@ void findGaps(Logbook& book) {
         else
             last = nullptr;
         // A card that was still in has been withdrawn when the next one is inserted.
-        if (!last || !last->withdrawn || endOf(*last) <= endOf(insertion))
+        if (!last || !last->to || endOf(*last) <= endOf(insertion))
             last = &insertion;
     }
 }
@@ -151,43 +146,27 @@ void removeUnless(std::vector<Item>& items, IsWanted isWanted) {
         items.end());
 }
 
-bool fits(const VehicleSummary& vehicle, const Filter& filter) {
-    return matches(vehicle.plate, filter.plate);
-}
-
-bool fits(const DriverSummary& driver, const Filter& filter) {
-    return matches(driver.name, filter.driver) ||
-           std::any_of(driver.cards.begin(), driver.cards.end(), [&](const CardSummary& card) {
-               return matches(card.number, filter.driver);
-           });
-}
-
-template <typename Item>
-std::vector<bool> fitting(const std::list<Item>& items, const Filter& filter) {
-    std::vector<bool> result;
-    for (const Item& item : items)
-        result.push_back(fits(item, filter));
-    return result;
-}
-
 void filterRecords(Logbook& book, const Filter& filter) {
-    const std::vector<bool> vehicles = fitting(book.vehicles, filter);
-    const std::vector<bool> drivers = fitting(book.drivers, filter);
-    const auto isInPeriod = [&filter](qint64 begin, qint64 end, bool& crosses) {
-        const bool beginsBefore = filter.from && begin < *filter.from;
+    for (VehicleSummary& vehicle : book.vehicles)
+        vehicle.isWanted = matches(vehicle.plate, filter.plate);
+    for (DriverSummary& driver : book.drivers) {
+        driver.isWanted = matches(driver.name, filter.driver);
+        for (const CardSummary& card : driver.cards)
+            driver.isWanted |= matches(card.number, filter.driver);
+    }
+    const auto isWanted = [&filter](Stretch& stretch, qint64 end) {
+        const bool beginsBefore = filter.from && stretch.from < *filter.from;
         const bool endsAfter = filter.to && end >= *filter.to;
-        crosses = beginsBefore || endsAfter;
-        return !(beginsBefore && end < *filter.from) && !(endsAfter && begin >= *filter.to);
+        stretch.crosses = beginsBefore || endsAfter;
+        return stretch.vehicle->isWanted && !(beginsBefore && end < *filter.from) &&
+               !(endsAfter && stretch.from >= *filter.to);
     };
     removeUnless(book.insertions, [&](Insertion& insertion) {
-        return vehicles[insertion.vehicle->index] && drivers[insertion.driver->index] &&
-               isInPeriod(insertion.inserted, endOf(insertion), insertion.crosses);
+        return insertion.driver->isWanted && isWanted(insertion, endOf(insertion));
     });
     // A gap is no driver's.
-    removeUnless(book.gaps, [&](Gap& gap) {
-        return vehicles[gap.vehicle->index] && filter.driver.isEmpty() &&
-               isInPeriod(gap.from, gap.to, gap.crosses);
-    });
+    removeUnless(book.gaps,
+                 [&](Gap& gap) { return filter.driver.isEmpty() && isWanted(gap, *gap.to); });
 }
 
 // Adds the item's part to a vehicle, for example, and to what of it crosses the period's edge.
@@ -228,11 +207,11 @@ void filterOthers(Logbook& book, const Filter& filter) {
     const bool anyTime = !filter.from && !filter.to;
     book.vehicles.remove_if([&](const VehicleSummary& vehicle) {
         return vehicle.totals.insertions + vehicle.totals.gaps == 0 &&
-               !(anyTime && filter.driver.isEmpty() && fits(vehicle, filter));
+               !(anyTime && filter.driver.isEmpty() && vehicle.isWanted);
     });
     book.drivers.remove_if([&](const DriverSummary& driver) {
         return driver.totals.insertions == 0 &&
-               !(anyTime && filter.plate.isEmpty() && fits(driver, filter));
+               !(anyTime && filter.plate.isEmpty() && driver.isWanted);
     });
     std::set<const LogFile*> used;
     for (const Insertion& insertion : book.insertions)
@@ -288,19 +267,17 @@ void judgeDownloads(Logbook& book, const Clock& clock) {
         judge(vehicle.lastDownload, vehicleDownloadDays, book.asOf, clock);
     for (DriverSummary& driver : book.drivers) {
         sortCards(driver);
-        // Nobody knows whose card it is that gives no name.
-        driver.isOverdue =
-            driver.cards.empty() && book.counts.driverCards > 0 && !driver.name.isEmpty();
         for (CardSummary& card : driver.cards) {
             judge(card.lastDownload, cardDownloadDays, book.asOf, clock);
             card.lastDownload.isOverdue &= card.counts;
             driver.isOverdue |= card.lastDownload.isOverdue;
         }
+        if (!driver.cards.empty())
+            continue;
+        // Nobody knows whose card it is that gives no name.
+        driver.isOverdue = book.counts.driverCards > 0 && !driver.name.isEmpty();
+        driver.cards.emplace_back().lastDownload.isOverdue = driver.isOverdue;
     }
-}
-
-std::optional<qint64> distance(std::optional<quint32> from, std::optional<quint32> to) {
-    return from && to && *from <= *to ? std::make_optional(qint64{*to} - *from) : std::nullopt;
 }
 
 // What matters of a text for a search.
@@ -318,6 +295,15 @@ QString essence(const QString& text) {
 }
 
 } // namespace
+
+bool isDriverCard(int type) {
+    return type == static_cast<int>(downloadkey::DownloadKey::CardType::DriverCard);
+}
+
+QString cardTypeName(int type) {
+    static const char* const names[] = {"driver", "workshop", "control", "company"};
+    return type >= 1 && type <= 4 ? QString::fromLatin1(names[type - 1]) : QString::number(type);
+}
 
 bool matches(const QString& text, const QString& typed) {
     const QString all = essence(text);
@@ -339,22 +325,14 @@ Totals& Totals::operator+=(const Totals& part) {
     return *this;
 }
 
-std::optional<qint64> Insertion::distance() const {
-    return readkey::distance(odometerAtInsertion, odometerAtWithdrawal);
+std::optional<qint64> Stretch::distance() const {
+    return odometerFrom && odometerTo && *odometerFrom <= *odometerTo
+               ? std::make_optional(qint64{*odometerTo} - *odometerFrom)
+               : std::nullopt;
 }
 
 qint64 Insertion::duration() const {
-    return withdrawn ? std::max(*withdrawn - inserted, qint64{0}) : 0;
-}
-
-std::vector<CardSummary> DriverSummary::lines() const {
-    CardSummary none;
-    none.lastDownload.isOverdue = isOverdue;
-    return cards.empty() ? std::vector<CardSummary>{none} : cards;
-}
-
-std::optional<qint64> Gap::distance() const {
-    return readkey::distance(odometerFrom, odometerTo);
+    return std::max(to.value_or(from) - from, qint64{0});
 }
 
 QString Logbook::placeOf(const Failure& failure) const {
@@ -468,7 +446,7 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     m_book.insertionsFound = m_book.insertions.size();
     for (const Insertion& insertion : m_book.insertions) {
         std::optional<qint64>& first = insertion.vehicle->knownFrom;
-        first = first.value_or(insertion.inserted);
+        first = first.value_or(insertion.from);
     }
     if (filter.isActive())
         filterRecords(m_book, filter);

@@ -65,8 +65,9 @@ struct Totals {
 };
 
 struct VehicleSummary {
-    size_t index = 0; // its place in the logbook
-    QString plate;    // as the newest download has it
+    size_t index = 0;     // its place in the logbook
+    QString plate;        // as the newest download has it
+    bool isWanted = true; // by its plate
     Download lastDownload;
     std::optional<qint64> knownFrom; // the first insertion of all, whatever the filter
     qint64 drivers = 0;
@@ -86,34 +87,40 @@ struct CardSummary {
 
 struct DriverSummary {
     size_t index = 0;
-    QString name;                   // "first names surname"
-    std::vector<CardSummary> cards; // holder by holder, the one that counts first
-    qint64 holders = 0;             // by the cards; above 1 an insertion may be of any of them
-    // A card that counts is; or there is none, but there are cards of others.
-    bool isOverdue = false;
+    QString name;         // "first names surname"
+    bool isWanted = true; // by its name or a card's number
+    // Holder by holder, the one that counts first. If there is none, one without a number stands
+    // for the missing card, which is overdue if there are cards of others.
+    std::vector<CardSummary> cards;
+    qint64 holders = 0;     // by the cards; above 1 an insertion may be of any of them
+    bool isOverdue = false; // a card is
     qint64 vehicles = 0;
     Totals totals;
     Totals crossing;
-
-    // The cards; or one without a number, which stands for a missing one.
-    std::vector<CardSummary> lines() const;
 };
 
-struct Insertion {
+// What an insertion and a gap have in common.
+struct Stretch {
     VehicleSummary* vehicle = nullptr; // in the same logbook, and so on
-    DriverSummary* driver = nullptr;
-    quint16 slot = 0;                // 0 driver, 1 co-driver; others as the file has them
-    qint64 inserted = 0;             // seconds since 1970 UTC
-    std::optional<qint64> withdrawn; // none: not withdrawn when the vehicle was downloaded
-    std::optional<quint32> odometerAtInsertion; // kilometres
-    std::optional<quint32> odometerAtWithdrawal;
-    LogFile* file = nullptr; // where it was taken from
-    // The withdrawal before it from the driver's slot, if a file has both.
-    std::optional<qint64> knownFrom;
+    qint64 from = 0;                   // seconds since 1970 UTC
+    std::optional<qint64> to;
+    std::optional<quint32> odometerFrom; // kilometres
+    std::optional<quint32> odometerTo;
     bool crosses = false; // the edge of the filter's period: the period beside it has it, too
 
     // Kilometres; none where a value is missing or runs back.
     std::optional<qint64> distance() const;
+};
+
+// From the insertion of a card to its withdrawal. It has no end if the card was still in when the
+// vehicle was downloaded.
+struct Insertion : Stretch {
+    DriverSummary* driver = nullptr;
+    quint16 slot = 0;        // 0 driver, 1 co-driver; others as the file has them
+    LogFile* file = nullptr; // where it was taken from
+    // The withdrawal before it from the driver's slot, if a file has both.
+    std::optional<qint64> knownFrom;
+
     // Seconds; 0 while it is open.
     qint64 duration() const;
 };
@@ -123,20 +130,12 @@ struct Insertion {
 // Without a card: one download has both the withdrawal before it and the insertion after it, so no
 // card was in, and the vehicle was driven. Without data: no download has both. It is listed however
 // far the vehicle was driven. It begins at the download where the card before it was still in.
-struct Gap {
+struct Gap : Stretch {
     enum Kind { WithoutCard, WithoutData };
 
     Kind kind = WithoutCard;
-    VehicleSummary* vehicle = nullptr;
-    qint64 from = 0; // the withdrawal before, the insertion after
-    qint64 to = 0;
-    std::optional<quint32> odometerFrom;
-    std::optional<quint32> odometerTo;
     LogFile* fileBefore = nullptr; // which has the insertion before, and the one after
     LogFile* fileAfter = nullptr;
-    bool crosses = false; // as an insertion does
-
-    std::optional<qint64> distance() const; // as an insertion's
 };
 
 struct Failure {
@@ -172,6 +171,10 @@ constexpr const char* kindNames[] = {"card", "vehicle", ""};
 constexpr const char* statusNames[] = {"ok", "failed", "skipped"};
 constexpr const char* copyNames[] = {"", "copied", "kept", "failed"};
 constexpr const char* gapNames[] = {"card", "data"}; // what is missing
+
+// The kinds of cards, as the card library numbers them.
+bool isDriverCard(int type);
+QString cardTypeName(int type); // "driver", "workshop", "control", "company" or the number
 
 // Whether each word of what somebody typed is in the text. Words end at blanks and commas. Text and
 // word are compared in Unicode's form NFKD, in capital letters, without marks (the accents), blanks

@@ -75,7 +75,7 @@ QString nameOf(const DriverSummary& driver) {
 void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, const Clock& clock) {
     bool isFirst = true;
     const auto once = [&isFirst](const QString& text) { return isFirst ? text : QString(); };
-    for (const CardSummary& card : driver.lines()) {
+    for (const CardSummary& card : driver.cards) {
         const Download& download = card.lastDownload;
         table.addRow(
             {once(nameOf(driver)), orDash(card.number),
@@ -114,20 +114,11 @@ QString slotName(quint16 slot) {
                               : QString::number(slot);
 }
 
-void addGap(Table& table, const Gap& gap, const Clock& clock) {
-    table.addRow({QStringLiteral("(no %1)").arg(QLatin1String(gapNames[gap.kind])),
-                  slotName(driverSlot), clock.minute(gap.from), clock.end(gap.from, gap.to),
-                  orDash(numberText(gap.odometerFrom)), orDash(numberText(gap.odometerTo)),
-                  orDash(numberText(gap.distance()))});
-}
-
-void addInsertion(Table& table, const Insertion& insertion, const QString& driver,
-                  const Clock& clock) {
-    table.addRow({driver, slotName(insertion.slot), clock.minute(insertion.inserted),
-                  clock.end(insertion.inserted, insertion.withdrawn),
-                  orDash(numberText(insertion.odometerAtInsertion)),
-                  orDash(numberText(insertion.odometerAtWithdrawal)),
-                  orDash(numberText(insertion.distance()))});
+void addStretch(Table& table, const QString& driver, quint16 slot, const Stretch& stretch,
+                const Clock& clock) {
+    table.addRow({driver, slotName(slot), clock.minute(stretch.from),
+                  clock.end(stretch.from, stretch.to), orDash(numberText(stretch.odometerFrom)),
+                  orDash(numberText(stretch.odometerTo)), orDash(numberText(stretch.distance()))});
 }
 
 QString vehicleHeading(const VehicleSummary& vehicle, const Clock& clock) {
@@ -146,11 +137,12 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
                      Column::right("km")});
         const auto addGapsUntil = [&](qint64 time) {
             for (; gap != book.gaps.end() && gap->vehicle == &vehicle && gap->to <= time; ++gap)
-                addGap(table, *gap, paper.clock);
+                addStretch(table, QStringLiteral("(no %1)").arg(QLatin1String(gapNames[gap->kind])),
+                           driverSlot, *gap, paper.clock);
         };
         for (; insertion != book.insertions.end() && insertion->vehicle == &vehicle; ++insertion) {
-            addGapsUntil(insertion->inserted);
-            addInsertion(table, *insertion, nameOf(*insertion->driver), paper.clock);
+            addGapsUntil(insertion->from);
+            addStretch(table, nameOf(*insertion->driver), insertion->slot, *insertion, paper.clock);
         }
         addGapsUntil(std::numeric_limits<qint64>::max());
         const QString rows =
