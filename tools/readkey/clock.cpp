@@ -45,20 +45,22 @@ const char* repetitionMark(qint64 seconds) {
     // Most times are in a week without any change, and the last one asked for was, too.
     constexpr qint64 week = 604800;
     static qint64 quietWeek = -1;
-    if (seconds / week == quietWeek)
+    const qint64 begin = seconds / week * week;
+    if (begin == quietWeek)
         return "";
     const auto offset = [](qint64 time) { return partsOf(time, false).tm_gmtoff; };
-    const qint64 begin = seconds / week * week;
     if (offset(begin - longest) == offset(begin + week + longest)) {
-        quietWeek = seconds / week;
+        quietWeek = begin;
         return "";
     }
     const qint64 here = offset(seconds);
-    const qint64 before = offset(seconds - longest) - here; // how far it was put back since
-    const qint64 after = here - offset(seconds + longest);
-    if (before > 0 && offset(seconds - before) == here + before)
-        return "b";
-    return after > 0 && offset(seconds + after) == here - after ? "a" : "";
+    for (const qint64 other : {seconds - longest, seconds + longest}) {
+        // After so many seconds, or before, the clock with the other offset shows the same.
+        const qint64 shift = here - offset(other);
+        if (shift != 0 && offset(seconds + shift) == offset(other))
+            return shift < 0 ? "b" : "a";
+    }
+    return "";
 }
 
 } // namespace

@@ -57,10 +57,8 @@ namespace console {
 
 void prepareProcess() {
     takeStandardDescriptors();
-    struct sigaction ignored {};
-    ignored.sa_handler = SIG_IGN;
-    ::sigaction(SIGPIPE, &ignored, nullptr);
-    ::sigaction(SIGXFSZ, &ignored, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction action {};
         ::sigaction(number, nullptr, &action);
@@ -79,10 +77,8 @@ int interruption() {
 }
 
 void endBySignal(int number) {
-    struct sigaction action {};
-    action.sa_handler = SIG_DFL;
-    ::sigaction(number, &action, nullptr);
-    ::raise(number);
+    std::signal(number, SIG_DFL);
+    std::raise(number);
     ::_exit(128 + number); // where the signal is blocked
 }
 

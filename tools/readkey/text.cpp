@@ -12,15 +12,9 @@ namespace {
 
 // Whether the character is not shown but acts.
 bool isUnsafe(uint codePoint) {
-    switch (QChar::category(codePoint)) {
-    case QChar::Other_Control:
-    case QChar::Other_Format:
-    case QChar::Separator_Line:
-    case QChar::Separator_Paragraph:
-        return true;
-    default:
-        return false;
-    }
+    const QChar::Category category = QChar::category(codePoint);
+    return category == QChar::Other_Control || category == QChar::Other_Format ||
+           category == QChar::Separator_Line || category == QChar::Separator_Paragraph;
 }
 
 } // namespace
