@@ -113,11 +113,11 @@ int run(const Options& options, StandardOutput& out) {
         console::error(QStringLiteral("times are UTC: the time zone TZ=%1 is not known here")
                            .arg(qEnvironmentVariable("TZ")));
     LogbookBuilder builder;
-    readKeys(options, builder, options.view ? nullptr : &out);
+    readKeys(options, builder, options.view->write == writeNothing ? &out : nullptr);
     const bool isInterrupted = console::interruption() != 0;
     const Logbook book = builder.finish(options.filter, options.asOf, clock);
     const bool areTables =
-        options.view && (options.view->write == writeTables || options.view->write == writeSummary);
+        options.view->write == writeTables || options.view->write == writeSummary;
     tell(book.warnings, book);
     if (isInterrupted || !areTables || !console::isOneTerminal()) // the tables have them, too
         tell(book.failures, book);
@@ -125,7 +125,7 @@ int run(const Options& options, StandardOutput& out) {
         console::error(QStringLiteral("interrupted, nothing is complete"));
         return EXIT_FAILURE;
     }
-    if (options.view && !show(book, options, out))
+    if (!show(book, options, out))
         return EXIT_FAILURE;
     const bool isAllDone = std::all_of(book.failures.begin(), book.failures.end(),
                                        [](const Failure& failure) { return failure.isDamage; });

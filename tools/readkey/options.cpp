@@ -116,14 +116,10 @@ void chooseView(Values& values, Options& options) {
         options.view = &view;
         options.viewArgument = values.value(view.option);
     }
-    if (values.isSet("events")) {
-        given.append(QStringLiteral("--events"));
-        options.view = nullptr;
-        if (options.filter.isActive())
-            values.refuse(QStringLiteral("--events shows everything: it cannot be filtered"));
-        if (options.paths.size() > 1)
-            values.refuse(QStringLiteral("--events shows one key only"));
-    }
+    if (values.isSet("events") && options.filter.isActive())
+        values.refuse(QStringLiteral("--events shows everything: it cannot be filtered"));
+    if (values.isSet("events") && options.paths.size() > 1)
+        values.refuse(QStringLiteral("--events shows one key only"));
     if (given.size() > 1)
         values.refuse(given.join(QStringLiteral(" and ")) + QStringLiteral(" exclude each other"));
     if (values.isSet("csv") && !csvKinds().contains(options.viewArgument))

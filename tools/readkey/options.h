@@ -11,7 +11,7 @@ struct View;
 
 struct Options {
     QStringList paths;          // as they were given
-    const View* view = nullptr; // none: the library's own events
+    const View* view = nullptr; // never null once they are parsed
     QString viewArgument;       // of --csv: what; of --html: the file
     Filter filter;
     QDate asOf; // the day to which ages count

@@ -21,10 +21,13 @@ void writeJson(const Logbook& book, const Options& options, QIODevice& out);
 void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
 QStringList csvKinds(); // the arguments that --csv takes, the default first
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
+// With --events the library's own signals are written while a key is read, and nothing after that.
+inline void writeNothing(const Logbook& /*book*/, const Options& /*options*/, QIODevice& /*out*/) {}
 
 constexpr View views[] = {
-    {nullptr, false, writeTables}, {"summary", false, writeSummary}, {"json", false, writeJson},
-    {"csv", false, writeCsv},      {"html", true, writeHtml},
+    {nullptr, false, writeTables}, {"summary", false, writeSummary},
+    {"json", false, writeJson},    {"csv", false, writeCsv},
+    {"html", true, writeHtml},     {"events", false, writeNothing},
 };
 
 } // namespace readkey
