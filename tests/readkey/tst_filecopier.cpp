@@ -112,6 +112,10 @@ private Q_SLOTS:
         QCOMPARE(faults_disarm(), 1);
         QCOMPARE(copier.error(),
                  QString("its name cannot be put onto the disk: Input/output error"));
+        key.remove("copies");
+        faults_arm(qPrintable(key.mountPath()), "sync 1 EINVAL"); // nothing to do there
+        QVERIFY2(copier.open({}), qPrintable(copier.error()));
+        faults_disarm();
     }
 
     void eachCallFails_data() {

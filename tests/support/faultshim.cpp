@@ -76,8 +76,9 @@ int numberOf(const char* outcome) {
     static const struct {
         const char* name;
         int number;
-    } outcomes[] = {{"EACCES", EACCES}, {"EIO", EIO},   {"ENOSPC", ENOSPC},  {"EPERM", EPERM},
-                    {"EROFS", EROFS},   {"nothing", 0}, {"SIGINT", -SIGINT}, {"SIGUSR1", -SIGUSR1}};
+    } outcomes[] = {{"EACCES", EACCES}, {"EINVAL", EINVAL},  {"EIO", EIO},
+                    {"ENOSPC", ENOSPC}, {"EPERM", EPERM},    {"EROFS", EROFS},
+                    {"nothing", 0},     {"SIGINT", -SIGINT}, {"SIGUSR1", -SIGUSR1}};
     for (const auto& [name, number] : outcomes) {
         if (std::strcmp(name, outcome) == 0)
             return number;
