@@ -1,6 +1,7 @@
 #include "events.h"
 
 #include "json.h"
+#include "logbook.h"
 
 #include "scard/scardgeneric.h"
 
@@ -10,11 +11,6 @@ namespace {
 
 QByteArray time(const QDateTime& value) {
     return jsonTime(value.isValid() ? std::make_optional(value.toSecsSinceEpoch()) : std::nullopt);
-}
-
-QByteArray kilometres(quint32 value) {
-    return value == downloadkey::noOdometerValue ? QByteArrayLiteral("null")
-                                                 : QByteArray::number(value);
 }
 
 QByteArray errorJson(const aux::ErrorData& entry) {
@@ -31,12 +27,13 @@ QByteArray cardJson(const std::shared_ptr<scard::SCardGeneric>& card) {
 }
 
 QByteArray activityJson(const downloadkey::VehicleInfo::_FeDriverActivities& activity) {
-    return jsonObject({{"holderName", jsonString(activity.holderName)},
-                       {"insertionTime", time(activity.insertionTime)},
-                       {"odometerAtInsertion", kilometres(activity.odometerAtInsertion)},
-                       {"slot", QByteArray::number(activity.slot)},
-                       {"withdrawalTime", time(activity.withdrawalTime)},
-                       {"odometerAtWithdrawal", kilometres(activity.odometerAtWithdrawal)}});
+    return jsonObject(
+        {{"holderName", jsonString(activity.holderName)},
+         {"insertionTime", time(activity.insertionTime)},
+         {"odometerAtInsertion", jsonNumber(kilometres(activity.odometerAtInsertion))},
+         {"slot", QByteArray::number(activity.slot)},
+         {"withdrawalTime", time(activity.withdrawalTime)},
+         {"odometerAtWithdrawal", jsonNumber(kilometres(activity.odometerAtWithdrawal))}});
 }
 
 QByteArray vehicleJson(const std::shared_ptr<downloadkey::VehicleInfo>& vehicle) {

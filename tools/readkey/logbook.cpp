@@ -5,6 +5,7 @@
 #include "downloadkey/downloadkey.h"
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <tuple>
 
@@ -19,10 +20,6 @@ QString driverName(const QString& holder) {
     if (comma >= 0)
         name.remove(comma, 1);
     return name.simplified();
-}
-
-std::optional<quint32> kilometres(quint32 odometer) {
-    return odometer == downloadkey::noOdometerValue ? std::nullopt : std::make_optional(odometer);
 }
 
 Insertion insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activity) {
@@ -141,9 +138,7 @@ void findGaps(Logbook& book) {
 
 template <typename Item, typename IsWanted>
 void removeUnless(std::vector<Item>& items, IsWanted isWanted) {
-    items.erase(
-        std::remove_if(items.begin(), items.end(), [&](Item& item) { return !isWanted(item); }),
-        items.end());
+    items.erase(std::remove_if(items.begin(), items.end(), std::not_fn(isWanted)), items.end());
 }
 
 void filterRecords(Logbook& book, const Filter& filter) {
@@ -295,6 +290,10 @@ QString essence(const QString& text) {
 }
 
 } // namespace
+
+std::optional<quint32> kilometres(quint32 odometer) {
+    return odometer == downloadkey::noOdometerValue ? std::nullopt : std::make_optional(odometer);
+}
 
 bool isDriverCard(int type) {
     return type == static_cast<int>(downloadkey::DownloadKey::CardType::DriverCard);

@@ -172,6 +172,9 @@ constexpr const char* statusNames[] = {"ok", "failed", "skipped"};
 constexpr const char* copyNames[] = {"", "copied", "kept", "failed"};
 constexpr const char* gapNames[] = {"card", "data"}; // what is missing
 
+// None for the library's "no value".
+std::optional<quint32> kilometres(quint32 odometer);
+
 // The kinds of cards, as the card library numbers them.
 bool isDriverCard(int type);
 QString cardTypeName(int type); // "driver", "workshop", "control", "company" or the number

@@ -114,11 +114,15 @@ QString slotName(quint16 slot) {
                               : QString::number(slot);
 }
 
+QString numberText(std::optional<qint64> number) {
+    return number ? QString::number(*number) : QStringLiteral("-");
+}
+
 void addStretch(Table& table, const QString& driver, quint16 slot, const Stretch& stretch,
                 const Clock& clock) {
     table.addRow({driver, slotName(slot), clock.minute(stretch.from),
-                  clock.end(stretch.from, stretch.to), orDash(numberText(stretch.odometerFrom)),
-                  orDash(numberText(stretch.odometerTo)), orDash(numberText(stretch.distance()))});
+                  clock.end(stretch.from, stretch.to), numberText(stretch.odometerFrom),
+                  numberText(stretch.odometerTo), numberText(stretch.distance())});
 }
 
 QString vehicleHeading(const VehicleSummary& vehicle, const Clock& clock) {

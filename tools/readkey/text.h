@@ -4,8 +4,6 @@
 
 #include <QtCore/QString>
 
-#include <optional>
-
 namespace readkey {
 
 // Whether it is nothing but printable ASCII, as most text is.
@@ -29,11 +27,5 @@ QString counted(size_t count, const char* noun);
 
 // "-" for what is not known.
 QString orDash(const QString& text);
-
-// Empty for a number that is not known.
-template <typename Number>
-QString numberText(const std::optional<Number>& number) {
-    return number ? QString::number(*number) : QString();
-}
 
 } // namespace readkey
