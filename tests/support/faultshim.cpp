@@ -97,14 +97,16 @@ __attribute__((constructor)) void armFromEnvironment() {
 extern "C" {
 
 void faults_arm(const char* root, const char* fault) {
+    char number[16];
     char outcome[16];
-    char plus = 0;
-    if (std::sscanf(fault, "%15s %d%c %15s", failingKind, &failAt, &plus, outcome) != 4) {
+    if (std::sscanf(fault, "%15s %15s %15s", failingKind, number, outcome) != 3) {
         std::fprintf(stderr, "faultshim: \"%s\" is not a fault\n", fault);
         std::abort();
     }
     std::snprintf(watchedRoot, sizeof watchedRoot, "%s", root);
-    isLasting = plus == '+';
+    char* afterNumber = nullptr;
+    failAt = static_cast<int>(std::strtol(number, &afterNumber, 10));
+    isLasting = *afterNumber == '+';
     failure = numberOf(outcome);
     calls = 0;
     *missingKinds = 0;

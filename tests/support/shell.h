@@ -79,8 +79,8 @@ inline Run shell(const TestKey& key, QString script) {
     const auto text = [&key](const QByteArray& bytes) {
         return QString::fromUtf8(bytes).replace(key.mountPath(), "KEY");
     };
-    const Run run{process.exitCode() + (wasKilled ? 128 : 0), text(process.readAllStandardOutput()),
-                  text(process.readAllStandardError())};
+    Run run{process.exitCode() + (wasKilled ? 128 : 0), text(process.readAllStandardOutput()),
+            text(process.readAllStandardError())};
     RunLog::add(script, run);
     return run;
 }

@@ -8,7 +8,7 @@
 namespace readkey {
 
 // Bytes. No vehicle unit and no card holds more than a few megabytes.
-constexpr qint64 largestDownload = 64 * 1024 * 1024;
+constexpr qint64 largestDownload = qint64{64} * 1024 * 1024;
 
 // Opens the file for reading. Returns 0 or an errno: ELOOP if it is not a regular file, EFBIG if it
 // is too large for a download.
