@@ -121,7 +121,7 @@ device)
     prepare_root "$device"
     [ -n "$toolchain" ] || {
         echo "set(CMAKE_CXX_COMPILER $cxx)"
-        sed -n "s,^  \(set.*\)/path/to/libdownloadkey,\1$source_dir,p" "$source_dir/docs/device-build.md"
+        sed -n "s,^  \(set(.* \)/path/to/libdownloadkey\(.*\)),\1\"$source_dir\2\"),p" "$source_dir/docs/device-build.md"
     } >"$device_toolchain"
     configure "$device" "$work/vendor" -S "$examples/minimalhost/vendor" "${device_arguments[@]}" \
         -DCMAKE_INSTALL_LIBDIR="lib/$tuple"
