@@ -46,10 +46,8 @@ const char* repetitionMark(qint64 seconds) {
     constexpr qint64 week = 604800;
     static qint64 quietWeek = -1;
     const qint64 begin = seconds / week * week;
-    if (begin == quietWeek)
-        return "";
     const auto offset = [](qint64 time) { return partsOf(time, false).tm_gmtoff; };
-    if (offset(begin - longest) == offset(begin + week + longest)) {
+    if (begin == quietWeek || offset(begin - longest) == offset(begin + week + longest)) {
         quietWeek = begin;
         return "";
     }
