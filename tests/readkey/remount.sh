@@ -14,7 +14,7 @@ for options in -m -rm; do
         mount -t tmpfs -o rw,nosuid,nodev key "$1" || exit 77
         echo mounted >"$4"
         cp "$2"/download/* "$1"
-        "$3" "$1" 2>&1 >/dev/null | grep -F "its files are not in a directory \"download\""
+        "$3" "$1" 2>&1 >/dev/null | grep -F "its files are not in \"download\""
         rm "$1"/*
         cp -r "$2"/. "$1"
         "$3" --remount --events "$1" >>"$4"

@@ -268,12 +268,10 @@ private Q_SLOTS:
     void oddThingsAreHinted_data() {
         const auto row = columns<QString, QString, QString>("given", "path", "hint");
         row("changed on its way", "mv plate download/M_20240315_0830_A.DDD", "KEY",
-            "M_20240315_0830_A.DDD: its plate has control characters, and it has no insertions: it "
-            "was probably changed on its way");
+            "M_20240315_0830_A.DDD: probably changed on its way: control characters in the plate, "
+            "and no insertions");
         row("empty beside full", "mkdir DOWNLOAD; mv plate DOWNLOAD/notes.ddd", "KEY",
-            "KEY: \"download\" is empty, but \"DOWNLOAD\" is not: give KEY/DOWNLOAD as PATH for "
-            "its 1 "
-            "file");
+            "KEY: \"download\" is empty, \"DOWNLOAD\" is not: PATH may be KEY/DOWNLOAD");
         row("other names", "mv plate download/notes", "--verbose KEY 2>&1 >out | grep notes >&2",
             "KEY/download/notes: left alone");
     }

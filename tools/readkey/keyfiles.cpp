@@ -106,11 +106,6 @@ bool isVehicleUnit(const QByteArray& begin) {
     return begin.size() >= 2 && begin.at(0) == '\x76' && (begin.at(1) & 0x0F) == 1;
 }
 
-QByteArray beginOf(QFile& file) {
-    file.seek(0);
-    return file.read(512);
-}
-
 aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file) {
     const QDateTime time = QDateTime::fromSecsSinceEpoch(file.downloaded.value_or(0), Qt::UTC);
     scard::SCardGeneric generic(device, time, scard::FilenameRegion::Unknown);
@@ -133,9 +128,9 @@ aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file)
 }
 
 // What the file really is, as far as its bytes show it.
-QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind kind) {
+QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind kind,
+                       const QByteArray& begin) {
     static const char* const wanted[] = {"card download", "vehicle-unit download", "download"};
-    const QByteArray begin = beginOf(file);
     LogFile card;
     if (kind == LogFile::Card && isVehicleUnit(begin))
         return QStringLiteral("a vehicle-unit download under a card's name");
@@ -151,16 +146,16 @@ QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind
 
 // Why a parser refused the file, in plain words, with the parser's own behind them.
 QString parserReason(downloadkey::DownloadKey& key, QFile& file, const aux::Error& error,
-                     LogFile::Kind kind) {
+                     LogFile::Kind kind, const QByteArray& begin) {
     if (file.error() != QFileDevice::NoError)
         return QStringLiteral("cannot be read: ") + file.errorString();
     QString text = errorText(error);
     if (text.contains(QLatin1String("not mmapped")) &&
         file.size() >= downloadkey::smallestVehicleUnitFile)
         return QStringLiteral("not enough memory");
-    if (kind != LogFile::Card && isVehicleUnit(beginOf(file)))
+    if (kind != LogFile::Card && isVehicleUnit(begin))
         text.prepend(QStringLiteral("it ends at byte %1; ").arg(file.size()));
-    return QStringLiteral("%1 (%2)").arg(contentsReason(key, file, kind), text);
+    return QStringLiteral("%1 (%2)").arg(contentsReason(key, file, kind, begin), text);
 }
 
 } // namespace
@@ -213,10 +208,10 @@ std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key
         set(file, LogFile::Failed, reason);
         return nullptr;
     }
+    const QByteArray begin = device.peek(512);
     const LogFile::Kind named = file.kind;
     if (named == LogFile::Other)
-        file.kind = isVehicleUnit(beginOf(device)) ? LogFile::Vehicle : LogFile::Card;
-    device.seek(0);
+        file.kind = isVehicleUnit(begin) ? LogFile::Vehicle : LogFile::Card;
     std::unique_ptr<downloadkey::VehicleInfo> vehicle;
     if (file.kind == LogFile::Vehicle)
         vehicle = std::make_unique<downloadkey::VehicleInfo>(device);
@@ -224,7 +219,7 @@ std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key
     if (error.isEmpty())
         return vehicle;
     file.kind = named;
-    set(file, LogFile::Failed, parserReason(key, device, error, named));
+    set(file, LogFile::Failed, parserReason(key, device, error, named, begin));
     return nullptr;
 }
 

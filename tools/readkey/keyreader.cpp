@@ -171,9 +171,7 @@ void KeyReader::connectSignals() {
 void KeyReader::readFolder() {
     listDirectory(m_path);
     if (QStorageInfo(m_path).rootPath() == QFileInfo(m_path).canonicalFilePath())
-        warn({},
-             QStringLiteral("its files are not in a directory \"download\", where a device looks "
-                            "for them"));
+        warn(QStringLiteral("its files are not in \"download\", where a device looks for them"));
     readOneByOne(m_path);
 }
 
@@ -209,12 +207,9 @@ bool KeyReader::openKey() {
         return fail(reasonNotOpened());
     listDirectory(downloadDirOf(m_mountDir));
     const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
-    const size_t hidden = m_listing.files.empty() ? listFiles(second).files.size() : 0;
-    if (hidden > 0)
-        warn({},
-             QStringLiteral("\"download\" is empty, but \"DOWNLOAD\" is not: give %1 as PATH for "
-                            "its %2")
-                 .arg(second, counted(hidden, "file")));
+    if (m_listing.files.empty() && !listFiles(second).files.empty())
+        warn(QStringLiteral("\"download\" is empty, \"DOWNLOAD\" is not: PATH may be %1")
+                 .arg(second));
     return true;
 }
 
@@ -321,9 +316,9 @@ void KeyReader::addFile(LogFile file) {
     }
     if (vehicle && printable(vehicle->getPlateString()) != vehicle->getPlateString() &&
         vehicle->getDriverActivities().empty())
-        warn(file.name,
-             QStringLiteral("its plate has control characters, and it has no insertions: "
-                            "it was probably changed on its way"));
+        warn(QStringLiteral("probably changed on its way: control characters in the plate, "
+                            "and no insertions"),
+             file.name);
     if (vehicle && !m_events) // events show no logbook
         m_book.addVehicle(std::move(file), *vehicle);
     else
@@ -344,7 +339,7 @@ LogFile::Copy KeyReader::copyFile(const QString& path, const QDateTime& time) {
         return LogFile::NotCopied;
     }
     if (!m_copier->warning().isEmpty())
-        warn(name, m_copier->warning());
+        warn(m_copier->warning(), name);
     return outcome == FileCopier::Copied ? LogFile::Copied : LogFile::Kept;
 }
 
@@ -367,7 +362,7 @@ QString KeyReader::reasonNotOpened() const {
         .arg(similar.first(), directory.filePath(similar.first()));
 }
 
-void KeyReader::warn(const QString& file, const QString& text) {
+void KeyReader::warn(const QString& text, const QString& file) {
     m_book.addWarning({m_name, file, text});
 }
 

@@ -47,7 +47,7 @@ private:
     LogFile::Copy copyFile(const QString& path, const QDateTime& time);
     bool remount(const QString& mountDir);
     QString reasonNotOpened() const;
-    void warn(const QString& file, const QString& text);
+    void warn(const QString& text, const QString& file = {});
     bool fail(const QString& reason); // returns false
     void failFile(const QString& file, const QString& reason, bool isDamage);
 
