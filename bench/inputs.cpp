@@ -70,7 +70,7 @@ std::unique_ptr<QFile> openFile(const QString& path) {
 
 Key::Key(const QString& mountPath, int files, int whole, int days, int recordsPerDay, bool hasCards)
     : path(mountPath) {
-    require(QDir().mkpath(path + QLatin1String("/download")), "a key's folder cannot be made");
+    require(QDir().mkpath(path + QLatin1String("/download")), "a key's folder cannot be created");
     samples::KeyOptions options;
     options.days = 0; // its vehicle-unit files only lend their names
     for (int i = 0; i < 2 * files; ++i) {

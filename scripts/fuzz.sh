@@ -4,7 +4,7 @@
 # build/fuzz/findings.
 #
 #   scripts/fuzz.sh [SECONDS]
-#   scripts/fuzz.sh --keep     puts the new inputs into fuzz/corpus, as few as reach the same code
+#   scripts/fuzz.sh --keep     puts the new inputs into fuzz/corpus, the fewest that reach the same code
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 

@@ -54,7 +54,7 @@ QString prepare(const QString& directory, const QStringList& sources) {
             return QStringLiteral("it is on the key itself (%1)").arg(source);
     }
     if (::mkdir(QFile::encodeName(directory).constData(), 0777) != 0 && !isThere)
-        return QStringLiteral("it cannot be made: ") + qt_error_string(errno);
+        return QStringLiteral("it cannot be created: ") + qt_error_string(errno);
     const int reason = isThere ? 0 : syncDirectory(directory + QLatin1String("/.."));
     if (reason != 0)
         return QStringLiteral("its name cannot be put onto the disk: ") + qt_error_string(reason);

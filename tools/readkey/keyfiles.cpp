@@ -55,7 +55,7 @@ LogFile examineEntry(int directory, const char* bytes) {
     else if (S_ISLNK(status.st_mode))
         set(file, LogFile::Skipped, QStringLiteral("it is a link"));
     else if (!S_ISREG(status.st_mode))
-        set(file, LogFile::Skipped, QStringLiteral("it is no regular file"));
+        set(file, LogFile::Skipped, QStringLiteral("it is not a regular file"));
     else if (name.startsWith(QLatin1Char('.')))
         set(file, LogFile::Skipped, QStringLiteral("it is hidden"));
     else if (file.kind == LogFile::Other)

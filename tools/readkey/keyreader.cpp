@@ -237,7 +237,7 @@ void KeyReader::readKey() {
         addFiles();
     if (m_failures == before)
         failFile({},
-                 QStringLiteral("a file failed that can be read now: the key's contents changed"),
+                 QStringLiteral("a file that failed can be read now: the key's contents changed"),
                  true);
 }
 

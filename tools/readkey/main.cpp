@@ -89,7 +89,7 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
         return true;
     }
     QSaveFile whole(path); // or not at all
-    QFile device(path);    // what is no regular file must not be replaced by one
+    QFile device(path);    // what is not a regular file must not be replaced by one
     const bool isDevice = device.exists() && !QFileInfo(path).isFile();
     QFileDevice& file = isDevice ? static_cast<QFileDevice&>(device) : whole;
     if (file.open(QIODevice::WriteOnly)) {
@@ -122,7 +122,7 @@ int run(const Options& options, StandardOutput& out) {
     if (isInterrupted || !areTables || !console::isOneTerminal()) // the tables have them, too
         tell(book.failures, book);
     if (isInterrupted) {
-        console::error(QStringLiteral("interrupted, nothing is complete"));
+        console::error(QStringLiteral("interrupted before the end"));
         return EXIT_FAILURE;
     }
     if (!show(book, options, out))
