@@ -57,7 +57,7 @@ private Q_SLOTS:
             isHarmed |= !isWholeOrNothing;
             QVERIFY2(isWholeOrNothing || story.endsWith("remount failed"), qPrintable(story));
             QVERIFY(isWholeOrNothing || isLasting || host.offeredPaths.size() >= 3);
-            QVERIFY(calls >= at || story == m_whole);
+            QVERIFY2(calls >= at || story == m_whole, qPrintable(story));
         } while (calls >= at);
         QVERIFY(isHarmed);
     }

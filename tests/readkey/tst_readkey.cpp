@@ -187,7 +187,7 @@ private Q_SLOTS:
         for (const QString& kind : kinds.split(' '))
             for (const QString& column : readkey(key, "KEY --csv=" + kind).out.trimmed().split(','))
                 QVERIFY2(manual.contains(QRegularExpression("\n(.*, )?" + column + "(,.*)?\tT\\{")),
-                         qPrintable(column));
+                         qPrintable("the manual does not have " + column + " of " + kind));
         QVERIFY(readkey(key, "-v").out.startsWith("readkey 1."));
     }
 

@@ -115,7 +115,8 @@ private Q_SLOTS:
             int array = generation == Generation::Gen1 ? end : position + 2;
             while (array < end)
                 array += 5 + numberAt(file, array + 1, 2) * numberAt(file, array + 3, 2);
-            QVERIFY2(array == end, tag);
+            QVERIFY2(array == end, tag + ": " + QByteArray::number(array - position) +
+                                       " bytes, not " + QByteArray::number(size));
             position = end;
         }
         QCOMPARE(position, file.size());
