@@ -1,7 +1,6 @@
 // A program as a user runs it: from a shell, with what it writes and returns.
 #pragma once
 
-#include "tests/support/lines.h"
 #include "tests/support/testkey.h"
 
 #include <QtCore/QProcess>
@@ -44,16 +43,8 @@ private:
     inline static QStringList s_runs;
 };
 
-// The words that begin with two dashes, sorted, to compare a program's help with its manual.
-inline Lines optionsIn(const QString& text) {
-    QStringList options;
-    auto match = QRegularExpression("--[a-z][a-z-]+").globalMatch(text);
-    while (match.hasNext())
-        options << match.next().captured();
-    options.sort();
-    options.removeDuplicates();
-    return {options};
-}
+// Words of scripts, and what they stand for. A test may add some.
+inline QMap<QString, QString> scriptWords{{"PROGRAM", TEST_PROGRAM}};
 
 // Runs a script of sh in the key's directory. In it the word PROGRAM stands for the program under
 // test, and KEY for the key's path; KEY stands for that path in the output, too. The time zone is
@@ -69,7 +60,8 @@ inline Run shell(const TestKey& key, QString script) {
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(key.mountPath());
     process.setStandardInputFile(QProcess::nullDevice());
-    script.replace(QRegularExpression("\\bPROGRAM\\b"), TEST_PROGRAM);
+    for (auto word = scriptWords.cbegin(); word != scriptWords.cend(); ++word)
+        script.replace(QRegularExpression("\\b" + word.key() + "\\b"), word.value());
     QString command = script;
     command.replace(QRegularExpression("\\bKEY\\b"), key.mountPath());
     process.start("sh", {"-ec", command});
