@@ -113,7 +113,7 @@ private Q_SLOTS:
             QCOMPARE(file.mid(position, 2).toHex(), tag);
             const int end = position + size;
             int array = generation == Generation::Gen1 ? end : position + 2;
-            while (array < end)
+            while (array < end && file.at(array) != '\x76') // the next block's tag
                 array += 5 + numberAt(file, array + 1, 2) * numberAt(file, array + 3, 2);
             QVERIFY2(array == end, tag + ": " + QByteArray::number(array - position) +
                                        " bytes, not " + QByteArray::number(size));
