@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""tools.py READER READKEY KEY: readkey's views beside the library's own open() and read() of the same key.
+"""tools.py READER READKEY KEY: compares readkey's views with the library's own open() and read() of the same key.
 
-Whole processes are compared: the median of their processor times, and the most memory that one held.
+Whole processes are compared: the median of their processor times, and the highest peak of their memory.
 """
 import os
 import statistics
@@ -28,7 +28,7 @@ def cost(*command):
 reader, readkey, key = sys.argv[1:]
 os.environ["TZ"] = "Europe/Berlin"
 library, megabytes = cost(reader, key)
-print("| view | ms | beside the library | MB |\n|:---|---:|---:|---:|")
+print("| view | ms | times the library | MB |\n|:---|---:|---:|---:|")
 print(f"| open() and read() alone | {library:.0f} | | {megabytes:.0f} |")
 for view in ("--utc", "--summary", "--json", "--csv", "--html=-", "--events"):
     milliseconds, megabytes = cost(readkey, view, key)

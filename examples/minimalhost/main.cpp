@@ -1,8 +1,8 @@
-// A host that reads keys on a thread of its own and evaluates the results on its main thread.
+// A host that reads keys on a separate thread and evaluates the results on its main thread.
 //
 //     minimalhost [--pull] MOUNT_DIR...
 //
-// With --pull the first key is pulled out in the middle: its directory is renamed.
+// With --pull, the first key is pulled out while it is read: its directory is renamed.
 #include <downloadkey/downloadkey.h>
 #include <downloadkey/hostcheck.h>
 #include <downloadkey/metatypes.h>
@@ -24,7 +24,7 @@ struct Results {
     std::vector<std::shared_ptr<downloadkey::VehicleInfo>> vehicles;
 };
 
-// Stands for the user's hand, and for the system's notice that a stick has gone.
+// Plays the user's hand, and the system's notice that the stick is gone.
 void pullOut(DownloadKey& key, const QString& mountDir) {
     QDir().rename(mountDir, mountDir + QStringLiteral("-pulled"));
     key.close();
@@ -32,8 +32,8 @@ void pullOut(DownloadKey& key, const QString& mountDir) {
 
 void readKey(DownloadKey& key, const QString& mountDir, bool isPulled) {
     int files = 0;
-    // Without a receiver that lives in another thread, the slot runs inside read(). A host that
-    // keeps the files copies them here.
+    // There is no receiver in another thread, so the slot runs inside read(). A host that keeps
+    // the files copies them here.
     const auto connection = QObject::connect(&key, &DownloadKey::downloadFile, [&] {
         ++files;
         if (isPulled)
@@ -63,7 +63,7 @@ void show(const Results& results) {
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
-    // The library's debug lines name drivers and times, and they cost time.
+    // The library's debug lines name drivers and times, and they take time.
     QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
     // readDone goes from one thread to another.
     downloadkey::registerMetaTypes();
@@ -89,7 +89,7 @@ int main(int argc, char** argv) {
     QCoreApplication::exec();
     reader->wait();
 
-    // The keys, the thread and the DownloadKey are gone; what they gave is not.
+    // The keys, the thread and the DownloadKey are gone; their results are not.
     for (const Results& results : collected)
         show(results);
     return int(collected.size()) == mountDirs.size() ? 0 : 1;

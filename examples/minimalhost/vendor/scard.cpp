@@ -4,7 +4,7 @@
 
 namespace {
 
-// Without the code page byte in front: this device takes every text as Latin-1.
+// Without the leading code page byte: this device reads every text as Latin-1.
 template <typename Field>
 QString latin1Text(const Field& field) {
     const auto* text = reinterpret_cast<const char*>(field.bytes);
@@ -22,10 +22,10 @@ SCardGeneric::SCardGeneric(QFile& file, QDateTime downloadTimeUtc, FilenameRegio
 
 SCardGeneric::~SCardGeneric() = default;
 
-// A block has a file id of two bytes, a byte that is even for data and odd for a signature and from
-// 2 on means the second generation, and a length of two bytes. Block 0501 begins with the type.
+// A block's header is a file id of two bytes, a kind (0 and 1: data and signature of the first
+// generation; 2 and 3: of the second) and a length of two bytes. Block 0501 begins with the type.
 aux::Error SCardGeneric::readCardInfo() {
-    // Cards that were downloaded through a vehicle unit have two bytes in front.
+    // Cards that were downloaded through a vehicle unit begin with two extra bytes.
     std::size_t at = m_data[0] == 0x76 && m_data[1] == 0x06 ? 2 : 0;
     while (at + 5 < m_size) {
         if (m_data[at] == 0x05 && m_data[at + 1] == 0x01 && m_data[at + 2] % 2 == 0) {

@@ -1,4 +1,4 @@
-// What the device's applications have the system do.
+// System services that the device's applications call.
 #pragma once
 
 #include <QtCore/QString>

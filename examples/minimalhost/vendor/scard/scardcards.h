@@ -1,4 +1,4 @@
-// The card files of one kind and generation each.
+// Card files, a class for each kind and generation.
 #pragma once
 
 #include "scard/scardgeneric.h"

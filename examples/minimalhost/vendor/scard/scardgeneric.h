@@ -1,5 +1,5 @@
 // Card download files. This library keeps the beginning of a file, in which it looks for the block
-// that tells the card's type.
+// with the card's type.
 #pragma once
 
 #include "auxiliary/error.h"
