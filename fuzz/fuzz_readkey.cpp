@@ -260,8 +260,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     QBuffer events;
     events.open(QIODevice::WriteOnly);
     LogbookBuilder builder;
-    KeyReader(options, options.paths[0], builder, nullptr, wantsEvents ? &events : nullptr)
-        .read([](int percent) { require(percent >= 0 && percent <= 100, "percent"); });
+    readPath(options, options.paths[0], builder, nullptr, wantsEvents ? &events : nullptr,
+             [](int percent) { require(percent >= 0 && percent <= 100, "percent"); });
     requireSafe(events.data());
     requireJsonLines(events.data());
     showAll(builder.finish(options.filter, options.asOf, Clock{options.utc}), options);

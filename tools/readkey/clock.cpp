@@ -94,11 +94,9 @@ QString Clock::end(qint64 from, std::optional<qint64> seconds) const {
     const QString first = minute(from);
     const QString last = minute(seconds);
     const int dateEnd = last.indexOf(QLatin1Char(' '));
-    QString time = last.mid(dateEnd + 1);
-    if (!seconds || first.leftRef(dateEnd) == last.leftRef(dateEnd))
-        return time;
-    const qint64 days = date(from).daysTo(date(*seconds));
-    return time + QString::asprintf(" %+lldd", static_cast<long long>(days));
+    const bool isSameDay = !seconds || first.leftRef(dateEnd) == last.leftRef(dateEnd);
+    const qint64 days = isSameDay ? 0 : date(from).daysTo(date(*seconds));
+    return last.mid(dateEnd + 1) + (isSameDay ? QString() : QString::asprintf(" %+lldd", days));
 }
 
 QDate Clock::date(qint64 seconds) const {

@@ -2,8 +2,6 @@
 
 #include "text.h"
 
-#include <QtCore/QLoggingCategory>
-
 #include <cerrno>
 #include <csignal>
 
@@ -80,13 +78,6 @@ void endBySignal(int number) {
     std::signal(number, SIG_DFL);
     std::raise(number);
     ::_exit(128 + number); // where the signal is blocked
-}
-
-void setDebugLines(bool wanted) {
-    if (wanted)
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=true"));
-    else if (!qEnvironmentVariableIsSet("QT_LOGGING_RULES"))
-        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
 }
 
 void line(const QString& text) {

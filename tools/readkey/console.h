@@ -21,9 +21,6 @@ int interruption();
 // Ends the process by the signal's default action, so that a shell's loop ends too.
 [[noreturn]] void endBySignal(int number);
 
-// Debug lines are off unless wanted here or by the environment's QT_LOGGING_RULES.
-void setDebugLines(bool wanted);
-
 // Writes one line to standard error, unsafe characters shown as escapes.
 void line(const QString& text);
 

@@ -10,9 +10,10 @@ namespace readkey {
 class FileCopier {
 public:
     enum Outcome {
-        Copied, // and, after sync(), on the disk; warning() may have something to say
-        Kept,   // the same bytes were there already; they were not touched
-        Failed, // error() tells why; nothing was left behind
+        NotAsked, // by those who have no copier
+        Copied,   // and, after sync(), on the disk; warning() may have something to say
+        Kept,     // the same bytes were there already; they were not touched
+        Failed,   // error() says why; nothing was left behind
     };
 
     explicit FileCopier(const QString& directory)

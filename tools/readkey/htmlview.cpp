@@ -9,6 +9,7 @@
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
+#include <QtCore/QLocale>
 
 #include <algorithm>
 
@@ -48,10 +49,7 @@ QByteArray html(const QString& text) {
 // "13 437", with narrow blanks at which no line breaks.
 template <typename Number>
 QByteArray grouped(Number number) {
-    QByteArray text = QByteArray::number(static_cast<qint64>(number));
-    for (int place = text.size() - 3; place > 0; place -= 3)
-        text.insert(place, "\u202f");
-    return text;
+    return QLocale(QLocale::French).toString(static_cast<qint64>(number)).toUtf8();
 }
 
 // "253:12"
@@ -144,9 +142,7 @@ QByteArray drivers(const Logbook& book) {
             ages.append((book.counts.driverCards == 0 ? "no card files" : ageText(download)) +
                         (card.counts || !download.age ? "" : ", not counted"));
         }
-        const QString several = QStringLiteral(" (%1 drivers)").arg(driver.holders);
-        rows.push_back({driver.isOverdue ? "overdue" : "",
-                        html(orDash(driver.name) + (driver.holders > 1 ? several : QString())),
+        rows.push_back({driver.isOverdue ? "overdue" : "", html(nameOf(driver)),
                         numbers.join("<br>\n"), ages.join("<br>\n"), grouped(driver.vehicles),
                         grouped(driver.totals.insertions), hours(driver.totals.seconds),
                         grouped(driver.totals.kilometres), crossingText(driver.crossing)});
@@ -160,7 +156,7 @@ QByteArray drivers(const Logbook& book) {
 QByteArray files(const Logbook& book, const Options& options) {
     std::vector<Row> rows;
     for (const LogFile& file : book.files)
-        rows.push_back({file.copy == LogFile::NotCopied ? "failed" : statusNames[file.status],
+        rows.push_back({file.copy == FileCopier::Failed ? "failed" : statusNames[file.status],
                         html(file.name), options.paths.size() > 1 ? html(file.key) : "",
                         Clock{options.utc}.minute(file.downloaded).toLatin1(), copyNames[file.copy],
                         html(file.contents)});
@@ -215,16 +211,12 @@ QByteArray vehicleRows(const Logbook& book) {
 std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
     qint64 last = book.newestDownload.value_or(clock.startOf(book.asOf));
     qint64 first = last;
-    const auto add = [&](qint64 from, qint64 to) {
-        first = std::min(first, from);
-        last = std::max({last, from, to});
-    };
-    for (const Insertion& insertion : book.insertions)
-        add(insertion.from, insertion.to.value_or(0));
-    for (const Gap& gap : book.gaps)
-        add(gap.from, *gap.to);
     for (const VehicleSummary& vehicle : book.vehicles)
-        add(vehicle.knownFrom.value_or(last), 0);
+        first = std::min(first, vehicle.knownFrom.value_or(first));
+    for (const Insertion& insertion : book.insertions)
+        last = std::max({last, insertion.from, insertion.to.value_or(0)});
+    for (const Gap& gap : book.gaps)
+        last = std::max(last, *gap.to);
     return {first, last};
 }
 

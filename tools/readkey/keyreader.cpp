@@ -1,21 +1,23 @@
 #include "keyreader.h"
 
 #include "console.h"
-#include "events.h"
+#include "keyfiles.h"
 #include "openfile.h"
 #include "text.h"
+#include "views.h"
 
+#include "auxiliary/configuration.h"
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
+#include <QtCore/QMap>
 #include <QtCore/QStorageInfo>
 
 #include <cerrno>
 
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -26,7 +28,7 @@ namespace {
 // Bytes that the library may keep in memory at once.
 constexpr qint64 largestRead = 4 * largestDownload;
 
-// Empty where there is none.
+// Empty if there is none.
 QString downloadDirOf(const QString& mountDir) {
     for (const char* name : {"/download", "/DOWNLOAD"}) {
         QString directory = mountDir + QLatin1String(name);
@@ -51,71 +53,326 @@ QString nameOfStray(const QString& mountDir) {
     return {};
 }
 
+bool isMountPoint(const QString& directory) {
+    return QStorageInfo(directory).rootPath() == QFileInfo(directory).canonicalFilePath();
+}
+
 // Remounts the file system at `mountDir` and keeps its other flags. Returns an empty text, or the
-// reason why not: where a directory is no mount point, the file system around it would be changed.
+// reason why not.
 QString remountReadOnly(const QString& mountDir) {
-    const QByteArray path = QFile::encodeName(mountDir);
-    struct stat directory {};
-    struct stat parent {};
-    struct statvfs fileSystem {};
-    if (::stat(path.constData(), &directory) != 0 ||
-        ::stat((path + "/..").constData(), &parent) != 0 ||
-        ::statvfs(path.constData(), &fileSystem) != 0)
-        return qt_error_string(errno);
-    if (directory.st_dev == parent.st_dev)
+    if (!isMountPoint(mountDir)) // the file system around it would be changed
         return QStringLiteral("it is not a mount point");
-    // A remount sets all flags anew, so those in force are passed again. statvfs() tells them by
-    // mount()'s own numbers, but for one.
+    const QByteArray path = QFile::encodeName(mountDir);
+    struct statvfs fileSystem {};
+    if (::statvfs(path.constData(), &fileSystem) != 0)
+        return qt_error_string(errno);
+    // A remount sets all flags anew, so those in force are passed again. statvfs() has mount()'s
+    // own numbers for them, but for one.
     constexpr unsigned long kept = MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS | MS_NOATIME |
                                    MS_NODIRATIME | MS_MANDLOCK;
     unsigned long flags = MS_REMOUNT | MS_RDONLY | (fileSystem.f_flag & kept);
     if ((fileSystem.f_flag & ST_RELATIME) != 0)
         flags |= MS_RELATIME;
-    if (::mount(nullptr, path.constData(), nullptr, flags, nullptr) != 0)
-        return qt_error_string(errno);
-    return {};
+    const int result = ::mount(nullptr, path.constData(), nullptr, flags, nullptr);
+    return result == 0 ? QString() : qt_error_string(errno);
 }
+
+// Is used once.
+struct KeyReader {
+    const Options& m_options;
+    const QString& m_path;
+    LogbookBuilder& m_book;
+    FileCopier* m_copier;
+    QIODevice* m_events;
+    const std::function<void(int)>& m_progress;
+
+    aux::Configuration m_configuration = {};
+    downloadkey::DownloadKey m_key{m_configuration};
+    QString m_name = m_path; // of the key in the logbook
+    QString m_mountDir = mountDirOf(m_path);
+    QString m_downloadDir = {};
+    Listing m_listing = {};                           // as it was when the key was opened
+    QStringList m_offered = {};                       // names, in the library's order
+    QMap<QString, FileCopier::Outcome> m_copies = {}; // by name
+    QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles =
+        {}; // parsed by the library
+    int m_failures = 0;
+
+    ~KeyReader() {
+        aux::SystemHelper::setRemountHandler({});
+        logging::Logger::setSink({});
+    }
+
+    // A key is named by its mount directory or by its download directory. Any other directory with
+    // download files in it is a folder of copies, and a file is a folder with one file.
+    void read() {
+        const QFileInfo path(m_path);
+        setUpHost();
+        if (m_events)
+            writeSignals(m_key, *m_events);
+        connectSignals();
+        m_key.init();
+        if (!m_events && !path.isDir() && (path.exists() || path.isSymLink()))
+            readSingleFile();
+        else if (!m_events && downloadDirOf(m_mountDir).isEmpty() &&
+                 !listFiles(m_path).files.empty())
+            readFolder();
+        else if (openKey())
+            readKey();
+        m_key.close();
+        m_key.uninit();
+    }
+
+    // What a host provides besides the calls: its settings, its log, and the remounting.
+    void setUpHost() {
+        m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
+        m_configuration.setValue(aux::SettingsCode::DownloadedDirEnabled,
+                                 m_options.makeDownloadedDir);
+        logging::Logger::setSink([this](const aux::Error& error, logging::Level level) {
+            if (level != logging::Level::Error)
+                console::line(errorText(error));
+            else if (m_options.makeDownloadedDir && QDir::isRelativePath(m_mountDir))
+                fail(errorText(error) + QStringLiteral(": give PATH as an absolute path"));
+            else
+                fail(errorText(error));
+        });
+        if (m_options.remount) {
+            aux::SystemHelper::setRemountHandler(
+                [this](const QString& mountDir) { return remount(mountDir); });
+        }
+    }
+
+    void connectSignals() {
+        using downloadkey::DownloadKey;
+        // The key is a member, so nothing is emitted once this object is gone.
+        QObject::connect(&m_key, &DownloadKey::progress, &m_key, [this](int percent) {
+            m_progress(percent);
+            if (console::interruption() != 0)
+                m_key.close(); // ends the read() at the next file
+        });
+        QObject::connect(&m_key, &DownloadKey::downloadFile, &m_key,
+                         [this](const QString& path, const QDateTime& time) {
+                             m_offered.append(QFileInfo(path).fileName());
+                             m_copies[m_offered.last()] = copyFile(path, time);
+                         });
+        // A VehicleInfo does not know its file. But no file failed, so the vehicles belong to the
+        // first vehicle files that were offered, in the same order.
+        QObject::connect(&m_key, &DownloadKey::readDone, &m_key,
+                         [this](const auto& /*cards*/, const auto& vehicles) {
+                             auto vehicle = vehicles.begin();
+                             for (const QString& name : m_offered) {
+                                 if (vehicle != vehicles.end() &&
+                                     fileOf(name).kind == LogFile::Vehicle)
+                                     m_vehicles[name] = *vehicle++;
+                             }
+                         });
+    }
+
+    void readFolder() {
+        listDirectory(m_path);
+        if (isMountPoint(m_path))
+            warn(QStringLiteral("its files are not in \"download\", where a device looks for "
+                                "them"));
+        readOneByOne(m_path);
+    }
+
+    void readSingleFile() {
+        const QFileInfo file(m_path);
+        m_name = m_downloadDir = file.path();
+        m_listing.files = {fileOf(file.fileName())};
+        if (m_copier && file.canonicalPath() == QFileInfo(m_options.copyTo).canonicalFilePath()) {
+            fail(QStringLiteral("not copied: it is in this directory"), file.fileName());
+            m_copier = nullptr;
+        }
+        readOneByOne(m_path);
+    }
+
+    // Without the library's own read(), so that readkey itself copies and remounts.
+    void readOneByOne(const QString& mountDir) {
+        if (m_options.makeDownloadedDir && m_downloadDir != downloadDirOf(m_mountDir))
+            fail(QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
+        addFiles();
+        if (m_options.remount)
+            remount(mountDir);
+    }
+
+    bool openKey() {
+        const QString stray = nameOfStray(m_mountDir);
+        if (!stray.isEmpty())
+            return fail(QStringLiteral("not read: \"%1\" leads out of the key").arg(stray));
+        QDir mountDir(m_mountDir);
+        const aux::Error error = m_key.open(mountDir);
+        if (m_events)
+            writeReturned(QStringLiteral("open"), error, *m_events);
+        if (!error.isEmpty())
+            return fail(reasonNotOpened());
+        listDirectory(downloadDirOf(m_mountDir));
+        const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
+        if (m_listing.files.empty() && !listFiles(second).files.empty())
+            warn(QStringLiteral("\"download\" is empty, \"DOWNLOAD\" is not: PATH may be %1")
+                     .arg(second));
+        return true;
+    }
+
+    void readKey() {
+        if (isTooMuch()) {
+            if (!m_events)
+                return readOneByOne(m_mountDir);
+            fail(QStringLiteral("not read: its files are too large to be read at once"));
+            return;
+        }
+        const aux::Error error = m_key.read();
+        if (console::interruption() != 0)
+            return;
+        if (m_events)
+            writeReturned(QStringLiteral("read"), error, *m_events);
+        // After an error the library drops what it has parsed, and with it each file's reason.
+        const int before = m_failures;
+        if (error.isEmpty())
+            failFilesThatWereNotOffered();
+        else if (!QFileInfo(m_downloadDir).isDir())
+            fail(QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
+        if (m_failures == before)
+            addFiles();
+        if (!error.isEmpty() && m_failures == before)
+            fail(QStringLiteral("a file that failed can be read now: the key's contents changed"),
+                 {}, true);
+    }
+
+    // Whether the library's read() would load a file that is too large, or too much in all.
+    bool isTooMuch() const {
+        qint64 bytes = 0;
+        int vehicles = 0;
+        for (const LogFile& file : m_listing.files) {
+            const bool isParsed = file.kind == LogFile::Vehicle && file.status == LogFile::Ok &&
+                                  ++vehicles <= downloadkey::parsedFilesOfEachKind;
+            bytes += isParsed ? file.size : 0;
+            if (bytes > largestRead ||
+                (file.size > largestDownload && file.status != LogFile::Skipped))
+                return true;
+        }
+        return false;
+    }
+
+    void listDirectory(const QString& directory) {
+        m_downloadDir = directory;
+        m_listing = listFiles(directory);
+        if (m_listing.error != 0)
+            fail(directory + QStringLiteral(": cannot be read: ") +
+                 qt_error_string(m_listing.error));
+        m_book.addOtherEntries(static_cast<size_t>(m_listing.others.size()));
+        for (const QString& name : m_options.verbose ? m_listing.others : QStringList())
+            console::line(directory + QLatin1Char('/') + name + QStringLiteral(": left alone"));
+    }
+
+    // When the disk fails during the library's own listing, that list is only shorter.
+    void failFilesThatWereNotOffered() {
+        for (LogFile& file : m_listing.files) {
+            if (file.status != LogFile::Ok || m_copies.contains(file.name))
+                continue;
+            file.status = LogFile::Failed;
+            file.reason = QStringLiteral("was not read, a listing of the key left it out");
+        }
+    }
+
+    // Puts the files into the logbook.
+    void addFiles() {
+        int done = 0;
+        for (LogFile& file : m_listing.files) {
+            if (console::interruption() != 0)
+                return;
+            m_progress(100 * ++done / static_cast<int>(m_listing.files.size()));
+            addFile(std::move(file));
+        }
+        for (const QString& name : m_copies.keys())
+            addFile(fileOf(name));
+    }
+
+    void addFile(LogFile file) {
+        const QString path = m_downloadDir + QLatin1Char('/') + file.name;
+        file.key = m_name;
+        file.copy = m_copies.take(file.name);
+        std::shared_ptr<downloadkey::VehicleInfo> vehicle;
+        const auto copyUnlessDone = [&] {
+            if (file.copy == FileCopier::NotAsked)
+                file.copy =
+                    copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
+                                                   : QFileInfo(path).lastModified());
+        };
+        if (file.status == LogFile::Ok) {
+            if (file.kind != LogFile::Other) // whatever is in it
+                copyUnlessDone();
+            vehicle = m_vehicles.take(file.name);
+            if (!vehicle)
+                vehicle = readFile(m_key, path, file);
+        }
+        if (file.status == LogFile::Ok) {
+            copyUnlessDone();
+        } else if (file.status == LogFile::Failed) {
+            const bool isMissed = file.copy == FileCopier::NotAsked && !m_options.copyTo.isEmpty();
+            if (isMissed)
+                file.copy = FileCopier::Failed;
+            fail(file.reason, file.name, !isMissed);
+        }
+        if (vehicle && printable(vehicle->getPlateString()) != vehicle->getPlateString() &&
+            vehicle->getDriverActivities().empty())
+            warn(QStringLiteral("probably changed on its way: control characters in the plate, "
+                                "and no insertions"),
+                 file.name);
+        if (vehicle && !m_events) // events show no logbook
+            m_book.addVehicle(std::move(file), *vehicle);
+        else
+            m_book.addFile(std::move(file));
+    }
+
+    FileCopier::Outcome copyFile(const QString& path, const QDateTime& time) {
+        if (!m_copier)
+            return m_options.copyTo.isEmpty() ? FileCopier::NotAsked : FileCopier::Failed;
+        const QString name = QFileInfo(path).fileName();
+        const FileCopier::Outcome outcome = m_copier->copy(path, time);
+        if (outcome == FileCopier::Failed)
+            fail(QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()),
+                 name);
+        else if (!m_copier->warning().isEmpty())
+            warn(m_copier->warning(), name);
+        return outcome;
+    }
+
+    bool remount(const QString& mountDir) {
+        const QString reason = remountReadOnly(mountDir);
+        return reason.isEmpty() || fail(QStringLiteral("not remounted: ") + reason);
+    }
+
+    QString reasonNotOpened() const {
+        const QDir directory(m_path);
+        if (::access(QFile::encodeName(m_path + QLatin1String("/.")).constData(), X_OK) != 0)
+            return errno == ENOENT    ? QStringLiteral("no such file or directory")
+                   : errno == ENOTDIR ? QStringLiteral("not a directory")
+                                      : QStringLiteral("cannot be read: ") + qt_error_string(errno);
+        const QStringList similar = directory.entryList({QStringLiteral("download")}, QDir::Dirs);
+        if (similar.isEmpty())
+            return QStringLiteral("no key: it has no \"download\" directory, and no download "
+                                  "files");
+        return QStringLiteral(
+                   "no key: its directory is named \"%1\", not \"download\"; give %2 as PATH")
+            .arg(similar.first(), directory.filePath(similar.first()));
+    }
+
+    void warn(const QString& text, const QString& file = {}) {
+        m_book.addWarning({m_name, file, text});
+    }
+
+    // Returns false.
+    bool fail(const QString& reason, const QString& file = {}, bool isDamage = false) {
+        ++m_failures;
+        m_book.addFailure({m_name, file, reason, isDamage});
+        return false;
+    }
+};
 
 } // namespace
 
-KeyReader::KeyReader(const Options& options, const QString& path, LogbookBuilder& book,
-                     FileCopier* copier, QIODevice* events)
-    : m_options(options)
-    , m_path(path)
-    , m_book(book)
-    , m_copier(copier)
-    , m_events(events)
-    , m_key(m_configuration)
-    , m_name(path) {
-    setUpHost();
-    if (m_events)
-        writeSignals(m_key, *m_events);
-    connectSignals();
-}
-
-KeyReader::~KeyReader() {
-    aux::SystemHelper::setRemountHandler({});
-    logging::Logger::setSink({});
-}
-
-// A key is named by its mount directory or by its download directory. Any other directory with
-// download files in it is a folder of copies, and a file is a folder with one file.
-void KeyReader::read(const std::function<void(int)>& progress) {
-    m_progress = progress;
-    m_mountDir = mountDirOf(m_path);
-    const QFileInfo path(m_path);
-    m_key.init();
-    if (!m_events && !path.isDir() && (path.exists() || path.isSymLink()))
-        readSingleFile();
-    else if (!m_events && downloadDirOf(m_mountDir).isEmpty() && !listFiles(m_path).files.empty())
-        readFolder();
-    else if (openKey())
-        readKey();
-    m_key.close();
-    m_key.uninit();
-}
-
-QString KeyReader::mountDirOf(const QString& path) {
+QString mountDirOf(const QString& path) {
     const QFileInfo directory(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
     const QFileInfo downloadDir(downloadDirOf(directory.path()));
     const bool isDownloadDir =
@@ -124,256 +381,10 @@ QString KeyReader::mountDirOf(const QString& path) {
     return isDownloadDir && downloadDirOf(path).isEmpty() ? directory.path() : path;
 }
 
-// What a host provides besides the calls: its settings, its log, and the remounting.
-void KeyReader::setUpHost() {
-    m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
-    m_configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, m_options.makeDownloadedDir);
-
-    logging::Logger::setSink([this](const aux::Error& error, logging::Level level) {
-        if (level != logging::Level::Error)
-            console::line(errorText(error));
-        else if (m_options.makeDownloadedDir && QDir::isRelativePath(m_mountDir))
-            fail(errorText(error) + QStringLiteral(": give PATH as an absolute path"));
-        else
-            fail(errorText(error));
-    });
-    if (m_options.remount) {
-        aux::SystemHelper::setRemountHandler(
-            [this](const QString& mountDir) { return remount(mountDir); });
-    }
-}
-
-void KeyReader::connectSignals() {
-    using downloadkey::DownloadKey;
-    // The key is a member, so nothing is emitted once this object is gone.
-    QObject::connect(&m_key, &DownloadKey::progress, &m_key, [this](int percent) {
-        m_progress(percent);
-        if (console::interruption() != 0)
-            m_key.close(); // ends the read() at the next file
-    });
-    QObject::connect(&m_key, &DownloadKey::downloadFile, &m_key,
-                     [this](const QString& path, const QDateTime& time) {
-                         m_offered.append(QFileInfo(path).fileName());
-                         m_copies[m_offered.last()] = copyFile(path, time);
-                     });
-    // A VehicleInfo does not tell its file. But no file failed, so the vehicles belong to the first
-    // vehicle files that were offered, in the same order.
-    QObject::connect(&m_key, &DownloadKey::readDone, &m_key,
-                     [this](const auto& /*cards*/, const auto& vehicles) {
-                         auto vehicle = vehicles.begin();
-                         for (const QString& name : m_offered) {
-                             if (vehicle != vehicles.end() && fileOf(name).kind == LogFile::Vehicle)
-                                 m_vehicles[name] = *vehicle++;
-                         }
-                     });
-}
-
-void KeyReader::readFolder() {
-    listDirectory(m_path);
-    if (QStorageInfo(m_path).rootPath() == QFileInfo(m_path).canonicalFilePath())
-        warn(QStringLiteral("its files are not in \"download\", where a device looks for them"));
-    readOneByOne(m_path);
-}
-
-void KeyReader::readSingleFile() {
-    const QFileInfo file(m_path);
-    m_name = m_downloadDir = file.path();
-    m_listing.files = {fileOf(file.fileName())};
-    if (m_copier && file.canonicalPath() == QFileInfo(m_options.copyTo).canonicalFilePath()) {
-        failFile(file.fileName(), QStringLiteral("not copied: it is in this directory"), false);
-        m_copier = nullptr;
-    }
-    readOneByOne(m_path);
-}
-
-// Without the library's own read(), and so it is for readkey to copy and to remount.
-void KeyReader::readOneByOne(const QString& mountDir) {
-    if (m_options.makeDownloadedDir && m_downloadDir != downloadDirOf(m_mountDir))
-        fail(QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
-    addFiles();
-    if (m_options.remount)
-        remount(mountDir);
-}
-
-bool KeyReader::openKey() {
-    const QString stray = nameOfStray(m_mountDir);
-    if (!stray.isEmpty())
-        return fail(QStringLiteral("not read: \"%1\" leads out of the key").arg(stray));
-    QDir mountDir(m_mountDir);
-    const aux::Error error = m_key.open(mountDir);
-    if (m_events)
-        writeReturned(QStringLiteral("open"), error, *m_events);
-    if (!error.isEmpty())
-        return fail(reasonNotOpened());
-    listDirectory(downloadDirOf(m_mountDir));
-    const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
-    if (m_listing.files.empty() && !listFiles(second).files.empty())
-        warn(QStringLiteral("\"download\" is empty, \"DOWNLOAD\" is not: PATH may be %1")
-                 .arg(second));
-    return true;
-}
-
-void KeyReader::readKey() {
-    if (isTooMuch()) {
-        if (!m_events)
-            return readOneByOne(m_mountDir);
-        fail(QStringLiteral("not read: its files are too large to be read at once"));
-        return;
-    }
-    const aux::Error error = m_key.read();
-    if (console::interruption() != 0)
-        return;
-    if (m_events)
-        writeReturned(QStringLiteral("read"), error, *m_events);
-    if (error.isEmpty()) {
-        failFilesThatWereNotOffered();
-        return addFiles();
-    }
-    // The library dropped what it had parsed, and with it the reason of each failure.
-    const int before = m_failures;
-    if (!QFileInfo(m_downloadDir).isDir())
-        fail(QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
-    else
-        addFiles();
-    if (m_failures == before)
-        failFile({},
-                 QStringLiteral("a file that failed can be read now: the key's contents changed"),
-                 true);
-}
-
-// Whether the library's read() would load a file that is too large, or too much in all.
-bool KeyReader::isTooMuch() const {
-    qint64 bytes = 0;
-    int vehicles = 0;
-    for (const LogFile& file : m_listing.files) {
-        const bool isParsed = file.kind == LogFile::Vehicle && file.status == LogFile::Ok &&
-                              ++vehicles <= downloadkey::parsedFilesOfEachKind;
-        bytes += isParsed ? file.size : 0;
-        if (bytes > largestRead || (file.size > largestDownload && file.status != LogFile::Skipped))
-            return true;
-    }
-    return false;
-}
-
-void KeyReader::listDirectory(const QString& directory) {
-    m_downloadDir = directory;
-    m_listing = listFiles(directory);
-    if (m_listing.error != 0)
-        fail(directory + QStringLiteral(": cannot be read: ") + qt_error_string(m_listing.error));
-    m_book.addOtherEntries(static_cast<size_t>(m_listing.others.size()));
-    for (const QString& name : m_options.verbose ? m_listing.others : QStringList())
-        console::line(directory + QLatin1Char('/') + name + QStringLiteral(": left alone"));
-}
-
-// When the disk fails during the library's own listing, that list is only shorter.
-void KeyReader::failFilesThatWereNotOffered() {
-    for (LogFile& file : m_listing.files) {
-        if (file.status != LogFile::Ok || m_copies.contains(file.name))
-            continue;
-        file.status = LogFile::Failed;
-        file.reason = QStringLiteral("was not read, a listing of the key left it out");
-    }
-}
-
-// Puts the files into the logbook.
-void KeyReader::addFiles() {
-    int done = 0;
-    for (LogFile& file : m_listing.files) {
-        if (console::interruption() != 0)
-            return;
-        m_progress(100 * ++done / static_cast<int>(m_listing.files.size()));
-        addFile(std::move(file));
-    }
-    for (const QString& name : m_copies.keys())
-        addFile(fileOf(name));
-}
-
-void KeyReader::addFile(LogFile file) {
-    const QString path = m_downloadDir + QLatin1Char('/') + file.name;
-    file.key = m_name;
-    file.copy = m_copies.take(file.name);
-    std::shared_ptr<downloadkey::VehicleInfo> vehicle;
-    const auto copyUnlessDone = [&] {
-        if (file.copy == LogFile::NotAsked)
-            file.copy =
-                copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
-                                               : QFileInfo(path).lastModified());
-    };
-    if (file.status == LogFile::Ok) {
-        if (file.kind != LogFile::Other) // whatever is in it
-            copyUnlessDone();
-        vehicle = m_vehicles.take(file.name);
-        if (!vehicle)
-            vehicle = readFile(m_key, path, file);
-    }
-    if (file.status == LogFile::Ok) {
-        copyUnlessDone();
-    } else if (file.status == LogFile::Failed) {
-        const bool isMissed = file.copy == LogFile::NotAsked && !m_options.copyTo.isEmpty();
-        if (isMissed)
-            file.copy = LogFile::NotCopied;
-        failFile(file.name, file.reason, !isMissed);
-    }
-    if (vehicle && printable(vehicle->getPlateString()) != vehicle->getPlateString() &&
-        vehicle->getDriverActivities().empty())
-        warn(QStringLiteral("probably changed on its way: control characters in the plate, "
-                            "and no insertions"),
-             file.name);
-    if (vehicle && !m_events) // events show no logbook
-        m_book.addVehicle(std::move(file), *vehicle);
-    else
-        m_book.addFile(std::move(file));
-}
-
-LogFile::Copy KeyReader::copyFile(const QString& path, const QDateTime& time) {
-    if (m_options.copyTo.isEmpty())
-        return LogFile::NotAsked;
-    if (!m_copier)
-        return LogFile::NotCopied;
-    const QString name = QFileInfo(path).fileName();
-    const FileCopier::Outcome outcome = m_copier->copy(path, time);
-    if (outcome == FileCopier::Failed) {
-        failFile(name,
-                 QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()),
-                 false);
-        return LogFile::NotCopied;
-    }
-    if (!m_copier->warning().isEmpty())
-        warn(m_copier->warning(), name);
-    return outcome == FileCopier::Copied ? LogFile::Copied : LogFile::Kept;
-}
-
-bool KeyReader::remount(const QString& mountDir) {
-    const QString reason = remountReadOnly(mountDir);
-    return reason.isEmpty() || fail(QStringLiteral("not remounted: ") + reason);
-}
-
-QString KeyReader::reasonNotOpened() const {
-    if (::access(QFile::encodeName(m_path + QLatin1String("/.")).constData(), X_OK) != 0)
-        return errno == ENOENT    ? QStringLiteral("no such file or directory")
-               : errno == ENOTDIR ? QStringLiteral("not a directory")
-                                  : QStringLiteral("cannot be read: ") + qt_error_string(errno);
-    const QDir directory(m_path);
-    const QStringList similar = directory.entryList({QStringLiteral("download")}, QDir::Dirs);
-    if (similar.isEmpty())
-        return QStringLiteral("no key: it has no \"download\" directory, and no download files");
-    return QStringLiteral(
-               "no key: its directory is named \"%1\", not \"download\"; give %2 as PATH")
-        .arg(similar.first(), directory.filePath(similar.first()));
-}
-
-void KeyReader::warn(const QString& text, const QString& file) {
-    m_book.addWarning({m_name, file, text});
-}
-
-bool KeyReader::fail(const QString& reason) {
-    failFile({}, reason, false);
-    return false;
-}
-
-void KeyReader::failFile(const QString& file, const QString& reason, bool isDamage) {
-    ++m_failures;
-    m_book.addFailure({m_name, file, reason, isDamage});
+void readPath(const Options& options, const QString& path, LogbookBuilder& book, FileCopier* copier,
+              QIODevice* events, const std::function<void(int)>& progress) {
+    KeyReader reader{options, path, book, copier, events, progress};
+    reader.read();
 }
 
 } // namespace readkey

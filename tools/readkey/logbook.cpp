@@ -220,7 +220,7 @@ void filterOthers(Logbook& book, const Filter& filter) {
             used.insert(card.lastDownload.file);
     book.files.remove_if([&](const LogFile& file) {
         return used.count(&file) == 0 && file.status != LogFile::Failed &&
-               file.copy != LogFile::NotCopied;
+               file.copy != FileCopier::Failed;
     });
 }
 
@@ -290,6 +290,11 @@ QString essence(const QString& text) {
 }
 
 } // namespace
+
+QString nameOf(const DriverSummary& driver) {
+    const QString several = QStringLiteral(" (%1 drivers)").arg(driver.holders);
+    return orDash(driver.name) + (driver.holders > 1 ? several : QString());
+}
 
 std::optional<quint32> kilometres(quint32 odometer) {
     return odometer == downloadkey::noOdometerValue ? std::nullopt : std::make_optional(odometer);
@@ -390,8 +395,8 @@ DriverSummary& LogbookBuilder::driverOf(const QString& name) {
 
 void LogbookBuilder::doubtCopies() {
     for (LogFile& file : m_book.files) {
-        if (file.copy != LogFile::NotAsked)
-            file.copy = LogFile::NotCopied;
+        if (file.copy != FileCopier::NotAsked)
+            file.copy = FileCopier::Failed;
     }
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "clock.h"
+#include "filecopier.h"
 
 #include <QtCore/QHash>
 
@@ -23,7 +24,6 @@ namespace readkey {
 struct LogFile {
     enum Kind { Card, Vehicle, Other };
     enum Status { Ok, Failed, Skipped };
-    enum Copy { NotAsked, Copied, Kept, NotCopied };
 
     size_t index = 0; // its place in the logbook
     QString key;      // the path as it was given; of a path to a single file its directory
@@ -31,7 +31,7 @@ struct LogFile {
     qint64 size = 0;  // bytes
     Kind kind = Other;
     Status status = Ok;
-    Copy copy = NotAsked;
+    FileCopier::Outcome copy = FileCopier::NotAsked;
     std::optional<qint64> downloaded; // seconds since 1970 UTC; none if the name carries none
     QString reason;                   // why it failed or was skipped, in plain words
     QString contents; // "driver card DF... Jo Sample", "AB 100 CD, 24 insertions", "failed"
@@ -99,6 +99,8 @@ struct DriverSummary {
     Totals crossing;
 };
 
+QString nameOf(const DriverSummary& driver); // "-", "Jo Sample", "Jo Sample (2 drivers)"
+
 // What an insertion and a gap have in common.
 struct Stretch {
     VehicleSummary* vehicle = nullptr; // in the same logbook, and so on
@@ -163,7 +165,7 @@ struct FileCounts {
     size_t vehicles = 0;
     size_t failed = 0;
     size_t fromFuture = 0;
-    size_t copies[4] = {}; // by LogFile::Copy
+    size_t copies[4] = {}; // by their outcome
 };
 
 // The words for a file's kind, status and copy; empty where there is none.

@@ -6,6 +6,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFileInfo>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QSaveFile>
 #include <QtCore/QTextCodec>
 
@@ -22,39 +23,33 @@ namespace {
 
 constexpr int damagedStatus = 3;
 
-std::unique_ptr<FileCopier> openCopier(const Options& options, LogbookBuilder& book) {
-    if (options.copyTo.isEmpty())
-        return nullptr;
-    auto copier = std::make_unique<FileCopier>(options.copyTo);
+// The keys among the paths, on which no copies belong. A file need not be on a key.
+QStringList keysOf(const QStringList& paths) {
     QStringList keys;
-    for (const QString& path : options.paths) {
-        const bool isDirectory = QFileInfo(path).isDir();
-        const QString directory = isDirectory ? path : QFileInfo(path).path();
-        const QString key = KeyReader::mountDirOf(directory);
-        if (isDirectory || key != directory) // a file need not be on a key
+    for (const QString& path : paths) {
+        const QString directory = QFileInfo(path).isDir() ? path : QFileInfo(path).path();
+        const QString key = mountDirOf(directory);
+        if (directory == path || key != directory)
             keys.append(key);
     }
     keys.removeDuplicates();
-    if (copier->open(keys))
-        return copier;
-    book.addFailure(
-        {options.copyTo, {}, QStringLiteral("nothing can be copied there: ") + copier->error()});
-    return nullptr;
+    return keys;
 }
 
 void readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
-    const std::unique_ptr<FileCopier> copier = openCopier(options, book);
+    const auto fail = [&](const QString& reason) { book.addFailure({options.copyTo, {}, reason}); };
+    FileCopier copier(options.copyTo);
+    const bool isCopying = !options.copyTo.isEmpty() && copier.open(keysOf(options.paths));
+    if (!isCopying && !options.copyTo.isEmpty())
+        fail(QStringLiteral("nothing can be copied there: ") + copier.error());
     const int count = options.paths.size();
     for (int i = 0; i < count && console::interruption() == 0; ++i) {
-        KeyReader reader(options, options.paths.at(i), book, copier.get(), events);
-        reader.read(
-            [i, count](int percent) { console::showProgress((100 * i + percent) / count); });
+        readPath(options, options.paths.at(i), book, isCopying ? &copier : nullptr, events,
+                 [i, count](int percent) { console::showProgress((100 * i + percent) / count); });
     }
     console::removeProgress();
-    if (copier && !copier->sync()) {
-        book.addFailure({options.copyTo,
-                         {},
-                         QStringLiteral("the copies may not be on the disk: ") + copier->error()});
+    if (isCopying && !copier.sync()) {
+        fail(QStringLiteral("the copies may not be on the disk: ") + copier.error());
         book.doubtCopies();
     }
 }
@@ -107,7 +102,9 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
 // Reads the keys one after another into a logbook and shows it. Where the user interrupts, nothing
 // is shown. The status is 3 if everything was done, but a file is damaged.
 int run(const Options& options, StandardOutput& out) {
-    console::setDebugLines(options.verbose);
+    // The environment's QT_LOGGING_RULES come after these.
+    QLoggingCategory::setFilterRules(options.verbose ? QStringLiteral("default.debug=true")
+                                                     : QStringLiteral("*.debug=false"));
     const Clock clock{options.utc};
     if (!clock.isZoneKnown())
         console::error(QStringLiteral("times are UTC: the time zone TZ=%1 is not known here")

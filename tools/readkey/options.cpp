@@ -43,20 +43,6 @@ QString helpText() {
                "is damaged. \"man readkey\" has formats and examples.\n");
 }
 
-// What the parser says, with an option that begins like an unknown one.
-QString withSuggestion(const QCommandLineParser& parser) {
-    if (parser.unknownOptionNames().isEmpty())
-        return parser.errorText();
-    const QString name = parser.unknownOptionNames().first();
-    QString text = QStringLiteral("unknown option \"%1\"").arg(name);
-    for (const OptionRow& row : rows) {
-        const QString known = QLatin1String(row.name);
-        if (name.size() > 1 && known.startsWith(name.leftRef(2)))
-            return text + QStringLiteral("; did you mean \"--%1\"?").arg(known);
-    }
-    return text;
-}
-
 // What the command line gives, and the first thing that is wrong with it beyond what the parser
 // checks.
 struct Values {
@@ -169,7 +155,7 @@ CommandLine parseCommandLine(QStringList arguments) {
     if (parser.isSet(QStringLiteral("version")))
         return {{}, QStringLiteral("readkey " READKEY_VERSION "\n")};
     if (!understood)
-        return {{}, withSuggestion(parser), true};
+        return {{}, parser.errorText(), true};
     return optionsOf(parser);
 }
 

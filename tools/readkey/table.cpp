@@ -66,11 +66,9 @@ std::vector<int> Table::widestCells() const {
         const size_t column = i % widths.size();
         const int width = m_cells[i].width;
         const int limit = m_columns[column].limit;
-        if (width == 0)
-            continue;
-        widths[column] = std::max(widths[column], m_cells[column].width);
-        if (limit == 0 || width <= limit)
-            widths[column] = std::max(widths[column], width);
+        const int wanted = limit == 0 || width <= limit ? width : 0;
+        if (width > 0)
+            widths[column] = std::max({widths[column], m_cells[column].width, wanted});
     }
     return widths;
 }

@@ -65,12 +65,6 @@ QString openingText(const Logbook& book, const Options& options) {
     return result + crossingLine(book.crossing) + QLatin1Char('\n');
 }
 
-// The name, and how many drivers have it.
-QString nameOf(const DriverSummary& driver) {
-    return orDash(driver.name) +
-           (driver.holders > 1 ? QStringLiteral(" (%1 drivers)").arg(driver.holders) : QString());
-}
-
 // A line for each card; the totals of all are in the first.
 void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, const Clock& clock) {
     bool isFirst = true;
@@ -181,7 +175,7 @@ QString filesText(const Logbook& book, const Paper& paper) {
     for (const LogFile& file : book.files)
         table.addRow({book.hasSeveralKeys ? file.key : QString(),
                       QLatin1String(copyNames[file.copy]), file.name, file.contents},
-                     file.status == LogFile::Failed || file.copy == LogFile::NotCopied);
+                     file.status == LogFile::Failed || file.copy == FileCopier::Failed);
     return table.section("Files", paper);
 }
 
@@ -210,9 +204,9 @@ QString countsText(const Logbook& book) {
         if (count > 0)
             result += QStringLiteral(", %1 %2").arg(count).arg(QLatin1String(what));
     };
-    addUnlessZero(counts.copies[LogFile::Copied], "copied");
-    addUnlessZero(counts.copies[LogFile::Kept], "kept");
-    addUnlessZero(counts.copies[LogFile::NotCopied], "not copied");
+    addUnlessZero(counts.copies[FileCopier::Copied], "copied");
+    addUnlessZero(counts.copies[FileCopier::Kept], "kept");
+    addUnlessZero(counts.copies[FileCopier::Failed], "not copied");
     addUnlessZero(counts.failed, "failed");
     if (book.otherEntries > 0)
         result += QStringLiteral("; %1 other %2 left alone")

@@ -4,6 +4,8 @@
 
 #include "options.h"
 
+#include "downloadkey/downloadkey.h"
+
 #include <QtCore/QIODevice>
 
 namespace readkey {
@@ -23,6 +25,9 @@ QStringList csvKinds(); // the arguments that --csv takes, the default first
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
 // With --events the library's own signals are written while a key is read, and nothing after that.
 inline void writeNothing(const Logbook& /*book*/, const Options& /*options*/, QIODevice& /*out*/) {}
+void writeSignals(downloadkey::DownloadKey& key,
+                  QIODevice& out); // as they come; `out` lasts longer
+void writeReturned(const QString& call, const aux::Error& error, QIODevice& out); // "open", "read"
 
 constexpr View views[] = {
     {nullptr, false, writeTables}, {"summary", false, writeSummary},
