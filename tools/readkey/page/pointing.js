@@ -6,11 +6,12 @@ const tip = byId("tip");
 let tipped = []; // the lane and item that it is of
 
 function describeGap({gap, vehicle, start, end, km}) {
-    const [title, when] = gap === "card" ? [`${number(km)} km without a card`, span(start, end)] :
-        ["No data", start === -Infinity ? `before ${dateAndTime(end)}` :
-            end === Infinity ? `since ${dateAndTime(start)}` : span(start, end)];
-    const driven = gap === "data" && km !== null ? [`${number(km)} km`] : [];
-    return [title, vehicles[vehicle].plate, when, ...driven];
+    const when = start > -Infinity ? end < Infinity ? span(start, end) : `since ${dateAndTime(start)}` :
+        end < Infinity ? `before ${dateAndTime(end)}` : "at any time";
+    const {plate} = vehicles[vehicle];
+    if (gap === "card")
+        return [`${number(km)} km without a card`, plate, when];
+    return ["No data", plate, when, ...(km === null ? [] : [`${number(km)} km`])];
 }
 
 function describeInsertion(insertion) {
