@@ -26,14 +26,8 @@ function visibleWidth(start, end) {
 
 // Pixels of a text in a bar.
 const pen = document.createElement("canvas").getContext("2d");
-const textWidths = new Map();
-function textWidth(text) {
-    if (!textWidths.has(text)) {
-        pen.font = `600 11px ${getComputedStyle(document.body).fontFamily}`;
-        textWidths.set(text, pen.measureText(text).width);
-    }
-    return textWidths.get(text);
-}
+pen.font = `600 11px ${getComputedStyle(document.body).fontFamily}`;
+const textWidth = (text) => pen.measureText(text).width;
 
 // Calls back for each calendar unit that touches the period: (first day, day behind it, its Date).
 function eachUnit(unit, callback) {
@@ -66,7 +60,7 @@ function gridLine(kind, start, end) {
 
 // Whole hours of the clock, as many as have room.
 function drawHours(first, behind) {
-    const every = (dayWidth() >= 400 ? 1 : dayWidth() >= 120 ? 6 : 24) * 3600;
+    const every = (dayWidth() >= 400 ? 1 : 6) * 3600;
     for (let at = midnight(first) + 1800; at < midnight(behind); at += 1800) {
         const time = clock(at) % DAY;
         if (time === 0 || time % every !== 0)
@@ -80,17 +74,15 @@ function drawDays() {
     const width = dayWidth();
     eachUnit("day", (first, behind, when) => {
         const weekday = when.getUTCDay();
-        if (width >= 6 && (weekday === 0 || weekday === 6))
+        const day = `${when.getUTCDate()}`;
+        if (width >= 6 && weekday % 6 === 0)
             gridLine("weekend", midnight(first), midnight(behind));
-        if (width >= 16 || width >= 6 && weekday === 1)
+        if (width >= 18 || width >= 6 && weekday === 1)
             gridLine("line", midnight(first), midnight(first));
-        const day = when.getUTCDate();
-        if (width >= 48)
-            axisLabel("day", `${WEEKDAYS[weekday]} ${day}`, first, behind);
-        else if (width >= 18)
-            axisLabel("day", `${day}`, first, behind);
-        else if (weekday === 1 && width >= 3.67)
-            axisLabel("day week", `${day}`, first, first + 7);
+        if (width >= 18)
+            axisLabel("day", width >= 48 ? `${WEEKDAYS[weekday]} ${day}` : day, first, behind);
+        else if (weekday === 1)
+            axisLabel("day week", day, first, first + 7);
         if (width >= 120)
             drawHours(first, behind);
     });
@@ -111,7 +103,7 @@ function drawAxis() {
     const withYears = width < 3.67; // where a month is too narrow for its year
     byId("axis").classList.toggle("with-years", withYears);
     byId("axis").classList.toggle("with-hours", width >= 120);
-    if (width >= 1.5)
+    if (!withYears)
         drawDays();
     if (width >= 0.7) {
         eachUnit("month", (first, behind, when) => {

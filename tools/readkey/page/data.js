@@ -194,11 +194,8 @@ const colourOf = {
 // ---------------------------------------------------------------------------------------------------
 // What the reader chose
 
-const state = {
-    lanes: "vehicle", driver: "", vehicle: "", // what was typed
-    firstDay: 0, days: 1,
-    start: 0, end: 0, // the period's instants
-};
+// The period's firstDay and days, and the instants of its start and end, come from setPeriod().
+const state = {lanes: "vehicle", driver: "", vehicle: ""}; // what was typed
 
 // As readkey matches: each word, without regard to case, accents, blanks and commas.
 const LETTERS = {"Ł": "L", "Ø": "O", "Đ": "D", "Ħ": "H", "Ŧ": "T", "Æ": "AE", "Œ": "OE", "Ð": "D", "Þ": "TH"};

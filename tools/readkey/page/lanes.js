@@ -221,7 +221,6 @@ function drawLane(lane) {
         drawColumns(lane);
     else
         drawBars(lane);
-    lane.node.classList.toggle("empty", lane.items.length === 0);
     if (lane.items.length)
         setCurrent(lane, lane.items.find((item) => item.members) || lane.items[0]);
 }
