@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The page of "readkey --html", in a real browser: test_page.py READKEY MAKEKEY CHROMIUM CHROMEDRIVER [TEST...]
+"""The page of "readkey --html" in a real browser: test_page.py READKEY MAKEKEY CHROMIUM CHROMEDRIVER [TEST...]
 
 What the page shows is compared with readkey's CSV, whose UTC times become a clock's here by Python's own zones."""
 
@@ -282,7 +282,7 @@ class PageTest(unittest.TestCase):
         self.assertEqual(self.browser.title, f"{self.sample_key}, 2024-02-16 to 2024-03-15 - tachograph logbook")
         self.assertIn("Times are local: Europe/Berlin.", self.one("#about").text)
         version = run(readkey, "--version").split()[-1]
-        self.assertRegex(self.one("#made").text, rf"^Made by readkey {version}, \d{{4}}-\d\d-\d\d \d\d:\d\d\.$")
+        self.assertRegex(self.one("#made").text, rf"^Created by readkey {version}, \d{{4}}-\d\d-\d\d \d\d:\d\d\.$")
         self.assertRegex(self.one("meta[http-equiv=Content-Security-Policy]").get_attribute("content"),
                          r"^default-src 'none'; style-src 'sha256-[\w+/]+='; script-src 'sha256-[\w+/]+='; img-src data:; "
                          r"base-uri 'none'; form-action 'none'$")
@@ -539,7 +539,7 @@ class PageTest(unittest.TestCase):
         self.assertIsNone(self.one("#insertions details").get_attribute("open"))
         self.show(self.large)
         self.choose("period", "all")
-        self.assertRegex("".join(self.paper()), "(?s)too many for paper.*ZT 135 CD")
+        self.assertRegex("".join(self.paper()), "(?s)too many insertions for paper.*ZT 135 CD")
 
     def test_what_is_long_is_opened_and_drawn_on_demand(self):
         self.show(self.large)

@@ -1,4 +1,4 @@
-// The picture's axis: days as columns, or months and years where a day is too narrow. A click goes there.
+// The picture's axis: days as columns, or months and years if a day is too narrow. A click goes there.
 
 const MONTHS = ["January", "February", "March", "April", "May", "June", "July", "August", "September",
     "October", "November", "December"];
@@ -100,7 +100,7 @@ function drawAxis() {
     axis.replaceChildren();
     grid.replaceChildren();
     const width = dayWidth();
-    const withYears = width < 3.67; // where a month is too narrow for its year
+    const withYears = width < 3.67; // a month is too narrow for its year
     byId("axis").classList.toggle("with-years", withYears);
     byId("axis").classList.toggle("with-hours", width >= 120);
     if (!withYears)

@@ -17,9 +17,9 @@ const insertionTable = makeTables();
 const [firstDay, lastDay] = dataDays();
 
 // ---------------------------------------------------------------------------------------------------
-// What is said of the choice
+// What the choice adds up to
 
-function tellTotals(list, gapList) {
+function showTotals(list, gapList) {
     const {count, driver, others, km} = totals(list);
     const isOfVehicles = state.lanes === "vehicle" && !state.driver;
     const without = gapList.filter(({gap}) => gap === "card");
@@ -36,7 +36,7 @@ function tellTotals(list, gapList) {
 }
 
 // "2024-03-01 to 2024-03-15. 3 of these cross its edge: 7:30 h, 340 km."
-function tellShown(list) {
+function showPeriod(list) {
     const parts = [`${date(state.firstDay)} to ${date(state.firstDay + state.days - 1)}.`];
     const crossing = list.filter(crosses);
     if (crossing.length) {
@@ -67,14 +67,14 @@ function update(all) {
         document.body.className = `by-${state.lanes}`;
     }
     drawLanes();
-    tellTotals(choice.list, choice.gaps);
-    tellShown(choice.list);
+    showTotals(choice.list, choice.gaps);
+    showPeriod(choice.list);
     insertionTable.show(choice.list.sort((a, b) => a[state.lanes] - b[state.lanes] || a.start - b.start));
     byId("count").textContent = number(choice.list.length);
 }
 
 // ---------------------------------------------------------------------------------------------------
-// The period. It stays where the data are.
+// The period. It stays within the data.
 
 function setPeriod(first, days) {
     state.days = Math.min(days, lastDay - firstDay + 1);

@@ -43,7 +43,7 @@ function rows(id) {
 }
 
 // ---------------------------------------------------------------------------------------------------
-// readkey's clock, whatever zone the browser is in. Instants are seconds since 1970; days are counted from
+// readkey's clock, not that of the browser's zone. Instants are seconds since 1970; days are counted from
 // 1970 on that clock.
 
 const offsets = rows("clock-rows"); // [from this instant on, seconds ahead of UTC]
@@ -60,13 +60,13 @@ function offsetAt(instant) {
 const clock = (instant) => instant + offsets[offsetAt(instant)][1];
 const dayOf = (instant) => Math.floor(clock(instant) / DAY);
 
-// The instant at which a day begins; where its midnight is skipped, that of the change.
+// The instant at which a day begins; if its midnight is skipped, that of the change.
 function midnight(day) {
     const begin = offsets.map(([from, offset]) => Math.max(from, day * DAY - offset));
     return begin.find((instant, i) => i + 1 === begin.length || instant < offsets[i + 1][0]);
 }
 
-// Where the clock is put back, an hour comes twice: "a" the first time, "b" the second.
+// If the clock is put back, an hour comes twice: "a" the first time, "b" the second.
 function repetition(instant) {
     const index = offsetAt(instant);
     const putBack = (i) => (i > 0 && i < offsets.length ? offsets[i - 1][1] - offsets[i][1] : 0);
@@ -83,7 +83,7 @@ function dateAndTime(instant) {
     return text.slice(0, -8).replace("T", " ") + repetition(instant);
 }
 
-// "2024-03-13 05:00 – 12:12": the second date only where it is another.
+// "2024-03-13 05:00 – 12:12": the second date only if it is another.
 function span(start, end) {
     const last = dateAndTime(end);
     return `${dateAndTime(start)} – ${dayOf(start) === dayOf(end) ? last.slice(last.indexOf(" ") + 1) : last}`;
@@ -202,7 +202,7 @@ const LETTERS = {"Ł": "L", "Ø": "O", "Đ": "D", "Ħ": "H", "Ŧ": "T", "Æ": "A
 const folded = (text) => text.normalize("NFKD").toUpperCase().replace(/[\p{M}\s,]/gu, "")
     .replace(/[ŁØĐĦŦÆŒÐÞ]/g, (letter) => LETTERS[letter]);
 
-// Tells for each item whether one of its texts has what was typed; where that is the whole text of some,
+// Says for each item whether one of its texts contains what was typed; if that is the whole text of some,
 // only those.
 function matching(items, texts, typed) {
     const exact = items.map((item) => texts(item).includes(typed));

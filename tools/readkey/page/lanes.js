@@ -3,12 +3,12 @@
 
 const BARS_AT_ONCE = 1500; // the lanes behind that are drawn when they come into view
 const DAY_WIDTH = 14; // pixels; a narrower day is a column
-const COLUMN_WIDTH = 2; // pixels at least; a column of narrower days stands for several
+const COLUMN_WIDTH = 2; // pixels at least; a column of narrower days is several
 const LANE_HEIGHTS = {edge: 0.3, driver: 1.4, other: 0.75}; // rem
 
 const lanesBox = byId("lanes");
 let lanes = []; // from top to bottom
-let columns = []; // the instants between the columns, first to last; empty where each insertion is a bar
+let columns = []; // the instants between the columns, first to last; empty if each insertion is a bar
 const seen = new IntersectionObserver((entries) => {
     for (const entry of entries) {
         if (entry.isIntersecting)
@@ -249,7 +249,7 @@ function makeLane(kind, id, {list, gaps: laneGaps}) {
 
 const isSame = (a, b) => a.length === b.length && a.every((item, i) => item === b[i]);
 
-// Lanes that stay as they were are kept, unless all are to be made again. A vehicle without any insertion has
+// Lanes that stay as they were are kept, unless all are to be drawn again. A vehicle without any insertion has
 // a lane too: it was parked, or nothing is known.
 function makeLanes({list, gaps: shownGaps, vehicleShown}, all) {
     const kind = state.lanes;

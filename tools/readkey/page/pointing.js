@@ -44,7 +44,7 @@ function describeDays({lane, members, gaps: without, start, end}) {
         ...without.map((gap) => `${number(gap.km)} km without a card`)];
 }
 
-// What is told of an item of a lane, line by line.
+// What the tip and a screen reader say of an item of a lane, line by line.
 function describe(item) {
     if (item.gap)
         return describeGap(item);
