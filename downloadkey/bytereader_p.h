@@ -16,7 +16,7 @@ constexpr quint32 bigEndian(const unsigned char* bytes, quint32 size) {
 }
 
 // A position in a file's bytes, which belong to the caller. It never leaves them: every step is
-// compared with what is left.
+// checked against what is left.
 class ByteReader {
 public:
     ByteReader(const unsigned char* data, quint32 size, quint32 position = 0)
@@ -27,8 +27,8 @@ public:
     quint32 position() const { return m_position; }
     quint32 size() const { return m_size; }
 
-    // Returns the next `count` bytes and steps over them. Null, and no step, if fewer are left, or
-    // if fewer than `following` come behind them.
+    // Returns the next `count` bytes and moves past them. Null, and no move, if fewer are left, or
+    // if fewer than `following` come after them.
     const unsigned char* take(quint32 count, quint32 following = 0) {
         const quint32 left = m_size - m_position;
         if (count > left || following > left - count)
@@ -38,7 +38,7 @@ public:
         return bytes;
     }
 
-    // The next number of 1 to 4 bytes, big-endian; nothing, and no step, if take() gives null.
+    // The next number of 1 to 4 bytes, big-endian; nothing, and no move, if take() returns null.
     std::optional<quint32> takeNumber(quint32 width, quint32 following = 0) {
         const unsigned char* const number = take(width, following);
         return number ? std::optional(bigEndian(number, width)) : std::nullopt;

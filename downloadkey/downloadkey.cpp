@@ -30,9 +30,8 @@ bool wantsDownloadedDir(aux::Configuration& configuration) {
            configuration.getValue(aux::SettingsCode::DownloadedDirEnabled).toBool();
 }
 
-// If the directory cannot be created, the host's log says so, and the key is read all the same.
-// mkdir() resolves a relative path below `dir` itself, so such a directory can be used but not
-// created.
+// If the directory cannot be created, the host's log says so, and the key is still opened. mkdir()
+// resolves a relative path below `dir` itself, so such a directory can be used but not created.
 QDir makeDownloadedDir(const QString& path) {
     QDir dir(path);
     if (!dir.exists() && !dir.mkdir(path)) {
@@ -45,7 +44,7 @@ QDir makeDownloadedDir(const QString& path) {
     return dir;
 }
 
-// A listed name and the time that it carries, read once.
+// A listed name and its time, read once.
 struct TimedName {
     QString name;
     QDateTime time;
@@ -65,8 +64,8 @@ QStringList newestFirst(std::vector<TimedName> names) {
     return sorted;
 }
 
-// isDir() comes first: Qt then looks the file up once and keeps the answers. exists() as the first
-// call would look it up by itself.
+// isDir() comes first: Qt then looks the file up once and caches the answers. If exists() came
+// first, it would need a lookup of its own.
 bool isPresent(const QFileInfo& file) {
     return !file.isDir() && file.exists();
 }
@@ -95,7 +94,7 @@ std::shared_ptr<scard::SCardGeneric> makeForGeneration(const scard::SCardGeneric
 // One read(). The lists are copies, but the directory and the flag are the key's own: a slot may
 // close or open a key meanwhile.
 struct ReadRun {
-    // Works on all files, or up to the file at which the key is closed.
+    // Handles all files, or those up to the one at which the key is closed.
     void work();
     bool hasFailed(aux::Error error, const QString& text, const QString& name);
     void emitProgress() { Q_EMIT key.progress(static_cast<int>(filesDone * 100 / filesInAll)); }
@@ -109,10 +108,10 @@ struct ReadRun {
     qint64 filesInAll = 0;
     std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards = {};
     std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos = {};
-    std::vector<aux::Error> errors = {}; // the host only hears whether there are any
+    std::vector<aux::Error> errors = {}; // the host only learns whether there are any
 };
 
-// Keeps what the card library reported, with the library's own entry behind it.
+// Keeps what the card library reported, followed by the library's own entry.
 bool ReadRun::hasFailed(aux::Error error, const QString& text, const QString& name) {
     if (error.isEmpty())
         return false;
@@ -121,8 +120,8 @@ bool ReadRun::hasFailed(aux::Error error, const QString& text, const QString& na
     return true;
 }
 
-// Makes the specialised `card`, which outlives the open file even if a step fails. False then, and
-// for a card of another kind.
+// Creates the specialised `card`, which outlives the open file even if a step fails. False in that
+// case, and for a card of another kind.
 bool parseDriverCard(ReadRun& run, scard::SCardGeneric& generic,
                      std::shared_ptr<scard::SCardGeneric>& card, const QString& name) {
     if (run.hasFailed(generic.readCardInfo(),

@@ -36,7 +36,7 @@ namespace downloadkey {
 // How many files of each kind read() parses: the newest ones. It offers all files.
 inline constexpr int parsedFilesOfEachKind = 100;
 
-// Bytes. read() counts a smaller file as missing, but still offers a driver-card file.
+// Bytes. read() treats a smaller file as missing, but still offers it if it is a driver card's.
 inline constexpr qint64 smallestUsableFile = 5;
 
 // The code of the error that the host's logger gets if "/downloaded" cannot be created.
@@ -46,7 +46,7 @@ class DOWNLOADKEY_EXPORT DownloadKey : public QObject {
     Q_OBJECT
 
 public:
-    // What scard::SCardGeneric::getCardType() returns, as far as the library distinguishes cards.
+    // What scard::SCardGeneric::getCardType() returns for the cards that the library distinguishes.
     // The host's own type for it may be an integer or any enumeration with these values.
     enum class CardType { DriverCard = 1, WorkshopCard = 2, CompanyCard = 4 };
 
@@ -63,10 +63,10 @@ public:
     // it, creates "/downloaded" if the configuration asks for it, and lists the download files,
     // newest first. No file is opened. If "/downloaded" cannot be created (it never can below a
     // relative `dir`), the host's logger gets an error with code downloadedDirErrorCode and the
-    // key is opened all the same.
+    // key is still opened.
     //
-    // Fails, with one entry of code 0, when there is no download directory. The key that was open
-    // before then stays open, but read() will have `dir` remounted.
+    // Fails, with one entry of code 0, if there is no download directory. The key that was open
+    // before stays open, but read() will then have `dir` remounted.
     aux::Error open(QDir& dir);
 
     // Reads the open key: parses the newest parsedFilesOfEachKind driver-card files and as many
@@ -75,31 +75,31 @@ public:
     // each file that is parsed and once before each that is offered.
     //
     // On success readDone() has been emitted. Otherwise the error holds one entry, of code 0: the
-    // download directory has gone ("No DownloadKey mounted"; nothing is done and nothing is
+    // download directory is gone ("No DownloadKey mounted"; nothing is done and nothing is
     // remounted), or a file failed (and readDone() was not emitted).
     //
-    // After a close() from a slot, read() finishes the file at hand and succeeds with what was
-    // parsed. If the key was also pulled, that file usually fails, and read() returns an error.
+    // After a close() from a slot, read() finishes the current file and succeeds with what was
+    // parsed. If the key was also pulled out, that file usually fails, and read() returns an error.
     // After an open() of another key from a slot, read() looks for the rest of the first key's
     // names on the other one: a file of the same name there is taken for the first key's, any other
     // fails, and the other key is remounted. Close the first key, and open the next after read().
     //
     // Without a successful open(), or after close(), it finds no files, succeeds, and has the mount
     // directory of the last open() remounted; if there was none, the process's current directory.
-    // That, too, fails if the download directory of the last open key has gone.
+    // This also fails if the download directory of the last open key is gone.
     aux::Error read();
 
     // Forgets the key; nothing on it is touched. Cannot fail.
     aux::Error close();
 
-    // The absolute path of the "/downloaded" directory; empty when no key is open or its download
-    // directory has gone. It belongs to the last open() for which the configuration asked for the
-    // directory, even if it could not be created. Without one, it is the process's current
-    // directory.
+    // The absolute path of the "/downloaded" directory; empty if no key is open or its download
+    // directory is gone. It belongs to the last open() for which the configuration asked for the
+    // directory, even if it could not be created. If there was no such open(), it is the process's
+    // current directory.
     QString getDownloadedDir();
 
     // A copy of `card` as an object of its kind (driver, workshop or company card) and generation;
-    // one of any other kind as a plain scard::SCardGeneric.
+    // a card of any other kind becomes a plain scard::SCardGeneric.
     std::shared_ptr<scard::SCardGeneric> generateSpecific(const scard::SCardGeneric& card);
 
 Q_SIGNALS:
@@ -113,12 +113,12 @@ Q_SIGNALS:
     void readDone(std::vector<std::shared_ptr<scard::SCardGeneric>> driverCards,
                   std::vector<std::shared_ptr<VehicleInfo>> vehicleInfos, bool parsingError);
 
-    // A file that the host may take: its path below the mount directory as that was given, and the
-    // time of the download in local time.
+    // A file that the host may copy: its path, which begins with the mount directory as it was
+    // given to open(), and its download time in local time.
     void downloadFile(QString filename, QDateTime downloadTimestamp);
 
-    // Percent of the work of one read(): 0 first, then for each file that was parsed or offered.
-    // An empty key emits only 0; a last file that fails, or a close(), leaves it below 100.
+    // The percentage of one read() that is done: 0 first, then after each file parsed or offered.
+    // An empty key emits only 0; if the last file fails, or after a close(), it stays below 100.
     void progress(int relative);
 
 private:

@@ -14,13 +14,13 @@ enum class Stamp { FollowsLetter, PrecedesDot };
 // download was made, and which files open() lists all come from it.
 struct NameShape {
     const char* extension; // in upper case
-    // The first letters of driver-card files and of vehicle-unit files, with a "_" behind them;
-    // null where any name is of that kind.
+    // The first letters of driver-card files and of vehicle-unit files, which a "_" must follow;
+    // null if any name is of that kind.
     const char* driverLetters;
     const char* vehicleLetters;
     int shortest; // bytes of the whole name
     Stamp stampPlace;
-    const char* stamp; // "_" stands for itself, and each letter for a digit of its field
+    const char* stamp; // "_" is literal, and each letter is a digit of its field
 };
 
 namespace {
@@ -28,8 +28,8 @@ namespace {
 constexpr const char* anyLetter = nullptr;
 constexpr const char* noLetter = "";
 
-// Among shapes with the same extension the longer comes first. The last one also gives the time of
-// a name that is too short for any of them.
+// Among shapes with the same extension, the longer one comes first. The last one also gives the
+// time of a name that is too short for any of them.
 constexpr NameShape shapes[] = {
     {".DDD", "Cc", "MmSs", 20, Stamp::FollowsLetter, "_YYYYMMDD_hhmm_"},
     {".TGD", "Cc", "VvSs", 20, Stamp::PrecedesDot, "_YYYYMMDD_hhmm"},
@@ -44,7 +44,7 @@ constexpr NameShape shapes[] = {
 };
 
 // Reads a number of up to `width` (2 or 4) bytes as the C library's "%2u" and "%4u" do: white space
-// and a sign may come first, and the first byte that is no digit ends it.
+// and a sign may come first, and the first byte that is not a digit ends it.
 bool readFixedWidthNumber(const QByteArray& name, int position, int width, int& number) {
     if (position < 0 || position >= name.size())
         return false;

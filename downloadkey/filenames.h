@@ -1,11 +1,11 @@
-// What the name of a tachograph download file tells: whether it is one, of what kind, and when the
-// download was made. The file itself is never looked at.
+// What the name of a tachograph download file says: whether it is one, its kind, and the time of
+// the download. The file itself is never looked at.
 //
 // All four functions take the bare file name, without a directory part, and work on its UTF-8
 // bytes: lengths and positions count bytes, and a character outside ASCII counts as several. They
 // keep no state and may be called from any thread.
 //
-// The names, by extension (in any mix of letter cases); "#" is a decimal digit, "*" any bytes:
+// The names, by extension (in any letter case). The letters of a time are digits, "*" any bytes:
 //
 //   .DDD                    [mMcCsS]_YYYYMMDD_hhmm_*.DDD          at least 20 bytes
 //   .TGD                    [vVcCsS]_*_YYYYMMDD_hhmm.TGD          at least 20 bytes
@@ -33,12 +33,12 @@ DOWNLOADKEY_EXPORT bool isDriverFileName(QString const& name);
 DOWNLOADKEY_EXPORT bool isVehicleFileName(QString const& name);
 
 // Reads the download time out of a name. Its digits are UTC; `time` presents that instant in the
-// host's local time. (In the hour in which a zone's clocks go back, Qt may give back another
-// instant than it was given.) A two-digit year is 1970 to 2069. A day, hour or minute that its
+// host's local time. (In the hour that a zone's clocks repeat, Qt may return a different instant
+// from the one it was given.) A two-digit year is 1970 to 2069. A day, hour or minute that its
 // month, day or hour does not have carries over: 31 February 2024 is 2 March 2024, and 24:60 is
 // 01:00 of the next day.
 //
 // Returns false, and leaves `time` as it was, for an unknown extension, for a month outside 1
-// to 12, for a day outside 1 to 31, for a time before 1970, and where a number is missing. The name
-// need not be valid: numbers are read as by scanf(), which also takes " 8", "+8" and "8x".
+// to 12, for a day outside 1 to 31, for a time before 1970, and if a number is missing. The name
+// need not be valid: numbers are read as by scanf(), which also accepts " 8", "+8" and "8x".
 DOWNLOADKEY_EXPORT bool getModificationTimeFromFileName(QString const& name, QDateTime& time);

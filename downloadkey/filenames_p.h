@@ -15,7 +15,7 @@ class FileName {
 public:
     explicit FileName(const QString& name);
 
-    // The same answers as those of the four public functions.
+    // The same answers as the four public functions.
     bool isValid() const;
     bool isDriver() const;
     bool isVehicle() const;
@@ -27,7 +27,7 @@ private:
     bool readField(char letter, int& number) const;
 
     QByteArray m_name; // UTF-8, without what follows a NUL
-    int m_dot;         // where the extension begins; -1 when there is none
+    int m_dot;         // where the extension begins; -1 if there is none
     const NameShape* m_shape = nullptr;
 };
 

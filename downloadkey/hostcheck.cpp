@@ -1,5 +1,5 @@
-// What must be the same of the host's types in the host and in the library. This file is compiled
-// and never linked: the build makes downloadkey/hostcheck.h from the texts that it finds in the
+// What must agree about the host's types between the host and the library. This file is compiled
+// but never linked: the build creates downloadkey/hostcheck.h from the texts that it finds in the
 // compiled file.
 #include "auxiliary/configuration.h"
 #include "auxiliary/error.h"
@@ -33,7 +33,7 @@ struct Check {
 #define DOWNLOADKEY_CHECK(expression) Check(#expression, expression)
 #define DOWNLOADKEY_TYPE(type) DOWNLOADKEY_CHECK(sizeof(type)), DOWNLOADKEY_CHECK(alignof(type))
 
-// What the library makes, keeps or passes by value.
+// What the library constructs, stores or passes by value.
 [[gnu::used]] constexpr Check checks[] = {
     DOWNLOADKEY_TYPE(aux::Error),
     DOWNLOADKEY_TYPE(aux::ErrorData),

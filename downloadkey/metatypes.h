@@ -1,6 +1,6 @@
-// For hosts that take readDone() in another thread, by a queued connection or with QSignalSpy: Qt
-// then copies the signal's arguments, for which it looks up their types by the names that the
-// signal has. The library does not register them itself.
+// For hosts that receive readDone() in another thread, by a queued connection or with QSignalSpy:
+// Qt then copies the signal's arguments, and looks up their types by their names in the signal's
+// declaration. The library does not register them itself.
 #pragma once
 
 #include "downloadkey/vehicleinfo.h"

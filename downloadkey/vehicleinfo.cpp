@@ -18,7 +18,7 @@ namespace downloadkey {
 
 namespace {
 
-// The host decides how the fields look inside; their bytes are the file's.
+// The host decides what the fields look like inside; their bytes are the file's.
 template <typename Text, std::size_t size>
 QString readText(const unsigned char* bytes) {
     static_assert(sizeof(Text) == size && std::is_trivially_copyable<Text>::value,
@@ -47,13 +47,13 @@ quint32 readOdometer(const unsigned char (&bytes)[3]) {
     return kilometres == noValueInFile ? noOdometerValue : kilometres;
 }
 
-// Whether that much memory can be allocated. readAll() would end the process where it cannot, and
-// on a 32-bit machine a sparse file of a gigabyte is enough for that.
+// Whether that much memory can be allocated. If it cannot, readAll() would end the process, and on
+// a 32-bit machine a sparse file of a gigabyte is enough for that.
 bool fitsIntoMemory(qint64 size) {
     constexpr qint64 largest = std::numeric_limits<int>::max(); // readAll() refuses more
     constexpr qint64 overhead = 4096;
     const qint64 needed = qBound(qint64(0), size, largest - overhead) + overhead;
-    // volatile keeps the compiler from leaving out the allocation.
+    // volatile keeps the compiler from optimising the allocation away.
     void* volatile probe = std::malloc(static_cast<std::size_t>(needed));
     const bool fits = probe != nullptr;
     std::free(probe);
@@ -61,7 +61,7 @@ bool fitsIntoMemory(qint64 size) {
 }
 
 // Reads from the position to the end. False if memory or the disk fails: readAll() itself does not
-// say whether it ended at a bad block. A file that became shorter meanwhile is complete.
+// say whether it ended at a bad block. A file that became shorter meanwhile counts as complete.
 bool load(QFile& file, QByteArray& bytes) {
     const qint64 expected = file.size() - file.pos(); // 0 or less if the size is not known
     if (!fitsIntoMemory(expected))
@@ -128,8 +128,8 @@ VehicleInfo::VehicleInfo(QFile& file)
     : m_data(nullptr)
     , m_dataSize(0)
     , m_plateString(QLatin1String("")) {
-    // Asked for even when no line is written: a QTemporaryFile exists on the disk only once its
-    // name has been asked for.
+    // Called even if no line is written: a QTemporaryFile exists on the disk only once its name
+    // has been requested.
     const QString fileName = file.fileName();
     qCDebug(diagnostics) << "VehicleInfo: Init Vehicle Info: " << fileName;
     QByteArray bytes;

@@ -2,7 +2,7 @@
 // were inserted and withdrawn.
 //
 // A VehicleInfo owns the whole loaded file; its copies share those bytes. It belongs to the thread
-// that made it, takes no locks and has no parent object.
+// that created it, takes no locks and has no parent object.
 #pragma once
 
 #include "downloadkey/global.h"
@@ -36,20 +36,20 @@ class DOWNLOADKEY_EXPORT VehicleInfo : public QObject {
 public:
     // One card insertion and its withdrawal, as the vehicle unit recorded them.
     struct _FeDriverActivities {
-        // "first names, surname"; ", " when both are empty.
+        // "first names, surname"; ", " if both are empty.
         QString holderName;
-        // An instant of 1970 to 2106, in local time. 0 and notWithdrawn are converted too. Where a
-        // zone's clocks go back, Qt may give the hour that comes twice as another instant than the
-        // file's: then two insertions an hour apart can compare as equal, and the second one is
-        // left out as a repeat.
+        // An instant from 1970 to 2106, in local time. 0 and notWithdrawn are converted too. In the
+        // hour that a zone's clocks repeat, Qt may return a different instant from the file's: two
+        // insertions an hour apart can then compare as equal, and the second one is dropped as a
+        // repeat.
         QDateTime insertionTime;
-        // Kilometres; noOdometerValue when the file holds none.
+        // Kilometres; noOdometerValue if the file holds none.
         quint32 odometerAtInsertion = 0;
         // 0 driver's slot, 1 co-driver's slot; other bytes of the file are kept as they are.
         quint16 slot = 0;
-        // As insertionTime; its seconds are notWithdrawn when the card had not been withdrawn.
+        // Like insertionTime; its seconds are notWithdrawn if the card had not been withdrawn.
         QDateTime withdrawalTime;
-        // As odometerAtInsertion.
+        // Like odometerAtInsertion.
         quint32 odometerAtWithdrawal = 0;
     };
 
@@ -58,8 +58,8 @@ public:
     //
     // Nothing is loaded, which read() reports, if the file is missing or not open, if it cannot be
     // read to its end, or if it has 2 GiB or more from the position on or more than there is memory
-    // for. (Of a file without a size, such as a pipe, nobody knows how much memory it needs: if
-    // that cannot be allocated, std::bad_alloc passes through.)
+    // for. (How much memory a file without a size needs, such as a pipe, is not known in advance:
+    // if it cannot be allocated, std::bad_alloc passes through.)
     explicit VehicleInfo(QFile& file);
 
     // A copy with the same results, sharing the loaded bytes. It stays valid when `other` is
@@ -77,21 +77,21 @@ public:
     virtual aux::Error read();
 
     // The parsers: first generation (bytes 76 01), second generation version 1 (76 21) and version
-    // 2 (76 31). Each refuses a file below smallestVehicleUnitFile and one that does not begin with
-    // its own bytes.
+    // 2 (76 31). Each refuses a file smaller than smallestVehicleUnitFile and one that does not
+    // begin with its own bytes.
     virtual aux::Error readGen1();
     virtual aux::Error readGen2_1();
     virtual aux::Error readGen2_2();
 
     // Reads the five-byte header of a second-generation record array at `position`: record type (1
     // byte), record size (2 bytes) and number of records (2 bytes), big-endian. On success it
-    // moves the position behind the header and returns true. When the type is another, or when no
-    // byte follows the header, it returns false, leaves the position and sets both outputs to 0.
+    // moves the position past the header and returns true. If the type differs, or no byte follows
+    // the header, it returns false, leaves the position as it was and sets both outputs to 0.
     bool readHeader(unsigned int& position, unsigned char recordType, unsigned short& recordSize,
                     unsigned short& recordCount);
 
-    // Moves the position over `recordCount` records of `recordSize` bytes. When no byte follows
-    // them, it returns false and leaves the position.
+    // Moves the position past `recordCount` records of `recordSize` bytes. If no byte follows them,
+    // it returns false and leaves the position as it was.
     bool skipRecordData(unsigned int& position, unsigned short recordSize,
                         unsigned short recordCount);
 

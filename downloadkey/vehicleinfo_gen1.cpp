@@ -30,7 +30,7 @@ constexpr struct {
     {"VuSpecificConditionData", 2, 5},
 };
 
-// Steps over the rest of the overview block; false if the file is shorter.
+// Skips the rest of the overview block; false if the file is shorter.
 bool skipOverview(ByteReader& reader) {
     for (const quint32 recordSize : {companyLockSize, controlActivitySize}) {
         const auto count = reader.takeNumber(1);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr CardRecordLayout gen2CardRecord = {131, 95};
 
-// What the versions do not share: the parser, as messages name it, and the tags of the blocks.
+// How the versions differ: the parser's name in messages, and the tags of the blocks.
 struct Version {
     const char* parser;
     Tag overview;
@@ -66,8 +66,8 @@ struct ArrayHeader {
     unsigned short recordCount;
 };
 
-// Steps over a header of this type: type (1 byte), record size (2 bytes) and number of records (2
-// bytes). A byte must follow it. After a failure the position has no meaning.
+// Reads a header of this type: type (1 byte), record size (2 bytes) and number of records (2
+// bytes). A byte must follow it. After a failure, the position has no meaning.
 bool readArrayHeader(ByteReader& reader, unsigned char recordType, ArrayHeader& header) {
     const quint32 position = reader.position();
     const unsigned char* const bytes = reader.take(1 + 2 + 2, 1);
@@ -84,7 +84,7 @@ bool readArrayHeader(ByteReader& reader, unsigned char recordType, ArrayHeader& 
     return true;
 }
 
-// A byte must follow what is skipped, too.
+// A byte must also follow what is skipped.
 bool skipRecords(ByteReader& reader, const ArrayHeader& header) {
     const quint32 size = quint32(header.recordSize) * header.recordCount; // 65535 * 65535 fits
     return reader.take(size, 1) != nullptr;
@@ -157,8 +157,8 @@ aux::Error Parser::readBlock(Tag tag, std::initializer_list<RecordArray> arrays)
             return failed("Read ", ": Invalid data size");
 
         if (array.treatment == Treatment::ReadCardRecords) {
-            // No byte need follow the records here: the next header asks for it. A new reader
-            // for each day, so that its first record is always taken.
+            // No byte need follow the records here: the next header requires one. Each day has a
+            // new reader, so that its first record is always taken.
             const unsigned char* const first = reader.take(array.recordSize * header.recordCount);
             if (!first)
                 return failed("Read ", ": Not enough data");

@@ -10,8 +10,8 @@ namespace downloadkey {
 // An error of one entry: component "libdownloadkey", the text, code 0.
 aux::Error makeVehicleInfoError(QString text);
 
-// For a file that is not loaded, or shorter than smallestVehicleUnitFile. `function` is what the
-// message names: "read", say.
+// For a file that is not loaded, or shorter than smallestVehicleUnitFile. `function` is its name in
+// the message, such as "read".
 aux::Error makeFileTooSmallError(const char* function);
 
 // What a block begins with: 0x76 and its TREP value.
@@ -28,8 +28,8 @@ constexpr quint32 tagSize = 2;
 constexpr quint32 nameSize = 36;
 constexpr quint32 plateSize = 14;
 
-// A VuCardIWRecord begins with the holder's surname and first names, of nameSize bytes each. What
-// comes from the insertion time on is the same in all generations.
+// A VuCardIWRecord begins with the holder's surname and first names, of nameSize bytes each.
+// Everything from the insertion time on is the same in all generations.
 struct CardRecordLayout {
     quint32 size;          // bytes
     quint32 insertionTime; // offset from the record's first byte
@@ -38,8 +38,8 @@ struct CardRecordLayout {
 // A registration-number field of plateSize bytes as text, without white space around it.
 QString readPlate(const unsigned char* bytes);
 
-// Turns card records into results. A record with the insertion time of the one taken before it is
-// left out: a card that stays in is recorded again.
+// Turns card records into results. A record with the same insertion time as the one taken before it
+// is dropped: a card that stays in is recorded again.
 class CardRecordReader {
 public:
     // Both arguments belong to the caller and outlive the object.
@@ -48,7 +48,7 @@ public:
         : m_layout(layout)
         , m_results(results) {}
 
-    // Reads `count` records, which lie one behind the other.
+    // Reads `count` adjacent records.
     void read(const unsigned char* records, quint32 count);
 
 private:
