@@ -37,7 +37,7 @@ enum FileId : unsigned {
     LinkCertificate = 0xC109,
 };
 
-// How many records of each kind a card holds, and the bytes of its daily activities.
+// A card's numbers of records of each kind, and the bytes of its daily activities.
 struct Capacity {
     std::uint32_t eventsPerType, faultsPerType, activityBytes, vehicles, places;
     std::uint32_t specificConditions, calibrations, gnssPlaces, vehicleUnits;
@@ -84,7 +84,7 @@ private:
 
     bool hasActivities() const { return m_card.type == Driver || m_card.type == Workshop; }
 
-    // A pointer or counter of that many bytes, and records that are not in use yet.
+    // A pointer or counter of that many bytes, and records that are not used yet.
     static QByteArray zeros(std::uint32_t pointer, std::uint32_t count, std::uint32_t size) {
         return QByteArray(static_cast<int>(pointer + count * size), '\0');
     }
@@ -125,8 +125,8 @@ private:
         return writer.bytes;
     }
 
-    // Of the card (65 bytes) and of its holder. The cards of workshops, control bodies and
-    // companies name their organisation and its address first.
+    // Identifies the card (65 bytes) and its holder. The cards of workshops, control bodies and
+    // companies begin the latter with their organisation and its address.
     QByteArray identification() const {
         const QByteArray names = textField(m_card.surname, 36, m_card.codePage) +
                                  textField(m_card.firstNames, 36, m_card.codePage);
@@ -159,7 +159,7 @@ private:
                                        : zeros(3, m_capacity.calibrations, 105));
         signedFile(SensorInstallationData, zeros(m_gen2 ? 18 : 16, 0, 0));
     }
-    // What only the cards of people who drive have.
+    // The files that only the cards of people who drive have.
     void activityFiles() {
         const std::uint32_t eventTypes = m_gen2 ? 11 : 6, faultTypes = 2, incidentSize = 24;
         signedFile(EventsData, zeros(0, eventTypes * m_capacity.eventsPerType, incidentSize));
@@ -224,7 +224,7 @@ QByteArray chipFiles(const Card& card) {
         .raw(extendedSerialNumber(noise.next(), static_cast<EquipmentType>(card.type)))
         .ascii("e1-0001", 8)
         .u8(manufacturer)
-        .ascii("EX", 2) // who embedded the chip: country, module (binary-coded decimal) and more
+        .ascii("EX", 2) // the embedder of the chip: country, module (binary-coded decimal) and more
         .u16(bcd(1))
         .u8(0)
         .u16(0x0102);

@@ -8,7 +8,7 @@ namespace samples {
 
 namespace {
 
-// The insertions of one day, from five in the morning on.
+// The insertions of one day, starting at five in the morning.
 std::vector<CardRecord> insertions(const Day& day, std::uint32_t count, std::uint32_t kilometres) {
     static const std::array<Person, 6> drivers = {driverOf(0, 0), driverOf(0, 1), driverOf(0, 2),
                                                   driverOf(0, 3), driverOf(0, 4), driverOf(0, 5)};

@@ -17,7 +17,7 @@ constexpr std::uint32_t hour = 3600;
 
 // The last two of a team's eight drivers have no vehicle of their own.
 constexpr std::uint32_t driversPerTeam = 8;
-constexpr std::uint32_t relief = 6;    // stands in for who is absent, or drives along
+constexpr std::uint32_t relief = 6;    // replaces whoever is absent, or drives along
 constexpr std::uint32_t lateShift = 7; // takes over one of the vehicles in the afternoon
 
 struct Name {
@@ -54,7 +54,7 @@ QByteArray encoded(const QString& text, unsigned char codePage) {
     return QTextCodec::codecForName(name)->fromUnicode(text);
 }
 
-// Tells drivers with the same name apart: nothing for the first, then "A.", "B." and so on.
+// Distinguishes drivers of the same name: nothing for the first, then "A.", "B." and so on.
 QString middleInitials(std::uint32_t namesakes) {
     QString initials;
     for (; namesakes > 0; namesakes = (namesakes - 1) / 26)
@@ -70,7 +70,7 @@ struct Shift {
 };
 
 struct DayPlan {
-    std::vector<Shift> shifts; // in the driver's slot, one behind the other
+    std::vector<Shift> shifts; // in the driver's slot, one after the other
     std::optional<Shift> coDriver;
 };
 
@@ -82,7 +82,7 @@ Noise choices(std::uint32_t seed, std::uint32_t who, std::uint32_t when) {
     return noise;
 }
 
-// A day with more insertions than this is for measurements; nobody looks at it.
+// A day with more insertions than this is only for measurements: nobody looks at it.
 constexpr int plausibleRecords = 50;
 
 // What a team agrees on for a week.
@@ -98,9 +98,9 @@ struct TeamWeek {
         return driver == absent ? relief : driver;
     }
 
-    std::uint32_t swaps;     // a bit for each two drivers who take each other's vehicle
+    std::uint32_t swaps;     // a bit for each pair of drivers who swap vehicles
     std::uint32_t absent;    // often nobody
-    std::uint32_t twoShifts; // the vehicle that drives on in the evening
+    std::uint32_t twoShifts; // the vehicle that is driven on in the evening
 };
 
 DayPlan dayOfTwoShifts(std::uint32_t driver, Noise& noise) {
@@ -144,7 +144,7 @@ DayPlan planOf(const KeyOptions& options, std::uint32_t vehicle, std::uint32_t d
     return dayOfOneShift(driver, isWeekend, hasCoDriver, noise);
 }
 
-// `count` insertions of one card during a shift, with a pause between them. Their times differ
+// Adds `count` insertions of one card during a shift, with pauses between them. Their times differ
 // unless there are more insertions than seconds.
 void insertCard(std::vector<CardRecord>& records, const Person& person, const Shift& shift,
                 std::uint32_t midnight, std::uint32_t count, Noise& noise) {
@@ -170,7 +170,7 @@ void insertCard(std::vector<CardRecord>& records, const Person& person, const Sh
 }
 
 // Sets the odometer values of a day's insertions in the driver's slot. The first begins at
-// `odometer`. Each gets the share of the kilometres that its time allows.
+// `odometer`. Each gets a share of the kilometres that is proportional to its time.
 void drive(std::vector<CardRecord>& records, std::uint32_t odometer, std::uint32_t kilometres) {
     std::uint64_t total = 0;
     for (const CardRecord& record : records)
@@ -235,7 +235,7 @@ std::vector<CardRecord> recordsOf(const KeyOptions& options, std::uint32_t vehic
     return records;
 }
 
-// The driver's card stays in over night: both days record it.
+// The driver's card stays in overnight: both days record it.
 void keepCardOverNight(Day& evening, Day& morning) {
     auto& records = evening.cardRecords;
     const auto last = std::find_if(records.rbegin(), records.rend(),

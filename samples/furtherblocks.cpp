@@ -23,7 +23,7 @@ enum EventFaultRecordPurpose : unsigned {
 
 constexpr unsigned calibrationAtInstallation = 0x03;
 
-// The blocks behind the activities: a handful of events, an hour or so of speeds for each day, one
+// The blocks after the activities: a handful of events, twenty minutes of speeds per day, one
 // calibration.
 class FurtherBlocks {
 public:
@@ -52,7 +52,7 @@ private:
     QByteArray incident(EventFaultType type, EventFaultRecordPurpose purpose, int index) const {
         return Writer().u8(type).u8(purpose).u32(timeOf(index)).u32(timeOf(index) + 300).bytes;
     }
-    // Faults and events name the cards in both slots at the begin, and then at the end.
+    // Faults and events name the cards in both slots at the beginning, and then at the end.
     QByteArray cardsAtBeginAndEnd() const {
         const QByteArray nobody = emptySlot(m_layout);
         return m_driver + nobody + m_driver + nobody;
@@ -124,7 +124,7 @@ private:
             .u32(startOf2020 - 31 * secondsPerDay)
             .raw(approvalNumber());
         if (m_layout.isSecond)
-            writer.u8(2).u8(0); // its generation; it takes cards of the first, too
+            writer.u8(2).u8(0); // its generation; it also accepts first-generation cards
         if (m_layout.isVersion2)
             writer.ascii("MAP 2024.01", 12);
         return writer.bytes;
@@ -132,7 +132,7 @@ private:
     QByteArray sensor(EquipmentType type) const {
         return Writer().raw(serialNumber(type)).raw(approvalNumber()).u32(startOf2020).bytes;
     }
-    // The workshop's card stands without its generation here in every version.
+    // Here the workshop's card is without its generation in every version.
     QByteArray calibration(int) const {
         Writer writer;
         writer.u8(calibrationAtInstallation)

@@ -1,4 +1,4 @@
-// The blocks behind the activities of a vehicle-unit download, which no parser of this project
+// The blocks after the activities of a vehicle-unit download, which no parser of this project
 // reads. Only for use within this folder.
 #pragma once
 

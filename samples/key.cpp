@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint32_t newestDownload = 1710491400; // 2024-03-15 08:30 UTC
 
-// A plate of its own for each of 100000 vehicles, and the same in plain letters for the file name.
+// A different plate for each of 100000 vehicles, and the same in plain letters for the file name.
 struct Plate {
     QByteArray text;
     QByteArray fileName;
@@ -34,7 +34,7 @@ QString stamp(std::uint32_t time, const char* format) {
     return QDateTime::fromSecsSinceEpoch(time, Qt::UTC).toString(QLatin1String(format));
 }
 
-// Every shape that a download's name can have. Where the time has ten digits, the year has two.
+// Every shape that a download's name can have. In a time of ten digits, the year has two.
 QString vehicleFileName(std::uint32_t index, const QByteArray& plateBytes, std::uint32_t time) {
     const QString plate = QString::fromLatin1(plateBytes);
     const QString underscored = stamp(time, "yyyyMMdd_hhmm");
@@ -123,8 +123,8 @@ KeyFile cardFileOf(const KeyOptions& options, std::uint32_t index) {
     return {cardFileName(index, person.plainName, card.cardNumber, time), cardFile(card)};
 }
 
-// Cuts a download's days at a time in the past. What happens later is not there yet, and a card
-// that was in the vehicle at that time is not withdrawn.
+// Cuts a download's days at a time in the past. What happens later is not recorded yet, and a card
+// that is in the vehicle at that time is not withdrawn.
 void cutDays(std::vector<Day>& days, std::uint32_t time) {
     days.erase(
         std::remove_if(days.begin(), days.end(), [&](const Day& day) { return day.date > time; }),
@@ -144,7 +144,7 @@ void cutDays(std::vector<Day>& days, std::uint32_t time) {
     }
 }
 
-// An older download of the first vehicle. Most of its days are in the newer one, too.
+// An older download of the first vehicle. Most of its days are also in the newer one.
 KeyFile overlappingFile(const KeyOptions& options) {
     VehicleUnit unit = vehicleUnit(options, 0);
     const auto back = static_cast<std::uint32_t>(std::clamp(options.days, 1, 3));

@@ -7,11 +7,11 @@
 #include <cstring>
 #include <utility>
 
-// QFile's own ideas of being open and of positions are about a file on a disk, and are passed over.
+// QFile's own idea of being open and of positions is about a file on a disk, and is bypassed.
 // NOLINTBEGIN(bugprone-parent-virtual-call)
 class MemoryFile : public QFile {
 public:
-    // The name is that of a file which exists: that is asked for, too.
+    // The name must be that of an existing file, because that is checked, too.
     explicit MemoryFile(QByteArray bytes)
         : QFile(QStringLiteral("/dev/null"))
         , m_bytes(std::move(bytes)) {

@@ -1,8 +1,9 @@
 // Synthetic tachograph downloads, built in memory with the sizes that Annex 1B and Annex 1C of the
-// regulation give. Tests, tools, benchmarks and fuzz targets all take their input from here.
+// regulation give. Tests, tools, benchmarks and fuzz targets all get their input from here.
 //
-// Each description is a plain value with sensible defaults, and a test changes only the field that
-// it is about. The same description always gives the same bytes. Nothing here uses the library.
+// Each description is a plain value with sensible defaults, so that a test sets only the fields
+// that matter to it. The same description always gives the same bytes. Nothing here uses the
+// library.
 #pragma once
 
 #include <QtCore/QByteArray>
@@ -15,7 +16,7 @@ namespace samples {
 
 enum class Generation { Gen1, Gen2V1, Gen2V2 };
 
-// A padded text field: code page byte, text in that code page (cut to size - 1 bytes), blanks.
+// A padded text field: code page byte, text in that code page (cut to size - 1 bytes) and blanks.
 QByteArray textField(const QByteArray& text, int size, unsigned char codePage = 1);
 
 // One VuCardIWRecord. Odometers are 24 bits, times are seconds since 1970 UTC.
@@ -55,7 +56,7 @@ struct VehicleUnit {
     int controlActivities = 0;
     std::vector<Day> days;
     // Whether the blocks of events and faults, detailed speed and technical data follow. Without
-    // them the file ends with its last activity block.
+    // them, the file ends with its last activity block.
     bool furtherBlocks = true;
     QByteArray trailer;      // bytes at the very end
     std::uint32_t noise = 1; // seeds the bytes of certificates and signatures
@@ -63,7 +64,7 @@ struct VehicleUnit {
 
 QByteArray vehicleUnitFile(const VehicleUnit& unit);
 
-// The parts of vehicleUnitFile(), for tests that put a file together themselves.
+// The parts of vehicleUnitFile(), for tests that build a file themselves.
 QByteArray recordArray(unsigned char type, int recordSize, int count, const QByteArray& records);
 QByteArray overviewBlock(const VehicleUnit& unit);
 QByteArray activityBlock(const VehicleUnit& unit, const Day& day);
@@ -74,7 +75,7 @@ struct Card {
     unsigned char type = 1; // 1 driver, 2 workshop, 3 control, 4 company
     int generation = 1;     // 1 or 2; 2 also carries the first generation's blocks
     QByteArray cardNumber = "DF00000000000100";
-    QByteArray surname = "Sample"; // a company's card names no person
+    QByteArray surname = "Sample"; // a company's card does not name a person
     QByteArray firstNames = "Jo";
     unsigned char codePage = 1;
     bool throughVehicleUnit = false;      // begins with 76 06
@@ -89,9 +90,9 @@ QByteArray cardFile(const Card& card);
 QByteArray cardBlock(unsigned short fileId, unsigned char kind, const QByteArray& value);
 
 // `days` days with `recordsPerDay` card insertions each, one after another, for measurements that
-// need to know how many there are. The last day is the whole day before the day of `lastDay`. The
-// very last card is not withdrawn (its withdrawal time and odometer are FF bytes). The same `seed`
-// gives the same days.
+// need to know their number. The last day is the one before the day of `lastDay`. The very last
+// card is not withdrawn (its withdrawal time and odometer are FF bytes). The same `seed` gives the
+// same days.
 std::vector<Day> evenDays(Generation generation, int days, int recordsPerDay, std::uint32_t lastDay,
                           std::uint32_t seed = 1);
 
@@ -110,14 +111,14 @@ struct KeyOptions {
     bool oddities = false; // adds irregular things that real keys have: see oddFiles()
 };
 
-// One file of a key's download directory. `index` is below twice `files`; even ones are
+// One file of a key's download directory. `index` is less than twice `files`; the even ones are
 // vehicle-unit files. Every name is different, and the contents fit the time in the name. A driver
 // is in one vehicle at a time, and the odometer values of a vehicle never run back. With oddities,
 // a card stays in over midnight, and a vehicle is driven without a card.
 KeyFile sampleKeyFile(const KeyOptions& options, int index);
 
-// The further files of a key with oddities: a second download of a vehicle that overlaps the first,
-// a cut one, a picture under a good name, and names that are no downloads. Otherwise none.
+// The extra files of a key with oddities: a second download of a vehicle that overlaps the first, a
+// cut one, a picture with a valid name, and names that are not downloads. Otherwise none.
 std::vector<KeyFile> oddFiles(const KeyOptions& options);
 
 // All files of a key's download directory, as makekey writes them.

@@ -1,13 +1,13 @@
-// What the blocks of a vehicle-unit download share: how each generation lays them out, the types of
-// record arrays, cards in records, and the writers of arrays and signatures. Only for use within
-// this folder.
+// What the blocks of a vehicle-unit download share: each generation's layout, the types of record
+// arrays, cards in records, and the writers of arrays and signatures. Only for use within this
+// folder.
 #pragma once
 
 #include "samples/writer.h"
 
 namespace samples {
 
-// The parts of a download, as the last digit of their TREP counts them.
+// The parts of a download: the last digit of their TREP.
 enum Block : unsigned { Overview = 1, Activities = 2, EventsAndFaults = 3, Technical = 5 };
 
 // RecordType of the second generation's arrays.
@@ -72,7 +72,7 @@ QByteArray signature(const Layout& layout, std::uint32_t noise);
 
 QByteArray single(RecordType type, const QByteArray& record);
 
-// Records that are all built by one function of their index.
+// Records that one function builds from their index.
 template <typename Record>
 QByteArray records(int count, const Record& record) {
     QByteArray bytes;

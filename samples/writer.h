@@ -1,5 +1,5 @@
-// What the builders of samples/ share: big-endian output, repeatable noise, and the data types that
-// both vehicle units and cards have. Only for use within this folder.
+// What the builders of samples/ share: big-endian output, repeatable noise, and the data types of
+// both vehicle units and cards. Only for use within this folder.
 #pragma once
 
 #include "samples/samples.h"
@@ -21,7 +21,7 @@ public:
         bytes.append(count, static_cast<char>(value));
         return *this;
     }
-    // Text without a code page: blanks behind it, cut to `size`.
+    // Text without a code page: padded with blanks or cut to `size`.
     Writer& ascii(const QByteArray& text, int size) {
         return raw(text.leftJustified(size, ' ', true));
     }
@@ -71,14 +71,14 @@ constexpr std::uint32_t startOf2022 = 1640995200;
 constexpr std::uint32_t startOf2030 = 1893456000;
 
 constexpr unsigned nation = 13;                  // NationNumeric of the samples' cards and plates
-constexpr std::uint32_t absentTime = 0xFFFFFFFF; // how the regulation writes a time without value
+constexpr std::uint32_t absentTime = 0xFFFFFFFF; // the regulation's time without a value
 constexpr std::uint32_t absentOdometer = 0xFFFFFF;
 
 enum CardType : unsigned char { Driver = 1, Workshop = 2, Control = 3, Company = 4 };
 
 constexpr int certificateSizeGen1 = 194;
 constexpr int signatureSizeGen1 = 128;
-constexpr int certificateSizeGen2 = 205; // of 204 to 341, by the curve and the subject
+constexpr int certificateSizeGen2 = 205; // 204 to 341, depending on the curve and the subject
 constexpr int signatureSizeGen2 = 64;
 
 constexpr unsigned manufacturer = 0xA1;
@@ -97,8 +97,8 @@ enum class EquipmentType : unsigned char {
 // Digits as binary-coded decimal, two to a byte: 2024 becomes 0x2024.
 std::uint32_t bcd(std::uint32_t value);
 
-// ExtendedSerialNumber: number, month and year of making (March 2020), type and manufacturer, 8
-// bytes.
+// ExtendedSerialNumber: number, month and year of manufacture (March 2020), type and manufacturer,
+// 8 bytes.
 QByteArray extendedSerialNumber(std::uint32_t number, EquipmentType type);
 
 // VehicleRegistrationIdentification: the nation and the plate, 15 bytes.

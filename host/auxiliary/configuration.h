@@ -1,4 +1,4 @@
-// The host's settings: values by number.
+// The host's settings, by number.
 #pragma once
 
 #include <QtCore/QMap>
@@ -6,20 +6,19 @@
 
 namespace aux {
 
-// The settings. The numbers are what is stored on a device and never change.
+// The settings. A device stores these numbers, so they never change.
 enum class SettingsCode : int {
     DownloadedDirDisabled = 45, // true: leave the key's "/downloaded" directory alone
     DownloadedDirEnabled = 46,  // true: make sure that the key has a "/downloaded" directory
 };
 
-// Not thread-safe: it is used on the host's thread only.
+// Not thread-safe: it is used only on the host's thread.
 class Configuration {
 public:
     Configuration();
     ~Configuration();
 
-    // The value of a setting; an invalid QVariant (which reads as false) for one that was never
-    // set.
+    // The value of a setting; an invalid QVariant (which reads as false) if it was never set.
     QVariant getValue(SettingsCode code);
 
     void setValue(SettingsCode code, const QVariant& value);

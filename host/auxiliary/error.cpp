@@ -57,7 +57,7 @@ QDebug operator<<(QDebug stream, const Error& error) {
         stream << "no error";
     const char* separator = "";
     for (const ErrorData& entry : error.entries()) {
-        // A file's name may hold a line break; an error stays one line in a log all the same.
+        // A file's name may contain a line break, but an error must stay one line in a log.
         QString text = entry.text();
         text.replace(QLatin1Char('\n'), QLatin1Char(' '));
         text.replace(QLatin1Char('\r'), QLatin1Char(' '));

@@ -38,7 +38,7 @@ public:
     Error& operator=(const Error& other);
     Error& operator=(Error&& other) noexcept;
 
-    // Appends the other error's entries behind this one's own, and returns this error.
+    // Appends the other error's entries to this one's, and returns this error.
     Error& operator<<(Error&& other);
 
     const std::list<ErrorData>& entries() const;

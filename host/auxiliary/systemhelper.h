@@ -9,9 +9,9 @@ namespace aux {
 
 class SystemHelper {
 public:
-    // Remounts the file system that is mounted at `mountDir` read-only. Returns whether it did.
-    // It gives the path to the handler below. Without a handler nothing is remounted, and the
-    // result is false.
+    // Remounts the file system mounted at `mountDir` read-only, by calling the handler below with
+    // the path. Returns whether it did; without a handler nothing is remounted, and the result is
+    // false.
     static bool remountReadOnly(const QString& mountDir);
 
     // Sets the function that remounts; an empty one removes the handler. Not thread-safe: set it

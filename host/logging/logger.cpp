@@ -26,7 +26,7 @@ const char* nameOf(Level level) {
 
 } // namespace
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): callers were built for an error by value
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers are compiled for an error by value
 void Logger::log(aux::Error error, Level level) {
     // A copy, so that a sink may replace itself.
     if (const auto sink = currentSink()) {

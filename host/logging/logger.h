@@ -16,7 +16,7 @@ enum class Level : int {
 
 class Logger {
 public:
-    // Logs an error: to the sink below, or as one line on stderr when there is none.
+    // Logs an error: to the sink below, or as one line on stderr if there is none.
     static void log(aux::Error error, Level level);
 
     // Sets where errors go; an empty function restores stderr. Not thread-safe.

@@ -1,5 +1,5 @@
-// Card download files of one kind and generation each, made from a generic card whose
-// readCardInfo() has succeeded. Each takes over the given object's state, the file included.
+// Card download files, a class for each kind and generation. Each is constructed from a generic
+// card whose readCardInfo() has succeeded, and copies its state, the file included.
 #pragma once
 
 #include "scard/scardgeneric.h"

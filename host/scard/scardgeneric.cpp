@@ -18,7 +18,7 @@ constexpr quint16 identification = 0x0520;
 
 enum BlockKind : quint8 { FirstGenerationData = 0, SecondGenerationData = 2 };
 
-// Identification: where the stand-in finds what it takes.
+// Identification: the offsets and sizes of what the stand-in reads.
 constexpr int cardNumberAt = 1;
 constexpr int cardNumberSize = 16;
 constexpr int surnameAt = 65;
@@ -35,8 +35,8 @@ struct Block {
     int size = 0;
 };
 
-// Walks the blocks of a card file. It reads five bytes a block, and a value only when asked to: the
-// files come from outside, and a sparse one may pretend to any size.
+// Walks the blocks of a card file. It reads five bytes per block, and a value only on request: the
+// files come from outside, and a sparse one may pretend to be of any size.
 class BlockReader {
 public:
     enum class Step { Block, End, Failed };
@@ -53,7 +53,7 @@ public:
             m_next = 2;
     }
 
-    // Goes on to the next block. A block that runs past the end of the file fails.
+    // Moves to the next block. Fails if it runs past the end of the file.
     Step next() {
         if (!m_error.isEmpty())
             return Step::Failed;
@@ -86,12 +86,12 @@ public:
 
     aux::Error error() const { return makeError(m_error); }
 
-    // Whether the walk failed because the system could not read, and not because of the bytes.
+    // Whether the walk failed because the file could not be read, and not because of its bytes.
     bool cannotRead() const { return m_cannotRead; }
 
 private:
     static constexpr int headerSize = 5;
-    // A card has a few dozen. A file of zeros would have a block in every five bytes.
+    // A card has a few dozen. A file of zeros would be a block every five bytes.
     static constexpr int maxBlocks = 4096;
 
     bool readAt(qint64 position, unsigned char* bytes, int size) {
@@ -120,8 +120,8 @@ private:
 // The characters of a single-byte code page.
 using CodePage = std::array<char16_t, 256>;
 
-// Bytes below `firstOwn` are the numbers of their characters. Neither are they asked for, nor are
-// private characters kept: what Qt has for ISO 8859-11 is Windows-874, which differs in both.
+// Bytes below `firstOwn` are the numbers of their characters: the codec is not asked for them. Nor
+// are private characters kept. Qt's codec for ISO 8859-11 is Windows-874, which differs in both.
 std::optional<CodePage> loadCodePage(const QByteArray& name, std::size_t firstOwn) {
     QTextCodec* codec = QTextCodec::codecForName(name);
     if (!codec)
@@ -138,8 +138,8 @@ std::optional<CodePage> loadCodePage(const QByteArray& name, std::size_t firstOw
     return page;
 }
 
-// The code pages of the data dictionary by their number. Number 1, and all that are not known here,
-// are read as ISO 8859-1, in which each byte is the number of its character.
+// The data dictionary's code pages by number. Number 1, and all that are not known here, are read
+// as ISO 8859-1, in which each byte is the number of its character.
 using CodePages = std::array<std::optional<CodePage>, 86>;
 
 CodePages loadCodePages() {
@@ -155,15 +155,15 @@ CodePages loadCodePages() {
 const CodePage* codePage(unsigned char number) {
     if (number < 2)
         return nullptr;
-    // A file has two names in every card record: a codec is asked once for each of its characters,
-    // not once for each text.
+    // A file has two names in every card record, so each codec is asked once for each of its
+    // characters, not once for each text.
     static const CodePages pages = loadCodePages();
     return number < pages.size() && pages[number] ? &*pages[number] : nullptr;
 }
 
 template <typename Field>
 QString decode(const Field& field) {
-    constexpr unsigned char padding = 0xFF; // and a letter in some code pages
+    constexpr unsigned char padding = 0xFF; // but a letter in some code pages
     const CodePage* page = codePage(field.codePage);
     int end = sizeof(field.text);
     while (end > 0 && field.text[end - 1] == padding)

@@ -1,9 +1,9 @@
 // The host's smart-card file library: card download files of both generations.
 //
-// A card file is read in steps: SCardGeneric::readCardInfo() finds out what card it is, the object
-// of that kind is made from the generic one, and its calcDataSize() and readData() take the
-// contents. The file must stay open until readData() has returned or the last object that was made
-// from it has been destroyed. Nothing here is thread-safe.
+// A card file is read in steps: SCardGeneric::readCardInfo() finds out what card it is, an object
+// of that kind is created from the generic one, and its calcDataSize() and readData() read the
+// contents. The file must stay open until readData() has returned or the last object created from
+// it has been destroyed. Nothing here is thread-safe.
 #pragma once
 
 #include "auxiliary/error.h"
@@ -16,7 +16,7 @@ class QFile;
 
 namespace scard {
 
-// The region that a file's name names. Nothing in this library depends on it.
+// The region given by a file's name. Nothing in this library depends on it.
 enum class FilenameRegion : int {
     Unknown = 0,
 };
@@ -30,23 +30,23 @@ public:
     SCardGeneric& operator=(const SCardGeneric&) = delete;
     virtual ~SCardGeneric();
 
-    // Finds the card's type and generation. An error without entries means success. Fails when the
-    // file is not open, cannot be read, or does not tell what card it is; blocks behind a damaged
-    // one are not found.
+    // Finds the card's type and generation. An error without entries means success. Fails if the
+    // file is not open, cannot be read, or does not say what card it is; blocks after a damaged one
+    // are not found.
     aux::Error readCardInfo();
 
-    // 0 before readCardInfo(); then 1 driver card, 2 workshop card, 3 control card, 4 company card.
+    // 0 before readCardInfo(); then 1 driver, 2 workshop, 3 control or 4 company card.
     int getCardType() const;
 
     // Whether the card is of the second generation (it also carries the first generation's data).
     bool is2ndGeneneration() const;
 
-    // Adds up the sizes of the file's blocks; fails when one of them runs past the end of the file.
+    // Checks the sizes of the file's blocks; fails if one of them runs past the end of the file.
     virtual aux::Error calcDataSize();
 
     // Reads the card's number and its holder's name, and forgets the file, so that a second call
-    // fails. A second-generation card's names come from its second-generation application if that
-    // has them.
+    // fails. A second-generation card's number and names come from its second-generation
+    // application if that has them.
     virtual aux::Error readData();
 
     // What the constructor was given.
@@ -60,8 +60,9 @@ public:
     QString holderName() const;
 
     // The text of a field: its first byte names the code page (1 to 16: ISO 8859-1 to -16, 80:
-    // KOI8-R, 85: KOI8-U, anything else is read as ISO 8859-1). NUL bytes are no text, nor are 0xFF
-    // bytes at the end, or where 0xFF is no letter of the code page. Padding blanks are kept.
+    // KOI8-R, 85: KOI8-U, anything else is read as ISO 8859-1). NUL bytes are not text, nor are
+    // 0xFF bytes at the end or in a code page in which 0xFF is not a letter. Padding blanks are
+    // kept.
     static QString textfieldToString(Name field);
     static QString textfieldToString(VehicleRegistrationNumber field);
 

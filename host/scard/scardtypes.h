@@ -1,4 +1,4 @@
-// Text fields of the tachograph data dictionary, byte for byte as they stand in a download file.
+// Text fields of the tachograph data dictionary, byte for byte as they are in a download file.
 #pragma once
 
 // Name: a surname or first names. Byte 0 is the code page, the rest the padded text.
