@@ -1,8 +1,8 @@
-// The program whose instructions are counted. It does each thing twice and calls bench_mark()
-// before and after the second time. So what only the first time costs is left out. It prints the
-// names of the things in their order.
+// The program whose instructions are counted. It does each job twice and calls bench_mark() before
+// and after the second run, so that what only the first run costs does not count. It prints the
+// names of the jobs in their order.
 //
-//     counts DIR      writes the inputs to DIR first, unless they are there
+//     counts DIR      writes the inputs to DIR first, unless they exist
 #include "bench/inputs.h"
 
 #include "downloadkey/filenames.h"
@@ -11,7 +11,7 @@
 
 #include <cstdio>
 
-// The counter sees the end of this function, or its system call, which nothing else here makes.
+// The counter sees the end of this function, or its system call, which is made only here.
 extern "C" Q_NEVER_INLINE void bench_mark() {
     getppid();
 }
@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: counts DIR");
     const QString folder = QFile::decodeName(argv[1]) + QLatin1Char('/');
     // An ordinary file, and pairs of files that differ by 50 records in one day, by 500 records,
-    // and by 20 days without a record.
+    // and by 20 days without records.
     constexpr struct {
         int days;
         int recordsPerDay;

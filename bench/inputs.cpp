@@ -49,7 +49,7 @@ VehicleFile::VehicleFile(const QString& filePath, samples::Generation generation
     unit.controlActivities = 1;
     unit.furtherBlocks = furtherBlocks;
     if (!furtherBlocks)
-        unit.trailer = "x"; // the second generation's blocks are not the end of a file
+        unit.trailer = "x"; // a byte must follow the second generation's last block
     unit.days = samples::evenDays(generation, days, recordsPerDay, downloadTime);
     const QByteArray bytes = vehicleUnitFile(unit).leftJustified(leastSize, 'x');
     int position = 0;
@@ -72,7 +72,7 @@ Key::Key(const QString& mountPath, int files, int whole, int days, int recordsPe
     : path(mountPath) {
     require(QDir().mkpath(path + QLatin1String("/download")), "a key's folder cannot be created");
     samples::KeyOptions options;
-    options.days = 0; // its vehicle-unit files only lend their names
+    options.days = 0; // only the names of its vehicle-unit files are used
     for (int i = 0; i < 2 * files; ++i) {
         const bool isVehicle = i % 2 == 0;
         if (!isVehicle && !hasCards)

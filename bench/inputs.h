@@ -1,5 +1,5 @@
 // What the benchmark programs share: vehicle-unit downloads and whole keys from samples/, and a
-// host that reads them. A step that fails ends the program, because there is nothing to measure.
+// host that reads them. If a step fails, the program ends, because there is nothing to measure.
 #pragma once
 
 #include "auxiliary/configuration.h"
@@ -14,7 +14,7 @@ namespace bench {
 // Ends the program with a message unless `condition` holds.
 void require(bool condition, const char* what);
 
-// A time zone with summer time, and no debug lines.
+// Sets a time zone with summer time, and switches debug lines off.
 void prepareProcess();
 
 // A path in a folder that is removed when the process ends.
@@ -30,13 +30,13 @@ constexpr NamedGeneration generations[] = {{samples::Generation::Gen1, "gen1"},
 
 // A vehicle-unit download of `days` days with the same number of card records each.
 struct VehicleFile {
-    // Without further blocks the size is proportional to the days. A file that is smaller than
-    // `leastSize` is filled up behind its last block.
+    // Without further blocks, the size is proportional to the days. A file smaller than `leastSize`
+    // is padded after its last block.
     VehicleFile(const QString& path, samples::Generation generation, int days,
                 int recordsPerDay = 10, bool furtherBlocks = true, int leastSize = 0);
 
     QString path;
-    std::vector<int> records; // where the card records stand
+    std::vector<int> records; // the positions of the card records
     int insertionOffset;      // from a record's first byte to its insertion time
 };
 
@@ -44,7 +44,7 @@ struct VehicleFile {
 std::unique_ptr<QFile> openFile(const QString& path);
 
 // A key: a folder with the same number of files of each kind. The newest `whole` of them are
-// downloads of all generations in turn, the others have a few bytes.
+// downloads of all generations in turn; the others are a few bytes.
 struct Key {
     Key(const QString& path, int files, int whole, int days = 30, int recordsPerDay = 10,
         bool hasCards = true);
@@ -55,7 +55,7 @@ struct Key {
     std::vector<VehicleFile> wholeVehicles;
 };
 
-// A host that keeps what it is given.
+// A host that keeps the results.
 struct Host {
     Host();
     void open(const QString& path);

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""page.py READKEY KEY: how long the page of "readkey --html" takes to show what a reader does, in Chromium.
+"""page.py READKEY KEY: measures how long the page of "readkey --html" takes to respond in Chromium.
 
-The script's own time, and the time until the next frame has been drawn: the medians of several runs.
+It prints the script's own time and the time until the next frame has been drawn, as medians of several runs.
 """
 import statistics
 import subprocess
@@ -15,7 +15,7 @@ RUNS = 7
 CHROMIUM_OPTIONS = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --window-size=1400,1000
     --disable-background-networking --disable-component-update --disable-sync"""
 
-# Each action leads away from where the one before it led.
+# Each action changes what the one before it has shown.
 ACTIONS = {
     "one letter in Driver": "type('driver', 'a')",
     "another": "type('driver', 'ar')",

@@ -1,4 +1,4 @@
-// Measures each job beside its floor: what the system itself must do for the same result. Both run
+// Measures each job against its floor: what the system itself must do for the same result. Both run
 // in turn, many times, in one benchmark, so that other programs disturb both alike. The result is
 // the median of the pairs' ratios.
 #include "bench/inputs.h"
@@ -47,7 +47,7 @@ double median(std::vector<double> values) {
     return *middle;
 }
 
-// Both sides run once and return the seconds of what they measure, without its preparations.
+// Both sides run once and return the seconds of what they measure, without preparations.
 template <typename Side>
 void compare(benchmark::State& state, double goal, const Side& job, const Side& floor) {
     std::vector<double> jobs;
@@ -67,7 +67,7 @@ void compare(benchmark::State& state, double goal, const Side& job, const Side& 
     state.counters["goal"] = goal;
 }
 
-// An input is made when its benchmark first runs, so that a filter saves the time.
+// An input is created when its benchmark first runs, so that filtered-out benchmarks take no time.
 template <typename Input, typename... Arguments>
 auto lazy(Arguments... arguments) {
     return [=, input = std::make_shared<std::optional<Input>>()]() -> const Input& {
@@ -85,8 +85,8 @@ void add(const std::string& name, double goal, Input input, Job job, Floor floor
     })->UseManualTime();
 }
 
-// What the results of the card records need of Qt and of the host. The floor reserves memory for
-// all results at once, because it knows how many there are.
+// What the results of the card records need from Qt and the host. The floor reserves memory for all
+// results at once, because it knows their number.
 Activities convertRecords(const VehicleFile& input, const QByteArray& file) {
     const auto nameAt = [](const char* field) {
         Name name;
@@ -213,16 +213,16 @@ double read(const Key& key) {
     return secondsOf([&] { host.read(); });
 }
 
-// What each visit of a file takes: the event loop runs, and the system is asked once whether the
-// file is there and has at least `least` bytes.
+// What each visit to a file takes: the event loop runs, and the system is asked once whether the
+// file exists and has at least `least` bytes.
 void visit(const QString& path, qint64 least) {
     QCoreApplication::processEvents(QEventLoop::AllEvents);
     const QFileInfo file(path);
     require(!file.isDir() && file.exists() && (least == 0 || file.size() >= least),
-            "an input file has gone");
+            "an input file is gone");
 }
 
-// Visits each file as it is handed over. The host gets the download's time as local time.
+// Visits each file, as if to hand it over. The host gets the download's time as local time.
 double visitAll(const Key& key) {
     return secondsOf([&] {
         qint64 time = 1710491400;
@@ -233,8 +233,8 @@ double visitAll(const Key& key) {
     });
 }
 
-// Reads each file, then hands it over. The bytes of vehicle-unit files are kept, as they are part
-// of the results. The card library reads the cards.
+// Reads each file, then hands it over. The bytes of vehicle-unit files are kept, because they are
+// part of the results. The card library reads the cards.
 double load(const Key& key) {
     std::vector<std::pair<QByteArray, Activities>> results;
     const double reading = secondsOf([&] {

@@ -1,5 +1,5 @@
 // Opens and reads the key that is its argument. It ends with the results still in memory, so that a
-// profiler can tell them from what was needed meanwhile.
+// profiler can distinguish them from what was needed in between.
 #include "bench/inputs.h"
 
 #include <unistd.h>

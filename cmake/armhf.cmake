@@ -1,6 +1,5 @@
-# Toolchain for ARMv7 with hard float, as Debian's armhf has it. The sysroot holds Qt and what it needs;
-# libc and libstdc++ are the cross compiler's. Without -DCMAKE_SYSROOT it is the one that
-# scripts/sysroot.sh makes.
+# Toolchain for ARMv7 with hard float, like Debian's armhf. The sysroot holds Qt and what it needs; libc and
+# libstdc++ are the cross compiler's. Without -DCMAKE_SYSROOT it is the one that scripts/sysroot.sh creates.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
@@ -12,8 +11,8 @@ if(NOT CMAKE_SYSROOT)
     get_filename_component(CMAKE_SYSROOT "${CMAKE_CURRENT_LIST_DIR}/../build/sysroot-armhf" ABSOLUTE)
 endif()
 if(NOT IS_DIRECTORY "${CMAKE_SYSROOT}")
-    message(FATAL_ERROR "There is no sysroot ${CMAKE_SYSROOT}: make it with scripts/sysroot.sh, "
-        "or name your own with -DCMAKE_SYSROOT=")
+    message(FATAL_ERROR "The sysroot ${CMAKE_SYSROOT} does not exist: create it with scripts/sysroot.sh, "
+        "or give your own with -DCMAKE_SYSROOT=")
 endif()
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
@@ -24,5 +23,5 @@ if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
     set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static -L ${CMAKE_SYSROOT})
 endif()
 
-# Read at the end of each project(), where targets can be made.
+# Included at the end of each project(), when targets can be created.
 set(CMAKE_PROJECT_INCLUDE ${CMAKE_CURRENT_LIST_DIR}/buildqttools.cmake)

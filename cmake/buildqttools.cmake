@@ -1,5 +1,5 @@
 # The Qt package of a sysroot would run the sysroot's moc, which the build machine cannot do. If these targets
-# exist already, the package uses them: the build machine's tools, which must be of the same Qt version.
+# already exist, the package uses them: the build machine's tools, which must have the same Qt version.
 foreach(tool qmake moc rcc)
     find_program(BUILD_QT_${tool} ${tool}
         HINTS /usr/lib/qt5/bin

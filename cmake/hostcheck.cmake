@@ -1,4 +1,4 @@
-# The build runs this. It writes HEADER with the numbers in COMPILED, the compiled downloadkey/hostcheck.cpp.
+# Run by the build. Writes HEADER with the numbers in COMPILED, the compiled downloadkey/hostcheck.cpp.
 file(STRINGS ${COMPILED} numbers REGEX "hostcheck [0-9]+ .+")
 list(REMOVE_DUPLICATES numbers)
 set(checks "")
@@ -12,8 +12,8 @@ if(NOT checks)
     message(FATAL_ERROR "${COMPILED} contains no numbers")
 endif()
 file(WRITE ${HEADER} "\
-// Include this in a source of the host. It does not compile if the host's types have other sizes or alignments
-// than those with which this build of libdownloadkey was compiled. Then build the library again with the host's
+// Include this in a source file of the host. It compiles only if the host's types have the sizes and alignments
+// that this build of libdownloadkey was compiled with. If they differ, build the library again with the host's
 // headers.
 #pragma once
 

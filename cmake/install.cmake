@@ -1,7 +1,7 @@
 # What is installed, and where. The components are runtime (the shared library), dev (what a host is built
-# with), standin and standin_dev (the same of the stand-in), and tools (readkey, makekey). The libraries
-# lie where Debian has them, below the architecture's own folder, so that architectures can be installed
-# side by side.
+# with), standin and standin_dev (the same for the stand-in), and tools (readkey, makekey). The libraries go
+# to Debian's places, below a folder for the architecture, so that architectures can be installed side by
+# side.
 #
 # A host that adds this project to its own has the shared library installed with it. With
 # DOWNLOADKEY_INSTALL it gets all components; its Host::aux and Host::scard must then be imported targets.
@@ -12,7 +12,7 @@ if(PROJECT_IS_TOP_LEVEL AND CMAKE_LIBRARY_ARCHITECTURE AND NOT DEFINED CMAKE_INS
 endif()
 include(GNUInstallDirs)
 
-# An installed program looks for its libraries by a path relative to itself. Below /usr the loader knows them.
+# An installed program finds its libraries by a path relative to itself. Below /usr the loader finds them.
 set(loader_knows "")
 if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INSTALL_RPATH)
     file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
@@ -20,15 +20,15 @@ if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INSTALL_RPATH)
     set(loader_knows /usr)
 endif()
 
-# downloadkey_search_path(TARGET FOLDER COMPONENT): where a target that is installed in FOLDER looks for libraries.
-# CMake's own path for such a target ends with an empty entry as long as it is in the build tree. That is the
-# current directory, which may be on somebody's key.
+# downloadkey_search_path(TARGET FOLDER COMPONENT): sets where a target installed in FOLDER looks for libraries.
+# In the build tree, CMake's own path for such a target ends with an empty entry, which means the current
+# directory. That may be on somebody's key.
 function(downloadkey_search_path target folder component)
     if(NOT PROJECT_IS_TOP_LEVEL OR CMAKE_SKIP_RPATH)
         return()
     endif()
     file(RELATIVE_PATH root ${CMAKE_CURRENT_BINARY_DIR}/. ${PROJECT_BINARY_DIR})
-    # The installed path takes the place of this one, and must not be longer.
+    # The installed path replaces this one, and must not be longer.
     set(built ${CMAKE_INSTALL_RPATH} $ORIGIN/${root}downloadkey $ORIGIN/${root}host)
     set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${built}")
     list(JOIN built : built)
@@ -44,7 +44,7 @@ function(downloadkey_search_path target folder component)
         endif()"
         COMPONENT ${component})
 endfunction()
-# This is done above. CMake would leave out the path in the build tree, too.
+# The function does this: CMake would leave out the path in the build tree, too.
 set(skip_search_path ${CMAKE_SKIP_INSTALL_RPATH})
 set(CMAKE_SKIP_INSTALL_RPATH OFF)
 if(NOT DOWNLOADKEY_INSTALL)
@@ -68,9 +68,9 @@ install(EXPORT DownloadKeyTargets
 
 # The flags of the host's libraries.
 set(DOWNLOADKEY_HOST_REQUIRES "" CACHE STRING "pkg-config modules of the host's libraries")
-set(DOWNLOADKEY_HOST_CFLAGS "" CACHE STRING "What pkg-config tells to compile with the host's headers")
-set(DOWNLOADKEY_HOST_LIBS "" CACHE STRING "What pkg-config tells to link the host's libraries")
-# The prefix is filled in by "cmake --install", which may name another one. What is installed in /usr lies below
+set(DOWNLOADKEY_HOST_CFLAGS "" CACHE STRING "pkg-config's flags to compile with the host's headers")
+set(DOWNLOADKEY_HOST_LIBS "" CACHE STRING "pkg-config's flags to link the host's libraries")
+# The prefix is filled in by "cmake --install", which may be given another one. What is installed in /usr is below
 # a root, which PKG_CONFIG_SYSROOT_DIR may name; every other folder can be moved.
 set(pc_prefix @pc_prefix@)
 set(pc_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

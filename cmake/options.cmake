@@ -1,13 +1,13 @@
-# How every target of this project is compiled. A project that adds this one gets none of it.
+# How every target of this project is compiled. A project that adds this one is not affected.
 # downloadkey_build is for the library, which includes the host's headers. They must compile as their
-# owner wrote them, so none of Qt's switches is set there. All other targets use downloadkey_options.
+# owner wrote them, so it sets none of Qt's switches. All other targets use downloadkey_options.
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "How this is compiled" FORCE)
 endif()
 add_library(downloadkey_build INTERFACE)
 target_compile_features(downloadkey_build INTERFACE cxx_std_17)
 set(CMAKE_CXX_STANDARD 17)
-set(CMAKE_CXX_EXTENSIONS OFF) # Names the standard in compile_commands.json, for tools that take another by default.
+set(CMAKE_CXX_EXTENSIONS OFF) # puts the standard into compile_commands.json, for tools with another default
 target_compile_options(downloadkey_build INTERFACE
     -Wall -Wextra -Wconversion -Wcast-align -Wshadow)
 add_library(downloadkey_options INTERFACE)

@@ -12,7 +12,7 @@
 
 namespace fuzzing {
 
-// Ends the process as a finding unless the property holds.
+// Aborts the process, which is a finding, unless the property holds.
 inline void require(bool holds, const char* property) {
     if (holds)
         return;
@@ -20,13 +20,13 @@ inline void require(bool holds, const char* property) {
     std::abort();
 }
 
-// The input as bytes; shares them.
+// The input as bytes, which are not copied.
 inline QByteArray bytesOf(const std::uint8_t* data, std::size_t size) {
     return QByteArray::fromRawData(reinterpret_cast<const char*>(data), static_cast<int>(size));
 }
 
-// Whether the input is one of so many that get what takes long and finds little. The same input
-// always gives the same answer.
+// Whether the input is one in `inputs`, for what takes long and finds little. The same input always
+// gives the same answer.
 inline bool isOneOf(unsigned int inputs, const std::uint8_t* data, std::size_t size) {
     unsigned int sum = 0;
     for (std::size_t i = 0; i < size; ++i)
@@ -57,7 +57,7 @@ private:
     int m_position = 0;
 };
 
-// The bytes as a name in a directory.
+// The bytes as a possible file name.
 inline QByteArray asFileName(QByteArray bytes) {
     return bytes.replace('/', '_').replace('\0', '_');
 }
@@ -73,7 +73,7 @@ inline bool writeFile(const QByteArray& path, const QByteArray& contents) {
     return true;
 }
 
-// Empties the directory. Qt would leave the names that are not UTF-8.
+// Empties the directory. Qt would leave the files whose names are not UTF-8.
 inline void clear(const QString& directory) {
     for (const auto& entry : std::filesystem::directory_iterator(directory.toStdString()))
         std::filesystem::remove_all(entry);

@@ -183,7 +183,7 @@ std::vector<KeyFile> oddFiles(const KeyOptions& options) {
             {QStringLiteral("V_HOLIDAY_20240311_1816.TGD"), picture},
             {QStringLiteral("M_20241315_0830_AB100CD.DDD"), "There is no month 13."},
             {QStringLiteral("BACKUP.DDD"), "This name has no time."},
-            {QStringLiteral("README.TXT"), "This is no download.\n"}};
+            {QStringLiteral("README.TXT"), "This is not a download.\n"}};
 }
 
 std::vector<KeyFile> sampleKey(const KeyOptions& options) {

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Compares the library's binary interface with the one that is kept in tests/abi for each architecture.
+# Compares the library's binary interface with the one recorded in tests/abi for each architecture.
 #
 #   scripts/abi.sh             builds both architectures, and fails on an incompatible change
-#   scripts/abi.sh --update    builds both architectures, and keeps what they have now
+#   scripts/abi.sh --update    builds both architectures, and records their present interfaces
 #   scripts/abi.sh BUILD_DIR   compares what has been built there
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
@@ -28,10 +28,10 @@ check() {
     done
     kept=$top/tests/abi/$(tuple "$1").abi
     now=$1/$(basename "$kept")
-    [ -s "$kept" ] || fail "there is no $kept: make it with scripts/abi.sh --update"
+    [ -s "$kept" ] || fail "$kept does not exist: create it with scripts/abi.sh --update"
     dump "$1" "$now"
     abidiff --no-added-syms "$kept" "$now" ||
-        fail "the binary interface is not the one that is kept (status $?). If that is meant, raise" \
+        fail "the binary interface differs from the recorded one (status $?). If that is intended, raise" \
             "the soname and run scripts/abi.sh --update"
     echo "$(basename "$kept"): compatible"
 }

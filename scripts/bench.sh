@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
-# Measures the library's jobs beside their floors, what memory it needs, and readkey's views. Results go to
-# build/bench, as JSON for other programs and as text. No other program should be busy meanwhile.
+# Measures the library's jobs against their floors, its memory, and readkey's views. Results go to build/bench,
+# as JSON for other programs and as text. No other program should be busy meanwhile.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 usage() {
     cat >&2 <<END
 usage: $self [PART...]
-  ratios  each job beside its floor
+  ratios  each job against its floor
   memory  what a read needs beyond its results
-  tools   readkey's views beside the library's open() and read(), files per second, and the page in a browser
+  tools   readkey's views against the library's open() and read(), files per second, and the page in a browser
   docs    puts the results, and those of scripts/counts.sh, into docs/performance.md
 Without an argument: ratios memory tools.
 END
@@ -47,13 +47,13 @@ part_ratios() {
     } | tee "$results/timezone.md"
 }
 
-# key NAME OPTION...: a key of that name, as makekey writes it with these options
+# key NAME OPTION...: prints the path of a key of that name, as makekey writes it with these options.
 key() {
     [ -e "$keys/$1" ] || "$tools/makekey/makekey" "${@:2}" "$keys/$1" >/dev/null
     echo "$keys/$1"
 }
 
-# A read() may need the memory of one file beyond its results. The process's own memory counts as results here.
+# A read() may use the memory of one file beyond its results. The process's own memory counts as results here.
 part_memory() {
     local key largest
     key=$(key memory --files 100 --days 365)
@@ -80,7 +80,7 @@ part_tools() {
     "$top/bench/page.py" "$tools/readkey/readkey" "$(key year --files 36 --days 365)" | tee "$results/page.md"
 }
 
-# Replaces the text between a name's two marks. Where there are no results, the text stays.
+# Replaces the text between a name's two marks. If there are no results, the text stays.
 part_docs() {
     local doc=$top/docs/performance.md file name
     for file in "$results"/{ratios.md,timezone.md,memory.txt,tools.md,page.md,counts-pc.md,counts-armhf.md}; do

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Counts the instructions of the library's work: on this PC with callgrind, and with "armhf" for the target
-# under qemu. A figure is the difference between two inputs, divided by the number of records or names that
-# one has more, or the cost of one whole file. Each run gives the same figures.
+# Counts the instructions of the library's jobs: on this PC with callgrind, and with "armhf" for the target
+# under qemu. A figure is the difference between two inputs, divided by the difference in their numbers of
+# records or names, or the cost of one whole file. Each run gives the same figures.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -24,7 +24,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/counts.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 "$counts" "$work" >/dev/null # writes the inputs
 
-# Both print the names from bench/counts.cpp, each with the instructions between its two marks.
+# Both of these print the names from bench/counts.cpp, each with the instructions between its two marks.
 count_pc() {
     valgrind --tool=callgrind --dump-after=bench_mark --callgrind-out-file="$work/profile" \
         "$counts" "$work" >"$work/names" 2>"$work/log" || fail "$(tail -n 3 "$work/log")"
@@ -35,7 +35,7 @@ count_pc() {
     done <"$work/names"
 }
 
-# In single steps each translated block is one instruction, and the log has a line for each one that runs.
+# In single steps, each translated block is one instruction, and the log has a line for each that runs.
 count_armhf() {
     need g++-arm-linux-gnueabihf qemu-user-static
     "$top/scripts/sysroot.sh"
@@ -48,7 +48,7 @@ count_armhf() {
     paste -d ' ' "$work/names" "$work/counts"
 }
 
-# Makes the table from the counted figures: what one record, day, file or name costs.
+# Prints the table of the counted figures: what one record, day, file or name costs.
 table() {
     awk -v machine="$1" '
         function row(what, count) { printf "| %-44s | %12d |\n", what, count }

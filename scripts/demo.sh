@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Shows what is on a download key: the one mounted at DIR, or else a sample that is made here.
+# Shows what is on a download key: the one mounted at DIR, or else a sample that is created here.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -15,7 +15,7 @@ build release readkey makekey
 tools=$top/build/release/tools
 options=()
 if [ $# -eq 0 ]; then
-    options=(--as-of 2024-03-16) # the sample key is of the day before
+    options=(--as-of 2024-03-16) # the sample key is from the day before
     set -- "$top/build/sample-key"
     rm -rf "$1"
     echo "Writing a sample key: makekey --days 2 --files 3 $1"

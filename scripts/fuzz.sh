@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs them one after another, for SECONDS in all (60 without an argument). They begin
-# with the inputs in fuzz/corpus. New inputs go to build/fuzz/corpus. A finding stops its target and is kept in
+# Builds the fuzz targets and runs them one after another, for SECONDS in all (60 by default). They start from
+# the inputs in fuzz/corpus. New inputs go to build/fuzz/corpus. A finding stops its target and is kept in
 # build/fuzz/findings.
 #
 #   scripts/fuzz.sh [SECONDS]
-#   scripts/fuzz.sh --keep     puts the new inputs into fuzz/corpus, the fewest that reach the same code
+#   scripts/fuzz.sh --keep     keeps in fuzz/corpus the fewest inputs, old and new, that reach the same code
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -27,7 +27,7 @@ done
 TMPDIR=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
-# These make the targets fast. Run a finding again without them to see more details.
+# These settings make the targets fast. Run a finding again without them to see more details.
 export ASAN_OPTIONS=quarantine_size_mb=1:malloc_context_size=1 QT_ENABLE_REGEXP_JIT=0
 # Longer inputs reach nothing new.
 options=(-max_len=4096 -timeout=5 -rss_limit_mb=1024)

@@ -1,4 +1,4 @@
-# What the scripts of this folder share; they source it.
+# What the scripts in this folder share; they source it.
 # shellcheck shell=bash
 
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -14,7 +14,7 @@ fail() {
 }
 
 # quiet NAME COMMAND...: what the command prints goes to build/NAME.log and is shown only if it fails.
-# Not for use in a condition, where bash ignores "set -e" in a command that is a function.
+# Do not use it in a condition: bash then ignores "set -e" in a command that is a function.
 quiet() {
     local log=$top/build/$1.log status
     shift
@@ -42,10 +42,10 @@ missing() {
     done
 }
 
-# A package list that cannot be renewed is no reason to stop. The install shows whether it was needed.
+# A package list that cannot be updated is not a reason to stop. The install shows whether it was needed.
 apt_update() {
     apt-get -o DPkg::Lock::Timeout=300 update ||
-        echo 'W: the package lists could not all be renewed; going on with what is there'
+        echo 'W: not all package lists could be updated; continuing with the present ones'
 }
 
 apt_install() {
@@ -55,7 +55,7 @@ apt_install() {
     "${install[@]}" || { apt_update && "${install[@]}"; }
 }
 
-# need PACKAGE...: installs those Debian packages that are not there yet.
+# need PACKAGE...: installs those of the Debian packages that are missing.
 need() {
     local packages
     read -ra packages <<<"$(missing "$@")"

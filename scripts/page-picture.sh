@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes docs/page.png, the picture in README.md: readkey's page of a sample key.
+# Creates docs/page.png, the picture in README.md: readkey's page of a sample key.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 

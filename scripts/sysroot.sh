@@ -1,20 +1,20 @@
 #!/usr/bin/env bash
-# Makes the folder of Debian 12 armhf libraries and headers that the armhf preset builds and runs
+# Creates the folder of Debian 12 armhf libraries and headers that the armhf preset builds and runs
 # against. It is kept in a cache folder, so that clones share it, and build/sysroot-armhf points there.
-# A sysroot in which anything is missing or cut short is made again.
+# A sysroot in which anything is missing or truncated is created again.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 suite=bookworm
-# libc and libstdc++ headers come with the cross compiler.
+# The headers of libc and libstdc++ come with the cross compiler.
 packages=(libbenchmark-dev libqt5test5 qtbase5-dev)
-# All else would only stand in the way: qemu looks up the paths that a program opens here first.
+# Anything else would only be in the way: qemu looks here first for the paths that a program opens.
 keep=(./lib ./usr/include ./usr/lib)
 
-# Another content of this script may mean another sysroot.
+# A change of this script may mean another sysroot.
 version=$(sha256sum "$top/scripts/sysroot.sh" | cut -c 1-12)
 cache=${XDG_CACHE_HOME:-${HOME:-$top/build}/.cache}/downloadkey
-# Some tests run a program as an ordinary user, who may not look into root's home.
+# Some tests run a program as an ordinary user, who cannot read root's home.
 [ "$(id -u)" -ne 0 ] || cache=/var/cache/downloadkey
 sysroot=$cache/sysroot-armhf-$version
 
@@ -33,8 +33,8 @@ archive() {
         sed -n '/^Debian|Debian|/{s///p;q}'
 }
 
-# apt knows who publishes an archive once it has read the archive's lists; where this PC keeps none,
-# they are read into a folder of our own.
+# apt knows who publishes an archive once it has read the archive's lists; if this PC has none, they
+# are read into a folder of our own.
 find_archive() {
     archive | grep . && return
     local own=(-o Dir::State::Lists="$work/lists" -o Dir::Cache="$work/cache")
@@ -43,8 +43,8 @@ find_archive() {
     archive "${own[@]}" | grep .
 }
 
-# Writes a database of dpkg for the packages that hold libraries, as if they were installed in the sysroot. It is
-# read when packages are made for the target.
+# Writes a dpkg database for the packages with libraries, as if they were installed in the sysroot. It is read when
+# packages are built for the target.
 make_database() {
     local deb name file database=$work/sysroot/var/lib/dpkg
     mkdir -p "$database/info"
@@ -64,8 +64,8 @@ make_database() {
 
 make_sysroot() {
     local uri link file
-    uri=$(find_archive) || fail 'apt on this PC knows no Debian archive'
-    # How this PC reaches its archives (a proxy, say) holds for this one too.
+    uri=$(find_archive) || fail 'apt on this PC does not know a Debian archive'
+    # How this PC reaches its archives (such as a proxy) applies to this one too.
     apt-config dump | grep -E '^Acquire::(http|https|Check-Valid-Until|Retries)\b' >"$work/apt.conf" || true
     mkdir "$work/debs"
     mmdebstrap --variant=extract --mode=chrootless --architectures=armhf --components=main \
@@ -81,7 +81,7 @@ make_sysroot() {
     done
     make_database
     for file in lib/ld-linux-armhf.so.3 var/lib/dpkg/status usr/lib/arm-linux-gnueabihf/cmake/Qt5Core/Qt5CoreConfig.cmake; do
-        [ -e "$work/sysroot/$file" ] || fail "the packages are not as expected: there is no $file"
+        [ -e "$work/sysroot/$file" ] || fail "the packages are not as expected: $file is missing"
     done
     inventory "$work/sysroot" >"$work/inventory"
     mv "$work/inventory" "$work/sysroot/.inventory"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds and runs the tests. Without an argument: everything that concerns this PC. See usage below.
+# Builds and runs the tests. Without an argument: everything for this PC. See usage below.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -21,7 +21,7 @@ END
 toolchain='cmake g++ ninja-build qtbase5-dev tzdata'
 delivery='abigail-tools debhelper lintian pkg-config' # for the tests of what is installed and packaged
 examples='jq sqlite3 python3-pandas' # what readkey's manual shows
-provider=libclang-rt-14-dev          # a header of a fuzz target, which replays its inputs in every build
+provider=libclang-rt-14-dev          # a header for a fuzz target, which replays its inputs in every build
 declare -A packages=(
     [pc]="$toolchain $provider $delivery $examples"
     [sanitizers]="$toolchain $provider"
@@ -80,8 +80,8 @@ analyse() {
     } | xargs -P "$(nproc)" -d '\n' -n 2 bash -c 'clang-tidy --quiet -p "$0/build/$1" "$2"' "$top"
 }
 
-# The files of the page's script become one, so they know one another's names. Debian's eslint finds its modules
-# by itself only with Debian's node.
+# The files of the page's script become one, so they share their names. Debian's eslint finds its modules by itself
+# only with Debian's node.
 page_script() {
     cat "$top"/tools/readkey/page/*.js | NODE_PATH=/usr/share/nodejs eslint --no-eslintrc \
         --config "$top/tools/readkey/page/eslint.json" --format unix --stdin --stdin-filename page.js

@@ -1,5 +1,5 @@
-// The options of the command-line tools. Each is one row, which the parser gets and which prints
-// its own line of the help.
+// The options of the command-line tools. Each is one row, from which the parser's option and the
+// line of the help are made.
 #pragma once
 
 #include <QtCore/QCommandLineOption>
@@ -8,7 +8,7 @@
 
 struct OptionRow {
     const char* name;  // without dashes
-    const char* value; // as the help shows it behind the name: " FILE", "[=WHAT]"; empty: none
+    const char* value; // as the help shows it after the name: " FILE", "[=WHAT]"; empty: none
     const char* help;
     const char* fallback = ""; // the value if the option is not given
     char letter = 0;           // the short name, if there is one

@@ -1,5 +1,5 @@
 // makekey writes a sample download key: vehicle-unit downloads of every generation and card
-// downloads of both, under names of every shape. The same arguments give the same bytes.
+// downloads of both, with names of every shape. The same arguments give the same bytes.
 #include "samples/samples.h"
 #include "tools/optionrow.h"
 
@@ -20,7 +20,7 @@ constexpr int exitSuccess = 0;
 constexpr int exitFailed = 1;
 constexpr int exitUsage = 2;
 
-constexpr qint64 maxFiles = 100000; // as many names as there are
+constexpr qint64 maxFiles = 100000; // as many as there are names
 constexpr qint64 maxDays = 3650;
 constexpr qint64 maxRecords = 65535;         // of one array
 constexpr qint64 maxRecordsOfFile = 1000000; // a file is built in memory
@@ -32,7 +32,7 @@ int complain(int status, const QString& message) {
 
 namespace option {
 constexpr OptionRow days{"days", " N", "days in each vehicle file", "28"};
-constexpr OptionRow records{"records", " N", "card insertions of a vehicle's busy day", "4"};
+constexpr OptionRow records{"records", " N", "card insertions of a vehicle on a busy day", "4"};
 constexpr OptionRow files{"files", " N", "vehicle files, and as many card files", "6"};
 constexpr OptionRow seed{"seed", " N", "another seed gives other contents", "1"};
 constexpr OptionRow oddities{"oddities", "",
@@ -59,7 +59,7 @@ int print(const QString& text) {
                : complain(exitFailed, QStringLiteral("cannot write to the standard output"));
 }
 
-// The number that was given for an option; a complaint and nothing when it is none or out of range.
+// The number given for an option; a complaint and nothing if it is not a number or out of range.
 std::optional<qint64> number(const QCommandLineParser& parser, const OptionRow& row, qint64 least,
                              qint64 most) {
     bool isNumber = false;
@@ -100,13 +100,13 @@ bool isForeign(const QFileInfo& file) {
     return file.isSymLink() || (file.exists() && !file.isFile());
 }
 
-// Leaves no part of a file behind. It is not on the disk yet: that would take a sample key of many
-// files minutes.
+// Leaves no part of a file behind. Does not wait until it is on the disk: for a sample key of many
+// files that would take minutes.
 bool replace(QFile& target, const QByteArray& bytes) {
     if ((target.exists() && !target.remove()) ||
         !target.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
         return false;
-    // A disk that is nearly full takes a part first.
+    // A disk that is nearly full accepts only a part at first.
     for (int done = 0; done < bytes.size();) {
         const qint64 count = target.write(bytes.constData() + done, bytes.size() - done);
         if (count <= 0) {
@@ -118,7 +118,7 @@ bool replace(QFile& target, const QByteArray& bytes) {
     return true;
 }
 
-// An error text; none when the file was written.
+// An error text; empty if the file was written.
 QString write(const QString& directory, const samples::KeyFile& file) {
     QFile target(directory + QLatin1Char('/') + file.name);
     const bool isRefused = isForeign(QFileInfo(target));
@@ -134,7 +134,7 @@ int writeKey(const samples::KeyOptions& options, const QString& mountDir) {
     if (QFileInfo(directory).isSymLink())
         return complain(exitFailed, QStringLiteral("%1 is a link").arg(directory));
     if (!QDir().mkpath(directory))
-        return complain(exitFailed, QStringLiteral("cannot make the directory %1").arg(directory));
+        return complain(exitFailed, QStringLiteral("cannot create directory %1").arg(directory));
     // One file at a time: a key may be larger than memory.
     const std::vector<samples::KeyFile> oddFiles = samples::oddFiles(options);
     const int count = 2 * options.files + static_cast<int>(oddFiles.size());
