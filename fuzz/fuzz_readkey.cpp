@@ -17,8 +17,6 @@
 #include <ctime>
 
 #include <fuzzer/FuzzedDataProvider.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using fuzzing::require;
 
@@ -28,16 +26,13 @@ int questionsLeft = 0; // until the user interrupts; 0: never
 
 // No character that a terminal or an editor could act on.
 void requireSafe(QByteArray bytes) {
-    bytes.replace("\r\n", "\n");
-    const QString text = QString::fromUtf8(bytes);
+    constexpr uint unsafe = 1U << QChar::Other_Control | 1U << QChar::Other_Format |
+                            1U << QChar::Separator_Line | 1U << QChar::Separator_Paragraph;
+    const QString text = QString::fromUtf8(bytes.replace("\r\n", "\n"));
     require(text.toUtf8() == bytes, "text is valid UTF-8");
-    for (const uint character : text.toUcs4()) {
-        const QChar::Category category = QChar::category(character);
-        require(character == '\n' ||
-                    (category != QChar::Other_Control && category != QChar::Other_Format &&
-                     category != QChar::Separator_Line && category != QChar::Separator_Paragraph),
+    for (const uint character : text.toUcs4())
+        require(character == '\n' || (unsafe >> QChar::category(character) & 1) == 0,
                 "text has no unsafe character");
-    }
 }
 
 void requireJsonLines(const QByteArray& lines) {
@@ -49,19 +44,12 @@ void requireJsonLines(const QByteArray& lines) {
 
 // Within quotes a comma or the end of a line is part of a cell.
 void requireCsv(const QByteArray& csv) {
-    bool isQuoted = false;
-    int cells = 1;
-    int cellsOfFirst = 0;
-    for (const char byte : csv) {
-        isQuoted ^= byte == '"';
-        cells += !isQuoted && byte == ',' ? 1 : 0;
-        if (isQuoted || byte != '\n')
-            continue;
-        cellsOfFirst = cellsOfFirst == 0 ? cells : cellsOfFirst;
-        require(cells == cellsOfFirst, "each row has as many cells as the first");
-        cells = 1;
-    }
-    require(!isQuoted && cells == 1, "the last row ends");
+    static const QRegularExpression quoted(QStringLiteral("\"[^\"]*\""));
+    QStringList rows = QString::fromUtf8(csv).remove(quoted).split(QLatin1Char('\n'));
+    require(rows.takeLast().isEmpty(), "the last row ends");
+    for (const QString& row : rows)
+        require(row.count(QLatin1Char(',')) == rows[0].count(QLatin1Char(',')),
+                "each row has as many cells as the first");
 }
 
 // The page's tables and data; the rest of it is the same for every key.
@@ -70,134 +58,88 @@ void requirePage(const QByteArray& page) {
         "</?(section|details|summary|h2|span|div|table|thead|tbody|tr|th|td|br)"
         "( (id|class|scope|tabindex|role|aria-label|data-count)=\"[^\"<>]*\"| open)*>"));
     const QString text = QString::fromUtf8(page);
-    for (QString table : text.split(QStringLiteral("<section class=\"taken\"")).mid(1)) {
-        table.truncate(table.indexOf(QLatin1String("</section>")));
-        require(!table.remove(ownTags).contains(QLatin1Char('<')),
-                "tables have no markup but their own");
+    for (const QString& part : text.split(QStringLiteral("<section class=\"taken\"")).mid(1)) {
+        const QString table = part.section(QStringLiteral("</section>"), 0, 0).remove(ownTags);
+        require(!table.contains(QLatin1Char('<')), "tables have no markup but their own");
     }
-    const QStringList data = text.split(QStringLiteral("<script type=\"text/csv\"")).mid(1);
-    require(data.size() == 4, "the data are in four tables");
-    for (const QString& csv : data) {
-        const int end = csv.indexOf(QLatin1Char('<'));
-        require(csv.midRef(end).startsWith(QLatin1String("</script>")), "data have no '<'");
-        requireCsv(csv.left(end).section(QLatin1Char('>'), 1).toUtf8());
-    }
+    for (const QString& csv : text.split(QStringLiteral("<script type=\"text/csv\"")).mid(1))
+        requireCsv(csv.section(QLatin1Char('<'), 0, 0).section(QLatin1Char('>'), 1).toUtf8());
 }
 
-// What names and records have.
+// What names, records and options have.
 class Values : public FuzzedDataProvider {
 public:
     Values(const std::uint8_t* data, std::size_t size)
         : FuzzedDataProvider(data, size) {
-        qputenv("TZ", PickValueInArray({"UTC", "Europe/Berlin", "Pacific/Kiritimati"}));
-        ::tzset();
-        for (QByteArray& text : m_texts)
-            text = anyText(40);
+        for (std::string& text : m_texts)
+            text = ConsumeRandomLengthString(40);
         for (std::uint32_t& time : m_times)
             time = ConsumeIntegral<std::uint32_t>();
     }
 
-    int below(int limit) { return ConsumeIntegralInRange(0, limit - 1); }
-    unsigned char byte() { return ConsumeIntegral<unsigned char>(); }
-    QByteArray anyText(std::size_t size) {
-        return QByteArray::fromStdString(ConsumeRandomLengthString(size));
+    unsigned char below(int limit) {
+        return static_cast<unsigned char>(ConsumeIntegralInRange(0, limit - 1));
     }
-    QByteArray text() { return PickValueInArray(m_texts); }
+    QByteArray text() { return QByteArray::fromStdString(PickValueInArray(m_texts)); }
     std::uint32_t time() {
         return ConsumeBool() ? PickValueInArray({0U, 1U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU})
-                             : PickValueInArray(m_times) + 43200 * std::uint32_t(below(3));
+                             : PickValueInArray(m_times) + 43200U * below(3);
     }
-    std::uint32_t odometer() { return ConsumeBool() ? 0xFFFFFF : std::uint32_t(below(1000)); }
-    // Any that an option can have.
+    std::uint32_t odometer() { return ConsumeBool() ? 0xFFFFFF : below(200); }
     QDate date() {
         return ConsumeBool() ? PickValueInArray({QDate(1, 1, 1), QDate(9999, 12, 31)})
                              : QDateTime::fromSecsSinceEpoch(time(), Qt::UTC).date();
     }
 
 private:
-    QByteArray m_texts[4];
+    std::string m_texts[4];
     std::uint32_t m_times[3];
 };
 
+// A download's name, with the last hour of a year, for example, or one at which clocks change.
 QByteArray nameOf(Values& values) {
-    const QByteArray letter(1, "MCSV"[values.below(4)]);
-    // The last hour of a year, or one at which clocks change.
-    const QByteArray stamp =
-        values.PickValueInArray({"197001010000", "999912312459", "699912319999", "202403310130",
-                                 "202410270130", "000000000000"});
-    const QByteArray date = '_' + stamp.left(8) + '_' + stamp.mid(8);
-    const int shape = values.below(10);
-    if (shape == 0)
-        return values.anyText(255);
-    const QByteArray text = values.text();
-    const QByteArray withShortYear = text + stamp.mid(2);
-    return QByteArrayList{letter + date + '_' + text + ".DDD",
-                          letter + '_' + text + date + ".TGD",
-                          text + "_FLEET_DEPOT_" + stamp + ".A1B",
-                          withShortYear + ".V1B",
-                          withShortYear + ".v1b",
-                          withShortYear + ".V1C",
-                          withShortYear + ".C1B",
-                          withShortYear + ".c1c",
-                          withShortYear + ".a1c"}[shape - 1];
+    const char* const begin =
+        values.PickValueInArray({"M_19700101_0000_", "C_99991231_2459_", "S_69991231_9999_",
+                                 "V_20240331_0130_", "C_20241027_0130_", "M_00000000_0000_", ""});
+    return fuzzing::asFileName(begin + values.text() + ".DDD");
 }
 
 QByteArray vehicleFile(Values& values) {
     samples::VehicleUnit unit;
     unit.generation = static_cast<samples::Generation>(values.below(3));
     unit.plate = values.text();
-    unit.plateCodePage = values.byte();
+    unit.plateCodePage = values.below(256);
     unit.furtherBlocks = false;
-    unit.trailer = "???";
-    unit.days.resize(std::size_t(values.below(3)));
-    for (samples::Day& day : unit.days) {
-        day.cardRecords.resize(std::size_t(values.below(5)));
-        for (samples::CardRecord& record : day.cardRecords)
-            record = {values.text(), values.text(),     {},
-                      values.time(), values.odometer(), static_cast<unsigned char>(values.below(3)),
-                      values.time(), values.odometer(), values.byte()};
-    }
+    for (int records = values.below(10); records > 0; --records)
+        unit.days.push_back({0,
+                             0,
+                             {{values.text(),
+                               values.text(),
+                               {},
+                               values.time(),
+                               values.odometer(),
+                               values.below(3),
+                               values.time(),
+                               values.odometer(),
+                               values.below(256)}}});
     return samples::vehicleUnitFile(unit);
 }
 
 QByteArray cardFile(Values& values) {
-    const unsigned char kind = values.below(2) == 0 ? 0 : 2; // of which generation
-    const unsigned char codePage = values.byte();
-    return samples::cardBlock(0x0501, kind, QByteArray(1, static_cast<char>(values.below(6)))) +
-           samples::cardBlock(0x0520, kind,
-                              '\x0D' + values.text().leftJustified(16, '0', true) +
-                                  QByteArray(48, '\0') +
-                                  samples::textField(values.text(), 36, codePage) +
-                                  samples::textField(values.text(), 36, codePage));
+    return samples::cardFile({values.below(6), 1 + values.below(2),
+                              values.text().leftJustified(16, '0', true), values.text(),
+                              values.text(), values.below(256)});
 }
 
-// Puts a file or something else into the directory, if the name is one that it can have.
-void addEntry(Values& values, const QByteArray& directory) {
-    const QByteArray path = directory + '/' + fuzzing::asFileName(nameOf(values));
-    const int kind = values.below(8);
-    if (kind == 0)
-        ::mkdir(path.constData(), 0700);
-    else if (kind == 1)
-        (void)!::symlink(".", path.constData());
-    else if (kind == 2)
-        ::mkfifo(path.constData(), 0600);
-    else
-        fuzzing::writeFile(path, kind == 3  ? values.anyText(1000)
-                                 : kind < 6 ? cardFile(values)
-                                            : vehicleFile(values));
-}
-
-readkey::Options optionsOf(Values& values, const QString& path) {
+readkey::Options optionsOf(Values& values) {
     readkey::Options options;
-    options.paths = QStringList(path);
-    options.utc = values.below(2) == 0;
+    options.utc = values.ConsumeBool();
     options.asOf = values.date();
-    const int filter = values.below(4);
-    if (filter % 2 == 1) {
+    if (values.ConsumeBool()) {
         options.filter.plate = QString::fromUtf8(values.text());
         options.filter.driver = QString::fromUtf8(values.text());
     }
-    if (filter > 1) {
+    if (values.ConsumeBool()) {
         options.filter.from = readkey::Clock{options.utc}.startOf(values.date());
         options.filter.to = readkey::Clock{options.utc}.startOf(values.date());
     }
@@ -229,17 +171,12 @@ void showAll(const readkey::Logbook& book, readkey::Options options) {
 namespace readkey::console {
 
 int interruption() {
-    if (questionsLeft > 1)
-        --questionsLeft;
+    questionsLeft -= questionsLeft > 1 ? 1 : 0;
     return questionsLeft == 1 ? SIGINT : 0;
 }
 
 void line(const QString& text) {
     requireSafe(printable(text).toUtf8());
-}
-
-void error(const QString& text) {
-    line(text);
 }
 
 } // namespace readkey::console
@@ -248,18 +185,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace readkey;
 
     Values values(data, size);
+    qputenv("TZ", values.PickValueInArray({"UTC", "Europe/Berlin", "Pacific/Kiritimati"}));
+    ::tzset();
     static const QTemporaryDir root;
     const QString directory = root.filePath(QStringLiteral("download"));
     QDir().mkpath(directory);
-    const Options options = optionsOf(values, values.below(2) == 0 ? root.path() : directory);
-    const bool wantsEvents = values.below(4) == 0;
-    questionsLeft = values.below(2) == 0 ? 0 : values.below(20);
-    while (values.remaining_bytes() > 0)
-        addEntry(values, QFile::encodeName(directory));
-
+    Options options = optionsOf(values);
+    options.paths = QStringList(values.ConsumeBool() ? root.path() : directory);
+    questionsLeft = values.ConsumeBool() ? 0 : values.below(20);
     QBuffer events;
     events.open(QIODevice::WriteOnly);
     LogbookBuilder builder;
+    const bool wantsEvents = values.below(4) == 0;
+    while (values.remaining_bytes() > 0) {
+        const QByteArray path = QFile::encodeName(directory) + '/' + nameOf(values);
+        const int kind = values.below(8);
+        fuzzing::writeFile(path, kind == 0  ? values.text()
+                                 : kind < 3 ? cardFile(values)
+                                            : vehicleFile(values));
+    }
     readPath(options, options.paths[0], builder, nullptr, wantsEvents ? &events : nullptr,
              [](int percent) { require(percent >= 0 && percent <= 100, "percent"); });
     requireSafe(events.data());
