@@ -14,26 +14,24 @@ private Q_SLOTS:
     void writesTheSampleFilesForItsArguments_data() {
         const auto row = columns<samples::KeyOptions, QString>("options", "summary");
         row("--days 2 --records 3 --files 2 --seed 7 --oddities", {2, 3, 2, 7, true},
-            "2 vehicle files, 2 card files, 6 others, %1 bytes");
-        row("--days 0 --files 1", {0, 4, 1}, "1 vehicle files, 1 card files, %1 bytes");
+            "2 vehicle files, 2 card files, 6 others, ");
+        row("--days 0 --files 1", {0, 4, 1}, "1 vehicle files, 1 card files, ");
     }
     // Other files stay, even if a name of the key leads to them.
     void writesTheSampleFilesForItsArguments() {
         QFETCH(samples::KeyOptions, options);
         QFETCH(QString, summary);
         const TestKey key;
-        const TestKey expected;
-        key.write("download/mine.txt", "mine");
-        expected.write("download/mine.txt", "mine");
-        outputOf(key, "ln download/mine.txt download/M_20240315_0830_AB100CD.DDD");
         int bytes = 0;
         for (const samples::KeyFile& file : samples::sampleKey(options)) {
-            expected.write("download/" + file.name, file.bytes);
+            key.write("expected/" + file.name, file.bytes);
             bytes += file.bytes.size();
         }
+        outputOf(key, "echo mine | tee download/mine.txt >expected/mine.txt; "
+                      "ln download/mine.txt download/M_20240315_0830_AB100CD.DDD");
         QCOMPARE(outputOf(key, QString("PROGRAM %1 KEY").arg(QTest::currentDataTag())),
-                 "KEY/download: " + summary.arg(bytes) + '\n');
-        outputOf(key, "diff -r download " + expected.path("download"));
+                 QString("KEY/download: %1%2 bytes\n").arg(summary).arg(bytes));
+        outputOf(key, "diff -r download expected");
     }
 
     void hasTheSameOptionsInHelpAndManual() {

@@ -48,11 +48,8 @@ struct TableLine {
     QStringList cells;
 
     QByteArray rowName() const {
-        for (const QString& cell : cells) {
-            if (!cell.isEmpty())
-                return QString("%1 (%2)").arg(cell, place).toUtf8();
-        }
-        return place.toUtf8();
+        const QString first = cells.filter(QRegularExpression(".")).value(0);
+        return QString("%1 (%2)").arg(first, place).toUtf8();
     }
     template <typename Value>
     Value value(int column) const {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -34,13 +35,11 @@ bool isWatched(int descriptor) {
     if (*watchedRoot == 0 || descriptor < 0)
         return false;
     const int before = errno;
-    char link[64];
-    char path[4096];
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
-    const ssize_t length = ::readlink(link, path, sizeof path - 1);
+    std::error_code error;
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const std::string path = std::filesystem::read_symlink(link, error);
     errno = before;
-    path[length < 0 ? 0 : length] = 0;
-    return isWatched(path);
+    return isWatched(path.c_str());
 }
 
 bool isWatched(int dirDescriptor, const char* path) {
@@ -73,15 +72,13 @@ Result call(bool watched, const char* kind, const char* name, Result failed,
 
 // The number that an outcome of faultshim.h names.
 int numberOf(const char* outcome) {
-    static const struct {
-        const char* name;
-        int number;
-    } outcomes[] = {{"EACCES", EACCES}, {"EINVAL", EINVAL},  {"EIO", EIO},
-                    {"ENOSPC", ENOSPC}, {"EPERM", EPERM},    {"EROFS", EROFS},
-                    {"nothing", 0},     {"SIGINT", -SIGINT}, {"SIGUSR1", -SIGUSR1}};
-    for (const auto& [name, number] : outcomes) {
-        if (std::strcmp(name, outcome) == 0)
-            return number;
+    if (std::strcmp(outcome, "nothing") == 0)
+        return 0;
+    const bool isSignal = std::strncmp(outcome, "SIG", 3) == 0;
+    for (int number = 1; number < 134; ++number) {
+        const char* const name = isSignal ? ::sigabbrev_np(number) : ::strerrorname_np(number);
+        if (name && std::strcmp(name, outcome + (isSignal ? 3 : 0)) == 0)
+            return isSignal ? -number : number;
     }
     std::fprintf(stderr, "faultshim: unknown outcome \"%s\"\n", outcome);
     std::abort();
