@@ -40,11 +40,9 @@ void writeError(const QByteArray& bytes) {
 
 void takeStandardDescriptors() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-        if (::fcntl(descriptor, F_GETFD) != -1)
-            continue;
         // Open for reading only, so that writing results to a closed output still fails.
         const int mode = descriptor == STDERR_FILENO ? O_WRONLY : O_RDONLY;
-        if (::open("/dev/null", mode) != descriptor)
+        if (::fcntl(descriptor, F_GETFD) == -1 && ::open("/dev/null", mode) != descriptor)
             ::_exit(1);
     }
 }

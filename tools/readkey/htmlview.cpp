@@ -18,22 +18,17 @@ namespace readkey {
 namespace {
 
 QByteArray resource(const char* name) {
-    QFile file(QStringLiteral(":/page/") + QLatin1String(name));
+    QFile file(QLatin1String(":/") + QLatin1String(name));
     file.open(QIODevice::ReadOnly);
     return file.readAll();
 }
 
-// The script's files as one, without the lines that are comments.
-QByteArray script() {
-    QByteArray result = "\"use strict\";\n";
-    for (const char* part :
-         {"data.js", "tables.js", "axis.js", "lanes.js", "pointing.js", "controls.js"}) {
-        for (const QByteArray& line : resource(part).split('\n')) {
-            if (!line.isEmpty() && !line.trimmed().startsWith("//"))
-                result += line + '\n';
-        }
-    }
-    return result;
+// The pieces of the file, in which each "@NAME@" is replaced by the part of this name.
+QByteArrayList filled(const char* name, const QHash<QByteArray, QByteArray>& parts) {
+    QByteArrayList pieces = resource(name).split('@');
+    for (int i = 1; i < pieces.size(); i += 2)
+        pieces[i] = parts.value(pieces[i]);
+    return pieces;
 }
 
 // As a policy names a script.
@@ -100,14 +95,14 @@ QByteArray section(const QByteArray& id, const QByteArray& title, const QByteArr
     QByteArray body;
     for (size_t line = 0; line < rows.size(); ++line)
         body += "<tr class=\"" + rows[line][0] + "\">" + lines[line] + "</tr>\n";
-    return "<section class=\"taken\" id=\"" + id + "\"><details" +
-           (rows.size() > longest ? "" : " open") + "><summary><h2>" + title +
-           " <span class=\"count\">" + grouped(rows.size()) +
-           "</span> <span class=\"remark\" data-count=\"" + overdue + "\">" + overdue +
-           " overdue</span></h2></summary>\n<div class=\"scroller\" tabindex=\"0\" role=\"region\" "
-           "aria-label=\"" +
-           title + "\"><table><thead><tr>" + head + "</tr></thead><tbody>\n" + body +
-           "</tbody></table></div></details></section>\n";
+    return filled("section.html", {{"ID", id},
+                                   {"TITLE", title},
+                                   {"OPEN", rows.size() > longest ? "" : " open"},
+                                   {"COUNT", grouped(rows.size())},
+                                   {"OVERDUE", overdue},
+                                   {"HEAD", head},
+                                   {"BODY", body}})
+        .join();
 }
 
 QByteArray vehicles(const Logbook& book, const Clock& clock) {
@@ -250,7 +245,7 @@ QByteArray clockRows(const Logbook& book, const Clock& clock) {
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
     const Clock clock{options.utc};
     const QByteArray style = resource("page.css");
-    const QByteArray code = script();
+    const QByteArray code = resource("page.js");
     const auto [first, last] = period(book, clock);
     const auto date = [&clock](qint64 time) {
         return clock.date(time).toString(Qt::ISODate).toLatin1();
@@ -291,12 +286,9 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         {"VEHICLEROWS", vehicleRows(book)},
         {"CLOCKROWS", clockRows(book, clock)},
     };
-    // The template's places are "@NAME@"; every other piece between the signs is a name.
-    bool isName = false;
-    for (const QByteArray& piece : resource("page.html").split('@')) {
-        out.write(isName ? parts.value(piece) : piece);
-        isName = !isName;
-    }
+    // A full disk may take a part of a piece without an error; then it refuses the next.
+    for (const QByteArray& piece : filled("page.html", parts))
+        out.write(piece);
 }
 
 } // namespace readkey

@@ -91,8 +91,8 @@ struct KeyReader {
     QString m_name = m_path; // of the key in the logbook
     QString m_mountDir = mountDirOf(m_path);
     QString m_downloadDir = {};
-    Listing m_listing = {};                           // as it was when the key was opened
-    QStringList m_offered = {};                       // names, in the library's order
+    Listing m_listing = {};          // as it was when the key was opened
+    QStringList m_vehicleFiles = {}; // names, in the order in which the library offered them
     QMap<QString, FileCopier::Outcome> m_copies = {}; // by name
     QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles =
         {}; // parsed by the library
@@ -145,27 +145,27 @@ struct KeyReader {
     void connectSignals() {
         using downloadkey::DownloadKey;
         // The key is a member, so nothing is emitted once this object is gone.
-        QObject::connect(&m_key, &DownloadKey::progress, &m_key, [this](int percent) {
+        const auto on = [this](auto signal, auto slot) {
+            QObject::connect(&m_key, signal, &m_key, slot);
+        };
+        on(&DownloadKey::progress, [this](int percent) {
             m_progress(percent);
             if (console::interruption() != 0)
                 m_key.close(); // ends the read() at the next file
         });
-        QObject::connect(&m_key, &DownloadKey::downloadFile, &m_key,
-                         [this](const QString& path, const QDateTime& time) {
-                             m_offered.append(QFileInfo(path).fileName());
-                             m_copies[m_offered.last()] = copyFile(path, time);
-                         });
+        on(&DownloadKey::downloadFile, [this](const QString& path, const QDateTime& time) {
+            const QString name = QFileInfo(path).fileName();
+            m_copies[name] = copyFile(path, time);
+            if (fileOf(name).kind == LogFile::Vehicle)
+                m_vehicleFiles.append(name);
+        });
         // A VehicleInfo does not know its file. But no file failed, so the vehicles belong to the
         // first vehicle files that were offered, in the same order.
-        QObject::connect(&m_key, &DownloadKey::readDone, &m_key,
-                         [this](const auto& /*cards*/, const auto& vehicles) {
-                             auto vehicle = vehicles.begin();
-                             for (const QString& name : m_offered) {
-                                 if (vehicle != vehicles.end() &&
-                                     fileOf(name).kind == LogFile::Vehicle)
-                                     m_vehicles[name] = *vehicle++;
-                             }
-                         });
+        on(&DownloadKey::readDone, [this](const auto& /*cards*/, const auto& vehicles) {
+            int next = 0;
+            for (const auto& vehicle : vehicles)
+                m_vehicles[m_vehicleFiles.value(next++)] = vehicle;
+        });
     }
 
     void readFolder() {
@@ -292,23 +292,20 @@ struct KeyReader {
         const QString path = m_downloadDir + QLatin1Char('/') + file.name;
         file.key = m_name;
         file.copy = m_copies.take(file.name);
-        std::shared_ptr<downloadkey::VehicleInfo> vehicle;
+        std::shared_ptr<downloadkey::VehicleInfo> vehicle = m_vehicles.take(file.name);
         const auto copyUnlessDone = [&] {
             if (file.copy == FileCopier::NotAsked)
                 file.copy =
                     copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
                                                    : QFileInfo(path).lastModified());
         };
-        if (file.status == LogFile::Ok) {
-            if (file.kind != LogFile::Other) // whatever is in it
-                copyUnlessDone();
-            vehicle = m_vehicles.take(file.name);
-            if (!vehicle)
-                vehicle = readFile(m_key, path, file);
-        }
-        if (file.status == LogFile::Ok) {
+        if (file.status == LogFile::Ok && file.kind != LogFile::Other) // whatever is in it
             copyUnlessDone();
-        } else if (file.status == LogFile::Failed) {
+        if (file.status == LogFile::Ok && !vehicle)
+            vehicle = readFile(m_key, path, file);
+        if (file.status == LogFile::Ok)
+            copyUnlessDone();
+        if (file.status == LogFile::Failed) {
             const bool isMissed = file.copy == FileCopier::NotAsked && !m_options.copyTo.isEmpty();
             if (isMissed)
                 file.copy = FileCopier::Failed;

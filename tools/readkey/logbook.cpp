@@ -76,29 +76,25 @@ qint64 endOf(const Insertion& insertion) {
     return std::max(insertion.from, end);
 }
 
-// Orders the insertions from `begin` on, and keeps of the same ones that of the newest download
-// that closes it.
-void merge(Logbook& book, size_t begin) {
+// Orders insertions, and keeps of the same ones that of the newest download that closes it.
+void merge(std::vector<Insertion>& all) {
     const auto rank = [](const Insertion& a) {
         return std::make_tuple(!a.to, -downloadOf(a).value_or(0));
     };
-    std::vector<Insertion>& all = book.insertions;
-    const auto first = all.begin() + static_cast<std::ptrdiff_t>(begin);
-    std::stable_sort(first, all.end(), [&](const Insertion& a, const Insertion& b) {
+    std::stable_sort(all.begin(), all.end(), [&](const Insertion& a, const Insertion& b) {
         return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
     });
-    for (size_t i = all.size(); i > begin + 1; --i) {
+    for (size_t i = all.size(); i > 1; --i) {
         if (isSame(all[i - 2], all[i - 1]))
             all[i - 2].knownFrom = std::max(all[i - 2].knownFrom, all[i - 1].knownFrom);
     }
-    all.erase(std::unique(first, all.end(), isSame), all.end());
+    all.erase(std::unique(all.begin(), all.end(), isSame), all.end());
 }
 
 // Says for each insertion of one file into the driver's slot how far back the file knows this slot.
-void findKnown(Logbook& book, size_t begin) {
+void findKnown(std::vector<Insertion>& insertions) {
     std::optional<qint64> withdrawn; // the latest so far
-    for (size_t i = begin; i < book.insertions.size(); ++i) {
-        Insertion& insertion = book.insertions[i];
+    for (Insertion& insertion : insertions) {
         if (insertion.slot != driverSlot)
             continue;
         insertion.knownFrom = withdrawn;
@@ -352,20 +348,21 @@ void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
     vehicle.plate = added.plate;
 
     QHash<QString, DriverSummary*> drivers; // most holders come again and again
-    const size_t begin = m_book.insertions.size();
+    std::vector<Insertion> insertions;
     for (const auto& activity : info.getDriverActivities()) {
         DriverSummary*& driver = drivers[activity.holderName];
         if (!driver)
             driver = &driverOf(driverName(activity.holderName));
-        Insertion& insertion = m_book.insertions.emplace_back(insertionOf(activity));
+        Insertion& insertion = insertions.emplace_back(insertionOf(activity));
         insertion.vehicle = &vehicle;
         insertion.driver = driver;
         insertion.file = &added;
     }
-    merge(m_book, begin);
-    findKnown(m_book, begin);
-    added.contents = orDash(added.plate) + QStringLiteral(", ") +
-                     counted(m_book.insertions.size() - begin, "insertion");
+    merge(insertions);
+    findKnown(insertions);
+    m_book.insertions.insert(m_book.insertions.end(), insertions.begin(), insertions.end());
+    added.contents =
+        orDash(added.plate) + QStringLiteral(", ") + counted(insertions.size(), "insertion");
 }
 
 void LogbookBuilder::addFile(LogFile file) {
@@ -445,7 +442,7 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     m_book.vehicles.sort([](const auto& a, const auto& b) { return a.plate < b.plate; });
     m_book.drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
     number(m_book);
-    merge(m_book, 0);
+    merge(m_book.insertions);
     findGaps(m_book);
     m_book.insertionsFound = m_book.insertions.size();
     for (const Insertion& insertion : m_book.insertions) {

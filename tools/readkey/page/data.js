@@ -1,3 +1,4 @@
+"use strict";
 // What the page shows: the data that readkey embedded, as objects. Every text of it may be a stranger's:
 // it reaches the page only as text, never as markup.
 
