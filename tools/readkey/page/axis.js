@@ -61,7 +61,7 @@ function gridLine(kind, start, end) {
 // Whole hours of the clock, as many as have room.
 function drawHours(first, behind) {
     const every = (dayWidth() >= 400 ? 1 : 6) * 3600;
-    for (let at = midnight(first) + 1800; at < midnight(behind); at += 1800) {
+    for (let at = midnight(first); at < midnight(behind); at += 1800) {
         const time = clock(at) % DAY;
         if (time === 0 || time % every !== 0)
             continue;

@@ -99,7 +99,7 @@ function onPeriod() {
     const length = byId("period").value;
     const days = length === "all" ? Infinity : Number(length);
     if (length !== "other")
-        setPeriod(state.firstDay + state.days - Math.min(days, lastDay + 1), days);
+        setPeriod(state.firstDay + state.days - days, days);
 }
 
 // A date is complete only after several changes; the field is left alone meanwhile.

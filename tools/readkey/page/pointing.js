@@ -36,7 +36,7 @@ function describeDays({lane, members, gaps: without, start, end}) {
     const first = dayOf(start);
     const last = dayOf(end) - 1;
     const day = WEEKDAYS[(first + 4) % 7];
-    const within = (item) => Math.max(0, Math.min(item.end, end) - Math.max(item.start, start));
+    const within = (item) => Math.min(item.end, end) - Math.max(item.start, start);
     const others = members.filter((insertion) => insertion.slot !== 0);
     const slots = others.length && lane.kind === "vehicle" ? [`${hours(sum(others, within))} h as co-driver`] : [];
     return [first === last ? `${day} ${date(first)}` : `${date(first)} – ${date(last)}`, laneName(lane),
@@ -64,7 +64,7 @@ function boxOf(lane, item) {
     if (item.node)
         return item.node.getBoundingClientRect();
     const {left, width, top, bottom} = lane.track.getBoundingClientRect();
-    const at = (instant) => left + width * Math.min(100, Math.max(0, percent(instant))) / 100;
+    const at = (instant) => left + width * percent(instant) / 100;
     return {left: at(item.start), right: at(item.end), top, bottom};
 }
 
@@ -95,13 +95,8 @@ function laneAt(event) {
 
 // What of a lane is at a place on the screen, or nearest to it within that many pixels.
 function itemAt(lane, x, y, reach) {
-    const {left, width} = lane.track.getBoundingClientRect();
-    const instant = state.start + (x - left) / width * (state.end - state.start);
-    const far = reach / width * (state.end - state.start);
     const found = {item: null, distance: reach};
     for (const item of lane.items) {
-        if (item.end < instant - far || item.start > instant + far)
-            continue;
         const box = boxOf(lane, item);
         const distance = Math.max(0, box.left - x, x - box.right) + Math.max(0, box.top - y, y - box.bottom);
         // What lies within another, such as a bar in a stretch without data, is meant before that.
