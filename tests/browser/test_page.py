@@ -249,7 +249,7 @@ class PageTest(unittest.TestCase):
     def assert_tip_of(self, selector, is_above=True):
         self.wait(50)
         [bar], [tip] = self.rects(selector), self.rects("#tip")
-        left = min((bar["left"] + bar["right"] - tip["width"]) / 2, self.script("innerWidth") - tip["width"] - 8)
+        left = min((bar["left"] + bar["right"] - tip["width"]) / 2, self.one("html").rect["width"] - tip["width"] - 8)
         top = bar["top"] - 8 - tip["height"] if is_above else bar["bottom"] + 8
         self.assertEqual([self.tip()], self.labels(selector))
         self.assertAlmostEqual(tip["left"], left, delta=1)

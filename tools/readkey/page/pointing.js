@@ -74,8 +74,9 @@ function showTip(lane, item) {
     tip.replaceChildren(element("b", "", title), ...lines.map((line) => element("div", "", line)));
     tip.hidden = false;
     const box = boxOf(lane, item);
-    const middle = (Math.max(box.left, 0) + Math.min(box.right, innerWidth)) / 2;
-    const left = Math.min(Math.max(8, middle - tip.offsetWidth / 2), innerWidth - tip.offsetWidth - 8);
+    const width = document.documentElement.clientWidth; // without the scroll bar
+    const middle = (Math.max(box.left, 0) + Math.min(box.right, width)) / 2;
+    const left = Math.min(Math.max(8, middle - tip.offsetWidth / 2), width - tip.offsetWidth - 8);
     const above = box.top - tip.offsetHeight - 8;
     tip.style.left = `${left}px`;
     tip.style.top = `${above >= 4 ? above : box.bottom + 8}px`;
