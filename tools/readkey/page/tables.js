@@ -35,7 +35,7 @@ class Table {
         });
         this.text = element("span");
         this.moreButton = button("", () => this.more(ROWS_MORE));
-        this.footer = element("p", "note screen", this.text, this.moreButton);
+        this.footer = element("p", "note", this.text, this.moreButton);
         this.details.append(this.footer);
         this.details.addEventListener("toggle", () => this.fill());
     }
