@@ -1,5 +1,7 @@
 #include "table.h"
 
+#include <QtCore/QVector>
+
 #include <algorithm>
 
 #include <sys/ioctl.h>
@@ -13,10 +15,11 @@ constexpr int shortestName = 12;
 
 // The text cut to so many columns, with an ellipsis at its end.
 QString shortened(const QString& text, int width) {
-    QString result = text;
-    while (!result.isEmpty() && displayWidth(result) > width - 1)
-        result.chop(result.size() > 1 && result.at(result.size() - 1).isLowSurrogate() ? 2 : 1);
-    return result + QChar(0x2026);
+    QVector<uint> codePoints = text.toUcs4();
+    const auto result = [&] { return QString::fromUcs4(codePoints.data(), codePoints.size()); };
+    while (!codePoints.isEmpty() && displayWidth(result()) > width - 1)
+        codePoints.removeLast();
+    return result() + QChar(0x2026);
 }
 
 } // namespace
