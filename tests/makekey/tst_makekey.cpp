@@ -9,7 +9,7 @@ class TestMakekey : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { RunLog::show(); }
+    void cleanup() { showRuns(); }
 
     void writesTheSampleFilesForItsArguments_data() {
         const auto row = columns<samples::KeyOptions, QString>("options", "summary");

@@ -24,7 +24,7 @@ class TestFileCopier : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { RunLog::show(); }
+    void cleanup() { showRuns(); }
 
     void copiesOrLeavesAllAsItWas_data() {
         tableRows<QString, QString, QString, QString, QString>("copier.txt", "source", "there",

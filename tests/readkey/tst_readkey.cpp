@@ -66,7 +66,7 @@ private Q_SLOTS:
                                     "' ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0";
         scriptWords["SOURCE"] = "'" TEST_DATA "../..'";
     }
-    void cleanup() { RunLog::show(); }
+    void cleanup() { showRuns(); }
 
     void sessions_data() { sessionRows("sessions.txt"); }
     void sessions() {

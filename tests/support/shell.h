@@ -22,26 +22,14 @@ class ChildProcess : public QProcess {
     void setupChildProcess() override { ::signal(SIGINT, SIG_DFL); }
 };
 
-// What each run of the present test did. A test class calls show() in its slot cleanup(): a failed
-// test then ends with its commands, their statuses and all that they wrote.
-class RunLog {
-public:
-    static void add(const QString& script, const Run& run) {
-        s_runs << QString("$ %1\nstatus %2, standard output:\n%3\nstandard error:\n%4")
-                      .arg(script, QString::number(run.status), run.out, run.err)
-                      .replace('\x1B', "\\x1B");
-    }
-    static void show() {
-        if (QTest::currentTestFailed()) {
-            for (const QString& run : qAsConst(s_runs))
-                qWarning("%s", qPrintable(run));
-        }
-        s_runs.clear();
-    }
-
-private:
-    inline static QStringList s_runs;
-};
+// What each run of the present test did. A test class calls showRuns() in its slot cleanup(): a
+// failed test then ends with its commands, their statuses and all that they wrote.
+inline QStringList runs;
+inline void showRuns() {
+    for (const QString& run : QTest::currentTestFailed() ? qAsConst(runs) : QStringList())
+        qWarning("%s", qPrintable(run));
+    runs.clear();
+}
 
 // Words of scripts, and what they stand for. A test may add some.
 inline QMap<QString, QString> scriptWords{{"PROGRAM", TEST_PROGRAM}};
@@ -50,21 +38,16 @@ inline QMap<QString, QString> scriptWords{{"PROGRAM", TEST_PROGRAM}};
 // test, and KEY for the key's path; KEY stands for that path in the output, too. The time zone is
 // UTC, and a terminal has colours.
 inline Run shell(const TestKey& key, QString script) {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const char* unset : {"QT_LOGGING_RULES", "NO_COLOR"})
-        environment.remove(unset);
-    for (const auto& [variable, value] :
-         {std::pair("LC_ALL", "C"), {"TZ", "UTC"}, {"TERM", "xterm"}, {"SHELL", "/bin/sh"}})
-        environment.insert(variable, value);
+    const QString environment = "unset QT_LOGGING_RULES NO_COLOR\n"
+                                "export LC_ALL=C TZ=UTC TERM=xterm SHELL=/bin/sh\n";
     ChildProcess process;
-    process.setProcessEnvironment(environment);
     process.setWorkingDirectory(key.mountPath());
     process.setStandardInputFile(QProcess::nullDevice());
     for (auto word = scriptWords.cbegin(); word != scriptWords.cend(); ++word)
         script.replace(QRegularExpression("\\b" + word.key() + "\\b"), word.value());
     QString command = script;
     command.replace(QRegularExpression("\\bKEY\\b"), key.mountPath());
-    process.start("sh", {"-ec", command});
+    process.start("sh", {"-ec", environment + command});
     if (!process.waitForFinished(120000))
         qFatal("%s: %s", qPrintable(script), qPrintable(process.errorString()));
     const bool wasKilled = process.exitStatus() == QProcess::CrashExit;
@@ -73,7 +56,9 @@ inline Run shell(const TestKey& key, QString script) {
     };
     Run run{process.exitCode() + (wasKilled ? 128 : 0), text(process.readAllStandardOutput()),
             text(process.readAllStandardError())};
-    RunLog::add(script, run);
+    runs << QString("$ %1\nstatus %2, standard output:\n%3\nstandard error:\n%4")
+                .arg(script, QString::number(run.status), run.out, run.err)
+                .replace('\x1B', "\\x1B");
     return run;
 }
 
