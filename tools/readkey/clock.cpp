@@ -21,8 +21,8 @@ std::tm partsOf(qint64 seconds, bool utc) {
     return parts;
 }
 
-// The date, and so many of hour, minute and second. strftime() takes so long for this that --events
-// would miss its goal. ISO 8601 has a sign before a year of more than four digits.
+// The date and the first `count` of hour, minute and second. strftime() is too slow for --events.
+// ISO 8601 puts a sign before a year of more than four digits.
 QByteArray timeText(const std::tm& parts, char separator, int count) {
     const char before[] = {'-', '-', separator, ':', ':'};
     const int numbers[] = {parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min,
@@ -38,11 +38,11 @@ QByteArray timeText(const std::tm& parts, char separator, int count) {
     return {text, static_cast<int>(end - text)};
 }
 
-// "a" the first time that the clock shows this, "b" the second, and otherwise nothing. Clocks are
+// "a" or "b" for the first or second time that the clock shows this, otherwise nothing. Clocks are
 // put back by two hours at most.
 const char* repetitionMark(qint64 seconds) {
     constexpr qint64 longest = 7200;
-    // Most times are in a week without any change, and the last one asked for was, too.
+    // Most weeks have no change, and most times are in the same week as the one before.
     constexpr qint64 week = 604800;
     static qint64 quietWeek = -1;
     const qint64 begin = seconds / week * week;
@@ -53,7 +53,7 @@ const char* repetitionMark(qint64 seconds) {
     }
     const qint64 here = offset(seconds);
     for (const qint64 other : {seconds - longest, seconds + longest}) {
-        // After so many seconds, or before, the clock with the other offset shows the same.
+        // With the other offset the clock shows the same this many seconds earlier or later.
         const qint64 shift = here - offset(other);
         if (shift != 0 && offset(seconds + shift) == offset(other))
             return shift < 0 ? "b" : "a";
@@ -78,7 +78,7 @@ QString Clock::zone() const {
 
 bool Clock::isZoneKnown() const {
     ::tzset();
-    // The C library takes rules, too, that Qt does not know.
+    // The C library also accepts rules that Qt does not know.
     return utc || ::timezone != 0 || ::daylight != 0 ||
            QTimeZone(QTimeZone::systemTimeZoneId()).isValid();
 }

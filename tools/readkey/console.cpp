@@ -75,7 +75,7 @@ int interruption() {
 void endBySignal(int number) {
     std::signal(number, SIG_DFL);
     std::raise(number);
-    ::_exit(128 + number); // where the signal is blocked
+    ::_exit(128 + number); // if the signal is blocked
 }
 
 void line(const QString& text) {

@@ -1,6 +1,5 @@
-// The process's standard streams and signals. Standard error carries lines for people ("readkey:
-// ...") and, on a terminal, a progress bar; standard output carries the results. Everything here is
-// the process's own, and belongs to the main thread.
+// The process's standard streams and signals. Standard output gets the results; standard error gets
+// lines for people ("readkey: ...") and, on a terminal, a progress bar. For the main thread only.
 #pragma once
 
 #include <QtCore/QIODevice>
@@ -9,10 +8,9 @@ namespace readkey {
 
 namespace console {
 
-// Call it first. Makes sure that the three standard descriptors are taken (so that no file of ours
-// can become one of them), turns a closed pipe and a file-size limit into write errors, lets the
-// first SIGINT, SIGTERM or SIGHUP end the work in an orderly way, and sends Qt's messages through
-// line().
+// Call it first. Opens missing standard descriptors (so that no other file becomes one of them),
+// turns a closed pipe and a file-size limit into write errors, lets the first SIGINT, SIGTERM or
+// SIGHUP end the work in an orderly way, and sends Qt's messages through line().
 void prepareProcess();
 
 // The signal by which the user asked the process to end, or 0. A second one ends it at once.
@@ -27,20 +25,20 @@ void line(const QString& text);
 // line() with "readkey: " before it.
 void error(const QString& text);
 
-// Ends the process with status 1 and "not enough memory", and allocates none for that.
+// Ends the process with status 1 and "not enough memory", without allocating any.
 [[noreturn]] void endWithoutMemory();
 
 // Whether standard output and standard error are the same terminal.
 bool isOneTerminal();
 
-// The bar is drawn where standard error is a terminal, when it changes; any line removes it.
+// Draws the bar if it changed and standard error is a terminal; any line removes it.
 void showProgress(int percent);
 void removeProgress();
 
 } // namespace console
 
-// Standard output, unbuffered. After the first failure, or an interruption, nothing more is
-// written. It claims to have written everything all the same, so that the work behind it goes on.
+// Standard output, unbuffered. After the first failure or an interruption it writes nothing more,
+// but still reports success, so that the work goes on.
 class StandardOutput : public QIODevice {
 public:
     StandardOutput() { open(QIODevice::WriteOnly | QIODevice::Unbuffered); }

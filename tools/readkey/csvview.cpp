@@ -1,5 +1,5 @@
-// CSV with one header line, of each kind that --csv takes. Numbers are whole, a yes is 1 and a no
-// is 0, and what is not known is empty.
+// CSV with one header line, for each WHAT of --csv. Numbers are whole, yes is 1, no is 0, and an
+// unknown value is empty.
 #include "clock.h"
 #include "text.h"
 #include "views.h"
@@ -10,7 +10,7 @@ namespace readkey {
 
 namespace {
 
-// A backslash is doubled, so that what printable() shows as an escape can be turned back.
+// A backslash is doubled, so that the escapes of printable() can be undone.
 QByteArray quoted(QString text) {
     text = printable(text.replace(QLatin1Char('\\'), QLatin1String("\\\\")));
     if (text.contains(QLatin1Char('"')) || text.contains(QLatin1Char(',')))
@@ -81,7 +81,7 @@ QByteArray vehicleLines(const Logbook& book) {
     return result;
 }
 
-// A line for each card; the totals of all are in the first, so that columns add up.
+// A line for each card; only the driver's first has the totals, so that columns add up.
 QByteArray driverLines(const Logbook& book) {
     QByteArray result = "driver,driversOfName,cardNumber,generation,downloaded,asOf,ageDays,"
                         "overdue,counts,vehicles,"

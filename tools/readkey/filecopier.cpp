@@ -33,7 +33,7 @@ bool liesIn(const std::filesystem::path& directory, const std::filesystem::path&
     return !error && equivalent(place, other, error);
 }
 
-// Puts the directory's names onto the disk. Returns 0 or an errno.
+// Writes the directory's names to the disk. Returns 0 or an errno.
 int syncDirectory(const QString& path) {
     const int descriptor =
         ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -42,10 +42,10 @@ int syncDirectory(const QString& path) {
     return reason == EINVAL ? 0 : reason; // a file system that has nothing to do there
 }
 
-// Makes the directory if it is missing. Returns what is wrong with it.
+// Creates the directory if it is missing. Returns what is wrong with it.
 QString prepare(const QString& directory, const QStringList& sources) {
     const bool isThere = QFileInfo::exists(directory);
-    std::error_code error; // where the current directory has gone
+    std::error_code error; // if the current directory has been removed
     std::filesystem::path nearest = absolute(fileSystemPath(directory), error);
     if (!isThere)
         nearest = (nearest.has_filename() ? nearest : nearest.parent_path()).parent_path();
@@ -61,7 +61,7 @@ QString prepare(const QString& directory, const QStringList& sources) {
     return QFileInfo(directory).isDir() ? QString() : QStringLiteral("it is not a directory");
 }
 
-// Gives the file a name, unless that is taken. Returns 0 or an errno.
+// Gives the file its name, unless the name is taken. Returns 0 or an errno.
 int giveName(QTemporaryFile& file, const QString& path) {
     const QByteArray name = QFile::encodeName(path);
     const QByteArray unnamed = "/proc/self/fd/" + QByteArray::number(file.handle());
@@ -97,8 +97,8 @@ FileCopier::Outcome FileCopier::copy(const QString& path, const QDateTime& time)
         return compare(source, target);
     if (errno != ENOENT) // what cannot be seen may be there
         return fail(qt_error_string(errno));
-    // Without a name until it is whole, if the file system has such files; then a process that is
-    // killed leaves nothing.
+    // It has no name until it is whole, if the file system allows that, so a killed process leaves
+    // nothing behind.
     QTemporaryFile copy(m_directory + QLatin1String("/.readkey-XXXXXX"));
     if (!static_cast<QFile&>(copy).open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         return fail(copy.errorString());
@@ -150,7 +150,7 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QFile& target, const QDa
         const QByteArray bytes = source.read(chunkSize);
         if (bytes.isEmpty())
             break;
-        // Where only a part fits on the disk, errorString() does not tell why.
+        // If only a part fits on the disk, errorString() does not say why.
         if (target.write(bytes) != bytes.size())
             return fail(qt_error_string(errno));
         copied += bytes.size();
@@ -159,12 +159,12 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QFile& target, const QDa
         return fail(source.errorString());
     if (copied != size)
         return fail(QStringLiteral("it changed while it was copied"));
-    // A file system that cannot keep the time keeps its own latest one, and says nothing.
+    // A file system that cannot keep this time silently stores its own latest one.
     constexpr auto modification = QFileDevice::FileModificationTime;
     if (!target.setFileTime(time, modification) ||
         target.fileTime(modification).toSecsSinceEpoch() != time.toSecsSinceEpoch())
         m_warning = QStringLiteral("copied, but its modification time could not be set");
-    // A temporary file is its owner's alone. FAT knows no permissions, and refuses to change them.
+    // Only the owner may read a temporary file. FAT has no permissions and refuses to change them.
     const mode_t mask = ::umask(0);
     ::umask(mask);
     ::fchmod(target.handle(), 0666 & ~mask);

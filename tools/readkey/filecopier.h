@@ -1,4 +1,4 @@
-// Takes files into a directory, each whole or not at all, and never over another file.
+// Copies files into a directory: each whole or not at all, never overwriting another file.
 #pragma once
 
 #include <QtCore/QDateTime>
@@ -10,7 +10,7 @@ namespace readkey {
 class FileCopier {
 public:
     enum Outcome {
-        NotAsked, // by those who have no copier
+        NotAsked, // for callers without a copier
         Copied,   // and, after sync(), on the disk; warning() may have something to say
         Kept,     // the same bytes were there already; they were not touched
         Failed,   // error() says why; nothing was left behind
@@ -21,15 +21,15 @@ public:
     ~FileCopier() { sync(); }
     Q_DISABLE_COPY(FileCopier)
 
-    // Makes the directory, one level, if it is missing. Refuses one that is, or lies in, one of
-    // the `sources`, whatever links lead there: such a copy would be no copy. False with error() on
+    // Creates the directory, one level, if it is missing. Refuses one that is, or is inside, one
+    // of the `sources`, even through links: that would not be a copy. False with error() on
     // failure.
     bool open(const QStringList& sources);
 
     // Copies the file at `path`, whose bare name it keeps. `time` becomes the modification time.
     Outcome copy(const QString& path, const QDateTime& time);
 
-    // Puts the names of all copies onto the disk. False with error() on failure.
+    // Writes the names of all copies to the disk. False with error() on failure.
     bool sync();
 
     QString error() const { return m_error; }

@@ -1,7 +1,6 @@
-// The page: page.html with its style, its script and the logbook put in. What can be read with
-// scripts off is written here as tables. The script takes them over, and draws the rest from rows
-// of numbers. The page's policy names its style and script by their hashes, so that a browser runs
-// nothing else.
+// The page: page.html filled with its style, its script and the logbook. The tables can be read
+// with scripts off; the script takes them over and draws the rest from rows of numbers. The page's
+// policy names style and script by their hashes, so that a browser runs nothing else.
 #include "clock.h"
 #include "text.h"
 #include "views.h"
@@ -23,7 +22,7 @@ QByteArray resource(const char* name) {
     return file.readAll();
 }
 
-// The pieces of the file, in which each "@NAME@" is replaced by the part of this name.
+// The pieces of the file, with each "@NAME@" replaced by the part of that name.
 QByteArrayList filled(const char* name, const QHash<QByteArray, QByteArray>& parts) {
     QByteArrayList pieces = resource(name).split('@');
     for (int i = 1; i < pieces.size(); i += 2)
@@ -31,17 +30,17 @@ QByteArrayList filled(const char* name, const QHash<QByteArray, QByteArray>& par
     return pieces;
 }
 
-// As a policy names a script.
+// As the policy names a script.
 QByteArray hash(const QByteArray& text) {
     return QCryptographicHash::hash(text, QCryptographicHash::Sha256).toBase64();
 }
 
-// Text that may be a stranger's, as markup shows it.
+// Text from a key, escaped for markup.
 QByteArray html(const QString& text) {
     return printable(text).toHtmlEscaped().toUtf8();
 }
 
-// "13 437", with narrow blanks at which no line breaks.
+// "13 437", with narrow no-break blanks.
 template <typename Number>
 QByteArray grouped(Number number) {
     return QLocale(QLocale::French).toString(static_cast<qint64>(number)).toUtf8();
@@ -71,8 +70,8 @@ QByteArray crossingText(const Totals& totals) {
 // A row of a table: its class, and its cells as markup.
 using Row = QList<QByteArray>;
 
-// A part of the page with a table, which is closed if it is long. Columns are "title" or
-// "class:title"; the first names the row, and one without any text is left out.
+// A section with a table, closed if it is long. Columns are "title" or "class:title"; the first is
+// the row's header, and empty columns are left out.
 QByteArray section(const QByteArray& id, const QByteArray& title, const QByteArray& columns,
                    const std::vector<Row>& rows) {
     constexpr size_t longest = 20; // of those that are open
@@ -166,7 +165,7 @@ QByteArray failures(const Logbook& book, const Options& options) {
     return rows.empty() ? "" : section("failures", "What failed", "File|Key|Reason", rows);
 }
 
-// Lines of numbers; what is not known is empty.
+// Lines of numbers; an unknown one is empty.
 void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> values) {
     for (const std::optional<qint64>& value : values) {
         if (value)
@@ -202,7 +201,7 @@ QByteArray vehicleRows(const Logbook& book) {
     return rows;
 }
 
-// The times of the logbook, first and last. A filter can leave out the insertions beside a gap.
+// The first and the last time of the logbook. A filter can leave out the insertions beside a gap.
 std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
     qint64 last = book.newestDownload.value_or(clock.startOf(book.asOf));
     qint64 first = last;
@@ -215,8 +214,8 @@ std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
     return {first, last};
 }
 
-// "from this instant on, the clock is so many seconds ahead of UTC", for the days of the period.
-// The page computes with it, because the browser may be in another zone.
+// Rows of an instant and the clock's seconds ahead of UTC from then on. The page computes local
+// times with them, because the browser may be in another zone.
 QByteArray clockRows(const Logbook& book, const Clock& clock) {
     constexpr qint64 week = 604800; // no clock changes twice in it
     const auto offset = [&clock](qint64 time) {

@@ -1,6 +1,5 @@
-// JSON Lines: one object for each file and for each key that failed as a whole, or one for each of
-// the library's signals. Keys come in a fixed order. An insertion that several files hold is in the
-// object of the file that it was taken from.
+// JSON Lines: an object for each file and each key that failed as a whole, or for each of the
+// library's signals. An insertion that several files hold is in the file that it was taken from.
 #include "clock.h"
 #include "text.h"
 #include "views.h"
@@ -15,7 +14,7 @@ namespace readkey {
 
 namespace {
 
-// What a terminal could act on is escaped.
+// Characters that a terminal could act on are escaped.
 QByteArray string(const QString& text) {
     if (isPlain(text) && !text.contains(QLatin1Char('"')) && !text.contains(QLatin1Char('\\')))
         return '"' + text.toLatin1() + '"'; // most are, and there may be 100,000
@@ -47,7 +46,7 @@ QByteArray time(const QDateTime& value) {
     return value.isValid() ? time(value.toSecsSinceEpoch()) : QByteArrayLiteral("null");
 }
 
-// The values are JSON already. QJsonObject would sort the keys.
+// The keys in this order, which QJsonObject would sort. The values are JSON already.
 using Members = std::initializer_list<std::pair<const char*, QByteArray>>;
 QByteArray object(Members members) {
     QByteArray result;

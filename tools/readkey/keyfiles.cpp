@@ -22,7 +22,7 @@ namespace readkey {
 
 namespace {
 
-// Whether a name with this extension can be that of a download.
+// Whether a download can have a name with this extension.
 bool hasTachographExtension(const QString& name) {
     const QString suffix = name.mid(name.lastIndexOf(QLatin1Char('.')));
     return suffix.startsWith(QLatin1Char('.')) && (isDriverFileName(QLatin1String("C_") + suffix) ||
@@ -39,7 +39,7 @@ QString tooLargeText(qint64 size) {
         .arg(QLocale::c().formattedDataSize(size, 0, QLocale::DataSizeTraditionalFormat));
 }
 
-// Decides about one directory entry by what the file system and its name tell.
+// Judges one directory entry by its name and by what the file system says of it.
 LogFile examineEntry(int directory, const char* bytes) {
     QTextCodec::ConverterState state;
     const QString name = QTextCodec::codecForName("UTF-8")->toUnicode(
@@ -71,7 +71,7 @@ LogFile examineEntry(int directory, const char* bytes) {
     return file;
 }
 
-// Why the file cannot be worked on at all; empty when it can.
+// Why the file cannot be read at all; empty if it can.
 QString openReason(QFile& file) {
     const int error = openRegular(file, QIODevice::ReadOnly);
     if (error == ELOOP)
@@ -85,7 +85,7 @@ QString openReason(QFile& file) {
     return {};
 }
 
-// What a file that is no download begins with; empty if that is not known.
+// What a file that is not a download is, by its first bytes; empty if that is not known.
 QString nameOfContents(const QByteArray& begin) {
     static const std::pair<const char*, const char*> known[] = {
         {"PK\x03\x04", "a ZIP archive"}, {"\x89PNG", "a picture"}, {"\xFF\xD8\xFF", "a picture"}};
@@ -101,7 +101,7 @@ QString nameOfContents(const QByteArray& begin) {
     return isText && state.invalidChars == 0 ? QStringLiteral("text") : QString();
 }
 
-// Each generation and version has a first digit of its own: 76 01, 76 21, 76 31.
+// Each generation and version has its own first digit: 76 01, 76 21, 76 31.
 bool isVehicleUnit(const QByteArray& begin) {
     return begin.size() >= 2 && begin.at(0) == '\x76' && (begin.at(1) & 0x0F) == 1;
 }
@@ -127,7 +127,7 @@ aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file)
     return error;
 }
 
-// What the file really is, as far as its bytes show it.
+// What the file really is, as far as its bytes show.
 QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind kind,
                        const QByteArray& begin) {
     static const char* const wanted[] = {"card download", "vehicle-unit download", "download"};
@@ -144,7 +144,7 @@ QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind
     return QStringLiteral("not a ") + QLatin1String(wanted[kind]);
 }
 
-// Why a parser refused the file, in plain words, with the parser's own behind them.
+// Why a parser refused the file, in plain words, followed by the parser's own.
 QString parserReason(downloadkey::DownloadKey& key, QFile& file, const aux::Error& error,
                      LogFile::Kind kind, const QByteArray& begin) {
     if (file.error() != QFileDevice::NoError)

@@ -1,6 +1,5 @@
-// The files of a key, one by one: what a download directory holds, and what a single file holds.
-// The library's read() tells only that some file failed, and parses only the newest ones. A person
-// wants to know which and why, and wants to see all of them.
+// The files of a key, one by one. The library's read() says only that some file failed, and parses
+// only the newest ones. People want to see all of them, and which failed and why.
 #pragma once
 
 #include "logbook.h"
@@ -9,24 +8,23 @@
 
 namespace readkey {
 
-// What stands in a download directory.
+// The contents of a download directory.
 struct Listing {
-    // Card files, newest first, then vehicle-unit files, newest first; then those that are skipped
-    // or have failed already, by name. `key` is left to the caller.
+    // Card files, newest first, then vehicle-unit files, newest first, then skipped and failed
+    // ones, by name. The caller sets `key`.
     std::vector<LogFile> files;
     QStringList others; // names that do not look like downloads
-    int error = 0;      // an errno when the directory could not be listed to its end
+    int error = 0;      // an errno if the directory could not be listed to its end
 };
 
-// Lists the directory by the same rules as the library, but with what the library passes over.
+// Lists the directory by the library's rules, including what the library passes over.
 Listing listFiles(const QString& downloadDir);
 
-// What the bare name tells of a file that is to be read.
+// What the bare name says of a file.
 LogFile fileOf(const QString& name);
 
-// Reads the file at `path`. If its kind is not known, its contents decide. A failure is told in
-// `file`. Returns what a vehicle-unit file holds; a card goes into `file`. `key` only lends its
-// generateSpecific().
+// Reads the file at `path`; the contents decide an unknown kind. Returns what a vehicle-unit file
+// holds; a card's data and a failure go into `file`. Of `key` only generateSpecific() is used.
 std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key,
                                                    const QString& path, LogFile& file);
 

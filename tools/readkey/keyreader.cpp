@@ -38,8 +38,8 @@ QString downloadDirOf(const QString& mountDir) {
     return {};
 }
 
-// The name of the key's own directory that leads out of the key; empty if both lie in it. A file
-// system with links is needed for that, and somebody who wants to do harm.
+// The name of the key's own directory that leads out of the key; empty if both are inside it. Only
+// an attacker, on a file system with links, builds such a key.
 QString nameOfStray(const QString& mountDir) {
     QString root = QFileInfo(mountDir).canonicalFilePath();
     if (!root.endsWith(QLatin1Char('/')))
@@ -57,8 +57,7 @@ bool isMountPoint(const QString& directory) {
     return QStorageInfo(directory).rootPath() == QFileInfo(directory).canonicalFilePath();
 }
 
-// Remounts the file system at `mountDir` and keeps its other flags. Returns an empty text, or the
-// reason why not.
+// Remounts the file system at `mountDir` and keeps its other flags. Returns why not, or nothing.
 QString remountReadOnly(const QString& mountDir) {
     if (!isMountPoint(mountDir)) // the file system around it would be changed
         return QStringLiteral("it is not a mount point");
@@ -66,8 +65,8 @@ QString remountReadOnly(const QString& mountDir) {
     struct statvfs fileSystem {};
     if (::statvfs(path.constData(), &fileSystem) != 0)
         return qt_error_string(errno);
-    // A remount sets all flags anew, so those in force are passed again. statvfs() has mount()'s
-    // own numbers for them, but for one.
+    // A remount sets all flags, so the present ones are passed again. statvfs() has the same
+    // numbers for them as mount(), except for one.
     constexpr unsigned long kept = MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS | MS_NOATIME |
                                    MS_NODIRATIME | MS_MANDLOCK;
     unsigned long flags = MS_REMOUNT | MS_RDONLY | (fileSystem.f_flag & kept);
@@ -77,7 +76,7 @@ QString remountReadOnly(const QString& mountDir) {
     return result == 0 ? QString() : qt_error_string(errno);
 }
 
-// Is used once.
+// Reads one path, once.
 struct KeyReader {
     const Options& m_options;
     const QString& m_path;
@@ -103,8 +102,8 @@ struct KeyReader {
         logging::Logger::setSink({});
     }
 
-    // A key is named by its mount directory or by its download directory. Any other directory with
-    // download files in it is a folder of copies, and a file is a folder with one file.
+    // The path of a key is its mount directory or its download directory. Any other directory with
+    // download files is a folder of copies, and a file is a folder with one file.
     void read() {
         const QFileInfo path(m_path);
         setUpHost();
@@ -123,7 +122,7 @@ struct KeyReader {
         m_key.uninit();
     }
 
-    // What a host provides besides the calls: its settings, its log, and the remounting.
+    // What a host provides besides the calls: settings, a log, and remounting.
     void setUpHost() {
         m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
         m_configuration.setValue(aux::SettingsCode::DownloadedDirEnabled,
@@ -144,7 +143,6 @@ struct KeyReader {
 
     void connectSignals() {
         using downloadkey::DownloadKey;
-        // The key is a member, so nothing is emitted once this object is gone.
         const auto on = [this](auto signal, auto slot) {
             QObject::connect(&m_key, signal, &m_key, slot);
         };
@@ -159,8 +157,8 @@ struct KeyReader {
             if (fileOf(name).kind == LogFile::Vehicle)
                 m_vehicleFiles.append(name);
         });
-        // A VehicleInfo does not know its file. But no file failed, so the vehicles belong to the
-        // first vehicle files that were offered, in the same order.
+        // A VehicleInfo does not know its file. But no file failed, so the vehicles are those of
+        // the first vehicle files offered, in the same order.
         on(&DownloadKey::readDone, [this](const auto& /*cards*/, const auto& vehicles) {
             int next = 0;
             for (const auto& vehicle : vehicles)
@@ -226,7 +224,7 @@ struct KeyReader {
             return;
         if (m_events)
             writeReturned(QStringLiteral("read"), error, *m_events);
-        // After an error the library drops what it has parsed, and with it each file's reason.
+        // After an error the library drops what it parsed, and with it the reason of each failure.
         const int before = m_failures;
         if (error.isEmpty())
             failFilesThatWereNotOffered();
@@ -265,7 +263,7 @@ struct KeyReader {
             console::line(directory + QLatin1Char('/') + name + QStringLiteral(": left alone"));
     }
 
-    // When the disk fails during the library's own listing, that list is only shorter.
+    // If the disk fails during the library's own listing, that list is just shorter.
     void failFilesThatWereNotOffered() {
         for (LogFile& file : m_listing.files) {
             if (file.status != LogFile::Ok || m_copies.contains(file.name))
@@ -359,7 +357,6 @@ struct KeyReader {
         m_book.addWarning({m_name, file, text});
     }
 
-    // Returns false.
     bool fail(const QString& reason, const QString& file = {}, bool isDamage = false) {
         ++m_failures;
         m_book.addFailure({m_name, file, reason, isDamage});

@@ -1,5 +1,5 @@
-// One key from open to close, as any host drives the library; and a folder of download files, or a
-// single one, which are no key to the library.
+// Reads one key, from open to close, as any host drives the library; or a folder of download files,
+// or a single file, which the library does not read.
 #pragma once
 
 #include "options.h"
@@ -11,10 +11,9 @@ namespace readkey {
 // The mount directory of the key at `path`, which may name its download directory too.
 QString mountDirOf(const QString& path);
 
-// Puts into the logbook what is at `path`; what was not done becomes a failure there. `copier` is
-// null if nothing is to be copied or nothing can be. `events` is null unless the library's own
-// signals are to be written there; then the logbook gets failures only. `progress` hears percents.
-// Call it on the main thread.
+// Puts what is at `path` into the logbook, and what was not done as a failure. `copier` is null if
+// nothing is to be copied or nothing can be. The library's signals are written to `events`, unless
+// it is null, and not into the logbook. `progress` gets percents. For the main thread.
 void readPath(const Options& options, const QString& path, LogbookBuilder& book, FileCopier* copier,
               QIODevice* events, const std::function<void(int)>& progress);
 

@@ -34,7 +34,7 @@ Insertion insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activ
     return result;
 }
 
-// The item that goes by this text, which is added where there is none.
+// The item known by this text; a new one if there is none.
 template <typename Item>
 Item& itemOf(const QString& text, std::list<Item>& items, QHash<QString, Item*>& known) {
     Item*& item = known[text];
@@ -65,18 +65,18 @@ bool isSame(const Insertion& a, const Insertion& b) {
     return identity(a) == identity(b);
 }
 
-// None where it is not known, or not believed.
+// None if it is not known or not believed.
 std::optional<qint64> downloadOf(const Insertion& insertion) {
     return insertion.file->isFromFuture ? std::nullopt : insertion.file->downloaded;
 }
 
-// The end of an insertion as far as anyone knows: an open one lasts until its download.
+// The end of an insertion as far as it is known: an open one lasts until its download.
 qint64 endOf(const Insertion& insertion) {
     const qint64 end = insertion.to ? *insertion.to : downloadOf(insertion).value_or(0);
     return std::max(insertion.from, end);
 }
 
-// Orders insertions, and keeps of the same ones that of the newest download that closes it.
+// Orders the insertions. Of equal ones it keeps that of the newest download that closes it.
 void merge(std::vector<Insertion>& all) {
     const auto rank = [](const Insertion& a) {
         return std::make_tuple(!a.to, -downloadOf(a).value_or(0));
@@ -91,7 +91,7 @@ void merge(std::vector<Insertion>& all) {
     all.erase(std::unique(all.begin(), all.end(), isSame), all.end());
 }
 
-// Says for each insertion of one file into the driver's slot how far back the file knows this slot.
+// Sets how far back one file knows the driver's slot before each insertion into it.
 void findKnown(std::vector<Insertion>& insertions) {
     std::optional<qint64> withdrawn; // the latest so far
     for (Insertion& insertion : insertions) {
@@ -155,12 +155,12 @@ void filterRecords(Logbook& book, const Filter& filter) {
     removeUnless(book.insertions, [&](Insertion& insertion) {
         return insertion.driver->isWanted && isWanted(insertion, endOf(insertion));
     });
-    // A gap is no driver's.
+    // A gap does not belong to a driver.
     removeUnless(book.gaps,
                  [&](Gap& gap) { return filter.driver.isEmpty() && isWanted(gap, *gap.to); });
 }
 
-// Adds the item's part to a vehicle, for example, and to what of it crosses the period's edge.
+// Adds the item's part to the totals of a vehicle, say, and to their crossing part.
 template <typename Item, typename Summary>
 void add(const Item& item, const Totals& part, Summary& sum) {
     sum.totals += part;
@@ -192,8 +192,8 @@ void sumUp(Logbook& book) {
     }
 }
 
-// Vehicles and drivers without a record stay, unless the filter asks for something that only
-// records can answer. Of the files those stay that something shown was taken from, and what failed.
+// Vehicles and drivers without a record stay, unless the filter needs records to decide. Files stay
+// if anything shown was taken from them, or if they failed.
 void filterOthers(Logbook& book, const Filter& filter) {
     const bool anyTime = !filter.from && !filter.to;
     book.vehicles.remove_if([&](const VehicleSummary& vehicle) {
@@ -224,15 +224,15 @@ QString holderOf(const CardSummary& card) {
     return card.number.left(14);
 }
 
-// The newest downloads come first; of equal ones the card that was renewed more often, then the one
-// that was replaced more often: these characters count from 0 to 9, then from A to Z.
+// The newest downloads come first; of equal ones the card that was renewed, then replaced, more
+// often: these characters count from 0 to 9, then from A to Z.
 auto byHolder(const CardSummary& card, const CardSummary& newer) {
     return std::make_tuple(holderOf(card), newer.lastDownload.time,
                            newer.number.mid(15, 1) + newer.number.mid(14, 1));
 }
 
-// The cards of one driver name, one for each file: keeps the newest download of each, orders them,
-// and says which count.
+// Takes the cards of one driver name, one for each file, keeps the newest download of each, orders
+// them, and decides which count.
 void sortCards(DriverSummary& driver) {
     std::vector<CardSummary>& cards = driver.cards;
     std::stable_sort(cards.begin(), cards.end(), [](const CardSummary& a, const CardSummary& b) {
@@ -265,13 +265,13 @@ void judgeDownloads(Logbook& book, const Clock& clock) {
         }
         if (!driver.cards.empty())
             continue;
-        // Nobody knows whose card it is that gives no name.
+        // A card without a name may be anybody's.
         driver.isOverdue = book.counts.driverCards > 0 && !driver.name.isEmpty();
         driver.cards.emplace_back().lastDownload.isOverdue = driver.isOverdue;
     }
 }
 
-// What matters of a text for a search.
+// The text as a search compares it.
 QString essence(const QString& text) {
     static const QString struck = QStringLiteral("\u0141\u00D8\u0110\u0126\u0166");
     QString result;

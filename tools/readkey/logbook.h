@@ -1,7 +1,7 @@
-// What all keys together tell: who drove which vehicle when. A logbook is built once, from what the
-// library gives for each file; the views only print it. Plain values, no threads of their own.
+// Who drove which vehicle when, from all keys together. A logbook is built once, from what the
+// library reads from each file; the views only print it.
 //
-// An insertion that goes on over midnight, or that two downloads share, is one insertion here: one
+// An insertion that lasts past midnight, or that two downloads share, is one insertion here: one
 // (plate, slot, insertion time, holder), taken from the newest download that closes it.
 #pragma once
 
@@ -44,7 +44,7 @@ struct LogFile {
     bool isFromFuture = false; // later than the day asOf: its time is not believed
 };
 
-// When something was downloaded last. A download from the future counts as none.
+// The last download of something. A download from the future does not count.
 struct Download {
     std::optional<qint64> time; // seconds since 1970 UTC
     std::optional<qint64> age;  // whole days: midnights from `time` until the day asOf
@@ -52,7 +52,7 @@ struct Download {
     LogFile* file = nullptr;
 };
 
-// Of a driver the gaps are always 0.
+// A driver's gaps are always 0.
 struct Totals {
     qint64 insertions = 0;
     qint64 gaps = 0;
@@ -80,8 +80,8 @@ struct CardSummary {
     int generation = 0; // 0: not known
     Download lastDownload;
     // The first 14 characters are the holder's, the last two count replacements and renewals. Of
-    // one holder's cards the one that was downloaded last counts; of equal ones the one that was
-    // renewed, then replaced, more often. No other is overdue.
+    // one holder's cards the one downloaded last counts; of equal ones the one renewed, then
+    // replaced, more often. Only a card that counts can be overdue.
     bool counts = false;
 };
 
@@ -89,8 +89,8 @@ struct DriverSummary {
     size_t index = 0;
     QString name;         // "first names surname"
     bool isWanted = true; // by its name or a card's number
-    // Holder by holder, the one that counts first. If there is none, one without a number stands
-    // for the missing card, which is overdue if there are cards of others.
+    // Holder by holder, the one that counts first. A missing card is one without a number; it is
+    // overdue if there are cards of others.
     std::vector<CardSummary> cards;
     qint64 holders = 0;     // by the cards; above 1 an insertion may be of any of them
     bool isOverdue = false; // a card is
@@ -110,7 +110,7 @@ struct Stretch {
     std::optional<quint32> odometerTo;
     bool crosses = false; // the edge of the filter's period: the period beside it has it, too
 
-    // Kilometres; none where a value is missing or runs back.
+    // Kilometres; none if a value is missing or runs back.
     std::optional<qint64> distance() const;
 };
 
@@ -130,8 +130,8 @@ struct Insertion : Stretch {
 // A stretch between two insertions into the driver's slot.
 //
 // Without a card: one download has both the withdrawal before it and the insertion after it, so no
-// card was in, and the vehicle was driven. Without data: no download has both. It is listed however
-// far the vehicle was driven. It begins at the download where the card before it was still in.
+// card was in, and the vehicle was driven. Without data: no download has both; it is listed however
+// far the vehicle was driven, and begins at the download if the card before it was still in.
 struct Gap : Stretch {
     enum Kind { WithoutCard, WithoutData };
 
@@ -143,8 +143,8 @@ struct Gap : Stretch {
 struct Failure {
     QString key;    // or the directory of the copies
     QString file;   // empty: the key as a whole
-    QString reason; // in plain words; what a library says of it comes behind it, in brackets
-    // The file is damaged or cannot be read. Otherwise, something was not done that was asked for.
+    QString reason; // in plain words, then the library's own in brackets
+    // The file is damaged or unreadable. Otherwise something was asked for and not done.
     bool isDamage = false;
 };
 
@@ -158,7 +158,7 @@ struct Filter {
     bool isActive() const { return !plate.isEmpty() || !driver.isEmpty() || from || to; }
 };
 
-// How many files of all keys, whatever the filter.
+// Numbers of files of all keys, whatever the filter.
 struct FileCounts {
     size_t files = 0; // without the skipped ones
     size_t driverCards = 0;
@@ -168,7 +168,7 @@ struct FileCounts {
     size_t copies[4] = {}; // by their outcome
 };
 
-// The words for a file's kind, status and copy; empty where there is none.
+// The words for a file's kind, status and copy; empty if there is none.
 constexpr const char* kindNames[] = {"card", "vehicle", ""};
 constexpr const char* statusNames[] = {"ok", "failed", "skipped"};
 constexpr const char* copyNames[] = {"", "copied", "kept", "failed"};
@@ -181,9 +181,9 @@ std::optional<quint32> kilometres(quint32 odometer);
 bool isDriverCard(int type);
 QString cardTypeName(int type); // "driver", "workshop", "control", "company" or the number
 
-// Whether each word of what somebody typed is in the text. Words end at blanks and commas. Text and
-// word are compared in Unicode's form NFKD, in capital letters, without marks (the accents), blanks
-// and commas, and with L, O, D, H and T in place of the same letters with a stroke.
+// Whether each word that was typed is in the text. Words end at blanks and commas. Both are
+// compared in Unicode's form NFKD and capital letters, without accents, blanks and commas, and with
+// plain L, O, D, H and T for the same letters with a stroke.
 bool matches(const QString& text, const QString& typed);
 
 constexpr quint16 driverSlot = 0;
@@ -222,16 +222,16 @@ class LogbookBuilder {
 public:
     // A vehicle-unit file that could be read.
     void addVehicle(LogFile file, downloadkey::VehicleInfo& vehicle);
-    // Any other file. A failed one, or one that could not be copied, needs a failure of its own.
+    // Any other file. If it failed or was not copied, add a failure as well.
     void addFile(LogFile file);
     void addFailure(Failure failure) { m_book.failures.push_back(std::move(failure)); }
     void addWarning(Failure warning) { m_book.warnings.push_back(std::move(warning)); }
-    // No file counts as copied or kept any more. It needs a failure of its own, too.
+    // No file counts as copied or kept any more. Add a failure as well.
     void doubtCopies();
     void addOtherEntries(size_t count) { m_book.otherEntries += count; }
 
-    // Merges, filters and adds up. Call it once, at the end. A download is from the future where it
-    // is later than the day `asOf` of this clock.
+    // Merges, filters and adds up. Call it once, at the end. A download later than the day `asOf`
+    // of this clock is from the future.
     Logbook finish(const Filter& filter, const QDate& asOf, const Clock& clock);
 
 private:
@@ -240,7 +240,7 @@ private:
     void takeDownloads(const Clock& clock);
 
     Logbook m_book;
-    QHash<QString, VehicleSummary*> m_vehicles; // by plate, without what does not tell two apart
+    QHash<QString, VehicleSummary*> m_vehicles; // by plate, in capitals without blanks
     QHash<QString, DriverSummary*> m_drivers;   // by name
 };
 

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int damagedStatus = 3;
 
-// The keys among the paths, on which no copies belong. A file need not be on a key.
+// The keys among the paths, to which nothing is copied. A single file need not be on a key.
 QStringList keysOf(const QStringList& paths) {
     QStringList keys;
     for (const QString& path : paths) {
@@ -54,8 +54,8 @@ void readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
     }
 }
 
-// One line for each, but where many have one cause, one line for all of them.
-void tell(const std::vector<Failure>& failures, const Logbook& book) {
+// A line for each, or one line for all that have the same cause if they are many.
+void report(const std::vector<Failure>& failures, const Logbook& book) {
     constexpr int many = 20;
     const auto cause = [](const Failure& failure) { // without what differs from file to file
         return failure.isDamage ? failure.reason.section(QLatin1String(" ("), 0, 0)
@@ -99,8 +99,8 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
     return false;
 }
 
-// Reads the keys one after another into a logbook and shows it. Where the user interrupts, nothing
-// is shown. The status is 3 if everything was done, but a file is damaged.
+// Reads the keys one after another into a logbook and shows it, unless the user interrupts. Returns
+// the exit status: 3 if everything was done, but a file is damaged.
 int run(const Options& options, StandardOutput& out) {
     // The environment's QT_LOGGING_RULES come after these.
     QLoggingCategory::setFilterRules(options.verbose ? QStringLiteral("default.debug=true")
@@ -115,9 +115,9 @@ int run(const Options& options, StandardOutput& out) {
     const Logbook book = builder.finish(options.filter, options.asOf, clock);
     const bool areTables =
         options.view->write == writeTables || options.view->write == writeSummary;
-    tell(book.warnings, book);
+    report(book.warnings, book);
     if (isInterrupted || !areTables || !console::isOneTerminal()) // the tables have them, too
-        tell(book.failures, book);
+        report(book.failures, book);
     if (isInterrupted) {
         console::error(QStringLiteral("interrupted before the end"));
         return EXIT_FAILURE;
@@ -129,14 +129,14 @@ int run(const Options& options, StandardOutput& out) {
     return !isAllDone ? EXIT_FAILURE : book.failures.empty() ? EXIT_SUCCESS : damagedStatus;
 }
 
-// Without TZ the C library looks at the system's zone file before every conversion of a time.
+// Without TZ the C library checks the system's zone file before every conversion of a time.
 void nameTimeZone() {
     if (!qEnvironmentVariableIsSet("TZ") && QFileInfo::exists(QStringLiteral("/etc/localtime")))
         qputenv("TZ", ":/etc/localtime");
 }
 
 int start(int argc, char* argv[]) {
-    // Arguments, and names on keys, are UTF-8 whatever the locale of the process.
+    // Arguments, and names on keys, are UTF-8 in every locale.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters

@@ -1,13 +1,12 @@
-// How readkey opens a file on a key: regular files only, no links followed, never blocking, and
-// nothing larger than a download can be. Whatever stood there when the directory was listed,
-// something else may have taken its place since.
+// How readkey opens a file on a key: regular files only, no links, without blocking, and nothing
+// larger than a download can be. Since the directory was listed, anything may have taken its place.
 #pragma once
 
 #include <QtCore/QFile>
 
 namespace readkey {
 
-// Bytes. No vehicle unit and no card holds more than a few megabytes.
+// Bytes. Vehicle units and cards hold a few megabytes at most.
 constexpr qint64 largestDownload = qint64{64} * 1024 * 1024;
 
 // Opens the file for reading. Returns 0 or an errno: ELOOP if it is not a regular file, EFBIG if it

@@ -43,8 +43,7 @@ QString helpText() {
                "is damaged. \"man readkey\" has formats and examples.\n");
 }
 
-// What the command line gives, and the first thing that is wrong with it beyond what the parser
-// checks.
+// The command line's values, and the first problem with them that the parser does not find.
 struct Values {
     const QCommandLineParser& parser;
     QString problem;
@@ -56,7 +55,7 @@ struct Values {
 
     bool isSet(const char* name) const { return parser.isSet(QLatin1String(name)); }
 
-    // Empty when the option was not given.
+    // Empty if the option was not given.
     QString value(const char* name) {
         const QStringList all = parser.values(QLatin1String(name));
         const QString option = QLatin1String("--") + QLatin1String(name);
@@ -140,7 +139,7 @@ CommandLine optionsOf(const QCommandLineParser& parser) {
 } // namespace
 
 CommandLine parseCommandLine(QStringList arguments) {
-    // The parser knows no option whose value may be left out.
+    // For the parser an option's value is never optional.
     const int end = arguments.indexOf(QStringLiteral("--"));
     for (int i = 1; i < (end < 0 ? arguments.size() : end); ++i) {
         if (arguments.at(i) == QLatin1String("--csv"))

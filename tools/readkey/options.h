@@ -24,7 +24,7 @@ struct Options {
 
 struct CommandLine {
     Options options;
-    QString text = {}; // help or version, which are all that is wanted, or what is wrong
+    QString text = {}; // the help or the version to print, or what is wrong
     bool isWrong = false;
 };
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int shortestName = 12;
 
-// The text cut to so many columns, with an ellipsis at its end.
+// The text cut to `width` columns, with an ellipsis at its end.
 QString shortened(const QString& text, int width) {
     QVector<uint> codePoints = text.toUcs4();
     const auto result = [&] { return QString::fromUcs4(codePoints.data(), codePoints.size()); };
@@ -62,7 +62,7 @@ void Table::addRow(const std::vector<QString>& cells, bool isAlarm) {
     m_alarms.push_back(isAlarm);
 }
 
-// A column without contents has no width, whatever its title.
+// An empty column has no width, whatever its title.
 std::vector<int> Table::widestCells() const {
     std::vector<int> widths(m_columns.size());
     for (size_t i = widths.size(); i < m_cells.size(); ++i) {
@@ -76,7 +76,7 @@ std::vector<int> Table::widestCells() const {
     return widths;
 }
 
-// Shortens the names, the last column first, and returns whether a line fits the terminal then.
+// Shortens names, the last column first. Returns whether a line then fits the terminal.
 bool Table::shortenNames(std::vector<int>& widths, int terminal) const {
     int tooMuch = -terminal;
     for (const int width : widths)

@@ -1,5 +1,4 @@
-// Columns of text for a terminal or a file. Cells may hold anything: what a terminal could act on
-// is shown as an escape.
+// Columns of text for a terminal or a file. Characters that a terminal could act on become escapes.
 #pragma once
 
 #include "clock.h"
@@ -9,10 +8,10 @@
 
 namespace readkey {
 
-// How standard output wants its text.
+// What text on standard output looks like.
 struct Paper {
     Clock clock;
-    int width = 0;           // columns of the terminal; 0: as wide as need be
+    int width = 0;           // columns of the terminal; 0: no limit
     bool isColoured = false; // bold headings, red failures
 
     static Paper ofStandardOutput(bool utc);
@@ -20,18 +19,18 @@ struct Paper {
     QString alarm(const QString& text) const;
 };
 
-// On a narrow terminal names are shortened, to 12 columns at least, and then whole columns go. A
-// number is never shortened: what is still too wide is left to the terminal.
+// On a narrow terminal names are shortened, to 12 columns at least, then whole columns go. A number
+// is never shortened: the terminal breaks lines that are still too wide.
 struct Column {
     static Column left(const char* title, int turn = 0) { return {title, false, false, turn}; }
     static Column right(const char* title, int turn = 0) { return {title, true, false, turn}; }
-    // A cell longer than `limit` pushes the next to a line below; 0: none does.
+    // A cell longer than `limit` moves the next one to a line below; 0: no limit.
     static Column name(const char* title, int limit = 0) { return {title, false, true, 0, limit}; }
 
     const char* title;
     bool isRight;
     bool isName;
-    int turn; // when it goes: 1 is the first; 0 stays
+    int turn; // in which it goes; 0: never
     int limit = 0;
 };
 
@@ -44,7 +43,7 @@ public:
     void addRow(const std::vector<QString>& cells, bool isAlarm = false);
     bool isEmpty() const { return m_alarms.size() == 1; }
     QString text(const Paper& paper) const;
-    // With a heading; "TITLE: none" where there are no rows.
+    // With a heading; "TITLE: none" if there are no rows.
     QString section(const char* title, const Paper& paper) const;
 
 private:

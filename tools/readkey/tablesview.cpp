@@ -1,5 +1,5 @@
-// Tables for people, in two forms: every driver and every vehicle with its insertions, or their
-// totals. Both end with the files, what failed, and a line that counts it all.
+// Tables for people: every driver and every vehicle with its insertions, or with --summary only
+// their totals. Both end with the files, the failures, and a line of counts.
 #include "table.h"
 #include "views.h"
 
@@ -27,7 +27,7 @@ QString ageText(const Download& download) {
     return QString::number(*download.age) + QLatin1String(download.isOverdue ? " d overdue" : " d");
 }
 
-// "3: 1,240 km, 31.5 h", and what was driven without a card or without data; empty for nothing.
+// "3: 1,240 km, 31.5 h", and the kilometres without a card or data; empty if nothing crosses.
 QString crossingText(const Totals& totals, const char* link = ": ") {
     QStringList parts;
     const auto add = [&parts](qint64 kilometres, const char* what) {
@@ -65,7 +65,7 @@ QString openingText(const Logbook& book, const Options& options) {
     return result + crossingLine(book.crossing) + QLatin1Char('\n');
 }
 
-// A line for each card; the totals of all are in the first.
+// A line for each card; only the first has the totals.
 void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, const Clock& clock) {
     bool isFirst = true;
     const auto once = [&isFirst](const QString& text) { return isFirst ? text : QString(); };
@@ -96,10 +96,9 @@ QString driversText(const Logbook& book, const Paper& paper) {
         isAmbiguous |= driver.holders > 1;
     }
     return table.section("Drivers", paper) +
-           (isAmbiguous
-                ? QStringLiteral("  Where several drivers have one name, an insertion may be "
-                                 "of any of them.\n")
-                : QString());
+           (isAmbiguous ? QStringLiteral("  If several drivers have one name, an insertion may be "
+                                         "of any of them.\n")
+                        : QString());
 }
 
 QString slotName(quint16 slot) {

@@ -10,7 +10,7 @@ namespace readkey {
 
 namespace {
 
-// Whether the character is not shown but acts.
+// Whether the character is not shown but does something.
 bool isUnsafe(uint codePoint) {
     const QChar::Category category = QChar::category(codePoint);
     return category == QChar::Other_Control || category == QChar::Other_Format ||

@@ -1,31 +1,30 @@
-// Text for people and programs. Whoever wrote a key chose its file names and the names inside its
-// files, so none of them may reach a terminal unexamined. Pure functions.
+// Text for people and programs. Whoever wrote a key chose the names on it and in its files, so none
+// of them may reach a terminal unchecked. Pure functions.
 #pragma once
 
 #include <QtCore/QString>
 
 namespace readkey {
 
-// Whether it is nothing but printable ASCII, as most text is.
+// Whether all of it is printable ASCII, as most text is.
 bool isPlain(const QString& text);
 
-// The text with each unsafe character replaced by what `escape` returns for it. Unsafe are the
-// Unicode categories control, format, line separator and paragraph separator: a terminal may obey
-// such a character, and two names may differ by nothing else.
+// The text with each unsafe character replaced by what `escape` returns for it. Unsafe are
+// Unicode's controls, formats, and line and paragraph separators: a terminal may obey them, and two
+// names may differ in nothing else.
 QString escapeUnsafe(const QString& text, QString (*escape)(uint codePoint));
 
-// The text with each unsafe character shown as "\x1B", "\u202E" or "\U000E0001".
-// Backslashes are left alone.
+// Each unsafe character becomes "\x1B", "\u202E" or "\U000E0001". Backslashes stay as they are.
 QString printable(const QString& text);
 
-// Columns that the text takes on a terminal: none for combining marks, two for wide characters. The
-// process's locale has to know them.
+// The text's columns on a terminal: none for combining marks, two for wide characters, as the
+// process's locale has them.
 int displayWidth(const QString& text);
 
 // "1 file", "2 files".
 QString counted(size_t count, const char* noun);
 
-// "-" for what is not known.
+// "-" for an empty text.
 QString orDash(const QString& text);
 
 } // namespace readkey

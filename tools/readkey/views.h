@@ -1,5 +1,5 @@
-// The views of readkey. A view shows a logbook: it is a function and one line in the table. It has
-// a file of its own, unless it shares parts with another view.
+// The views of readkey. A view shows a logbook: it is a function and a row of the table. It has its
+// own file, unless it shares parts with another view.
 #pragma once
 
 #include "options.h"
@@ -13,7 +13,7 @@ namespace readkey {
 struct View {
     const char* option; // without dashes; null: the default
     bool intoFile;      // the value names the file to write; "-" is standard output
-    // Writes the whole view. An error of the device is for the caller to see.
+    // Writes the whole view. The caller checks the device for errors.
     void (*write)(const Logbook& book, const Options& options, QIODevice& out);
 };
 
@@ -23,7 +23,7 @@ void writeJson(const Logbook& book, const Options& options, QIODevice& out);
 void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
 QStringList csvKinds(); // the arguments that --csv takes, the default first
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
-// With --events the library's own signals are written while a key is read, and nothing after that.
+// --events writes the library's own signals while a key is read, and nothing after that.
 inline void writeNothing(const Logbook& /*book*/, const Options& /*options*/, QIODevice& /*out*/) {}
 void writeSignals(downloadkey::DownloadKey& key,
                   QIODevice& out); // as they come; `out` lasts longer
