@@ -58,7 +58,7 @@ scripts() {
         -print0)
 }
 
-# compiled PRESET FOLDER...: the sources below the folders that the preset compiles, each behind a line with the preset.
+# compiled PRESET FOLDER...: the sources below the folders that the preset compiles, each after a line with the preset.
 compiled() {
     local preset=$1 folder
     shift
