@@ -6,6 +6,8 @@
 
 #include <QtTest/QtTest>
 
+#include <algorithm>
+
 struct Lines {
     QStringList list;
 };
@@ -19,18 +21,15 @@ namespace QTest {
 // What QCOMPARE calls.
 inline bool qCompare(const Lines& actual, const Lines& expected, const char* /*actual*/,
                      const char* /*expected*/, const char* file, int line) {
-    int at = 0;
-    while (at < qMin(actual.list.size(), expected.list.size()) &&
-           actual.list.at(at) == expected.list.at(at))
-        ++at;
-    if (actual.list.size() == expected.list.size() && at == actual.list.size())
+    const QStringList& a = actual.list;
+    const QStringList& b = expected.list;
+    if (a == b)
         return true;
-    const auto shown = [at](const Lines& lines) {
-        return lines.list.value(at, QStringLiteral("(the text has ended)"));
-    };
-    const QString message = QString("Compared texts differ in line %1\n   Actual:   %2\n   "
-                                    "Expected: %3")
-                                .arg(QString::number(at + 1), shown(actual), shown(expected));
+    const auto at = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin();
+    const QString end = "(the text has ended)";
+    const QString message =
+        QString("Compared texts differ in line %1\n   Actual:   %2\n   Expected: %3")
+            .arg(QString::number(at + 1), a.value(int(at), end), b.value(int(at), end));
     qFail(message.toUtf8().constData(), file, line);
     return false;
 }
