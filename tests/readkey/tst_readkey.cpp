@@ -103,7 +103,7 @@ private Q_SLOTS:
         if (given.contains("chmod") && ::getuid() == 0) // root is refused nothing otherwise
             before = "setpriv --bounding-set=-dac_override,-dac_read_search";
         const Run run = shell(key, before + " PROGRAM " + arguments);
-        // No directory was made. The shell removes what Qt cannot: names that are not UTF-8.
+        // No directory is new. The shell removes what Qt cannot: names that are not UTF-8.
         QCOMPARE(outputOf(key, "chmod -R 755 .; find . -type d; rm -r download"), directories);
         const bool isUsage = status == 2;
         QCOMPARE(run.err,

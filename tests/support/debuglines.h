@@ -1,5 +1,5 @@
 // Collects the debug lines that are written while it lives, as a host's message handler would get
-// them, and leaves them turned off. One at a time, on the thread that makes it.
+// them, and leaves them turned off. One at a time, on the thread that creates it.
 #pragma once
 
 #include <QtCore/QLoggingCategory>

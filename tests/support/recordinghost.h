@@ -1,5 +1,4 @@
-// A host that writes down everything it hears, in its order, and acts in the middle of it when it
-// is told to.
+// A host that writes down everything it hears, in order, and can act in the middle of it.
 //
 // What it hears of a read() is one line, such as "0% 25% 50% card1 75% unit1 100% remount
 // done(card1|unit1)": progress, the files that are offered (their names up to the '_'), the

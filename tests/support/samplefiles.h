@@ -1,6 +1,5 @@
-// The small download files of all tests: one way to make a card file and one to make a
-// vehicle-unit file. A test that needs more sets the fields of samples::Card and
-// samples::VehicleUnit itself.
+// The small download files of all tests. A test that needs more sets the fields of samples::Card
+// and samples::VehicleUnit itself.
 #pragma once
 
 #include "samples/samples.h"

@@ -1,6 +1,5 @@
-// A mounted download key: a directory, in memory where that is possible, that is gone with the
-// object. Paths are relative to the mount directory. What cannot be done to a key ends the test
-// program.
+// A mounted download key: a directory, in memory if possible, that is gone with the object. Paths
+// are relative to the mount directory. What cannot be done to a key ends the test program.
 #pragma once
 
 #include <QtCore/QDir>
@@ -16,9 +15,9 @@ public:
     // Without `downloadDir` nothing is on it.
     explicit TestKey(const QString& downloadDir = QStringLiteral("download"))
         : m_dir(templatePath()) {
-        // Its path stands in scripts.
+        // Scripts have its path.
         require(m_dir.isValid() && !m_dir.path().contains(QLatin1Char(' ')),
-                QStringLiteral("cannot make a key: ") + m_dir.path());
+                QStringLiteral("cannot create a key: ") + m_dir.path());
         if (!downloadDir.isEmpty())
             makeDir(downloadDir);
     }
@@ -27,7 +26,7 @@ public:
     QString path(const QString& name) const { return m_dir.filePath(name); }
     bool exists(const QString& name) const { return QFile::exists(path(name)); }
 
-    // Makes the file's directory, too.
+    // Creates the file's directory, too.
     void write(const QString& name, const QByteArray& bytes) const {
         QFile file(path(name));
         QDir().mkpath(QFileInfo(file).path());
@@ -36,7 +35,7 @@ public:
                 QStringLiteral("cannot write ") + name);
     }
     void makeDir(const QString& name) const {
-        require(QDir().mkpath(path(name)), QStringLiteral("cannot make ") + name);
+        require(QDir().mkpath(path(name)), QStringLiteral("cannot create ") + name);
     }
     void makeLink(const QString& name, const QString& target) const {
         require(::symlink(qPrintable(target), qPrintable(path(name))) == 0,
@@ -44,7 +43,7 @@ public:
     }
     void makePipe(const QString& name) const {
         require(::mkfifo(qPrintable(path(name)), 0600) == 0,
-                QStringLiteral("cannot make the pipe ") + name);
+                QStringLiteral("cannot create the pipe ") + name);
     }
     void remove(const QString& name) const {
         require(QFile::remove(path(name)) || QDir(path(name)).removeRecursively(),
