@@ -29,7 +29,7 @@ void requireRecords(const QByteArray& file, const VehicleInfo& info) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray bytes = fuzzing::bytesOf(data, size);
-    fuzzing::setDebugLines(fuzzing::isOneOf(32, data, size));
+    fuzzing::setDebugLines(size % 32 == 0); // they take long and find little
     MemoryFile file(bytes);
     VehicleInfo info(file);
     const aux::Error error = info.read();

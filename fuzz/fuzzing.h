@@ -25,37 +25,11 @@ inline QByteArray bytesOf(const std::uint8_t* data, std::size_t size) {
     return QByteArray::fromRawData(reinterpret_cast<const char*>(data), static_cast<int>(size));
 }
 
-// Whether the input is one in `inputs`, for what takes long and finds little. The same input always
-// gives the same answer.
-inline bool isOneOf(unsigned int inputs, const std::uint8_t* data, std::size_t size) {
-    unsigned int sum = 0;
-    for (std::size_t i = 0; i < size; ++i)
-        sum += data[i];
-    return sum % inputs == 0;
+// A text of any length up to `most` that the input, a FuzzedDataProvider, begins with.
+template <typename Input>
+QByteArray takeText(Input& input, std::size_t most) {
+    return QByteArray::fromStdString(input.ConsumeRandomLengthString(most));
 }
-
-// Values that are taken from an input, one behind the other. When it has ended, they are 0 or
-// empty.
-class Values {
-public:
-    Values(const std::uint8_t* data, std::size_t size)
-        : m_bytes(bytesOf(data, size)) {}
-
-    bool atEnd() const { return m_position == m_bytes.size(); }
-    QByteArray bytes(int most) {
-        QByteArray taken = m_bytes.mid(m_position, most);
-        m_position += taken.size();
-        return taken;
-    }
-    unsigned int byte() {
-        const QByteArray taken = bytes(1);
-        return taken.isEmpty() ? 0 : static_cast<unsigned char>(taken.at(0));
-    }
-
-private:
-    QByteArray m_bytes;
-    int m_position = 0;
-};
 
 // The bytes as a possible file name.
 inline QByteArray asFileName(QByteArray bytes) {
