@@ -1,4 +1,5 @@
-// The stand-in host: its card library over sound and damaged files, its error records, its log.
+// The stand-in host, as far as users of the library see it: its cards over sound and damaged files,
+// its texts, its log.
 #include "auxiliary/systemhelper.h"
 #include "logging/logger.h"
 #include "samples/samples.h"
@@ -19,37 +20,21 @@ using samples::cardBlock;
 
 namespace {
 
-// The value of an Identification: a card's number and its holder.
+// An Identification: a card's number and its holder.
 QByteArray identification(const QByteArray& number, const QByteArray& surname,
-                          const QByteArray& firstNames) {
-    return '\x0D' + number.leftJustified(16, ' ') + QByteArray(48, '\0') +
-           samples::textField(surname, 36) + samples::textField(firstNames, 36);
+                          const QByteArray& firstNames, unsigned char kind = 0) {
+    return cardBlock(0x0520, kind,
+                     '\x0D' + number.leftJustified(16, ' ') + QByteArray(48, 'x') +
+                         samples::textField(surname, 36) + samples::textField(firstNames, 36));
+}
+
+QByteArray type(char value, unsigned char kind = 0) {
+    return cardBlock(0x0501, kind, QByteArray(1, value));
 }
 
 scard::SCardGeneric generic(QFile& file) {
     return scard::SCardGeneric(file, QDateTime(), scard::FilenameRegion::Unknown);
 }
-
-// A driver card, read in the three steps in which the library reads it, up to the one that fails.
-struct ReadCard {
-    explicit ReadCard(scard::SCardGeneric unread)
-        : error(unread.readCardInfo())
-        , card(unread) {
-        if (error.isEmpty())
-            error = card.calcDataSize();
-        if (error.isEmpty())
-            error = card.readData();
-    }
-    QString text() const {
-        const QString kind =
-            QString("%1 %2").arg(card.getCardType()).arg(card.is2ndGeneneration() ? 2 : 1);
-        return error.isEmpty() ? kind + ' ' + card.cardNumber() + ' ' + card.holderName()
-                               : kind + ": " + error.entries().front().text();
-    }
-
-    aux::Error error;
-    scard::SCardDriverG2 card;
-};
 
 aux::Error errorOf(const char* text, unsigned code) {
     return aux::Error(aux::ErrorData("component", text, code));
@@ -61,92 +46,72 @@ class TestHost : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // Type, generation, number and holder; or type, generation and what is wrong. No byte from
+    // `firstBad` on can be read.
     void readsCardsBlockByBlock_data() {
-        const auto row = columns<QByteArray, QString>("bytes", "expected");
-        const auto type = [](const QByteArray& value, unsigned char kind = 0) {
-            return cardBlock(0x0501, kind, value);
-        };
-        const QByteArray driver = type("\1");
-        const QByteArray driverGen2 = type("\1", 2);
-        const QByteArray names = cardBlock(0x0520, 0, identification("N1", "Old", "Ann"));
-        const QByteArray namesGen2 = cardBlock(0x0520, 2, identification("N2", "New", "Ann"));
-        const QByteArray none = cardBlock(0, 0, "");
-        row("first generation", driver + names, "1 1 N1 Ann Old");
-        row("one name", driver + cardBlock(0x0520, 0, identification("N", "Solo", "")),
+        const auto row = columns<QByteArray, int, QString>("bytes", "firstBad", "expected");
+        const int none = 999999;
+        const QByteArray names = identification("N1", "Old", "Ann");
+        const QByteArray namesGen2 = identification("N2", "New", "Ann", 2);
+        const QByteArray empty = cardBlock(0, 0, "");
+        row("one name, padded number",
+            type(1) + identification(QByteArray("N\0\0\xFF\xFF", 5), "Solo", ""), none,
             "1 1 N Solo");
-        row("workshop card, through a vehicle unit", "\x76\x06" + type("\2") + names,
+        row("workshop card, through a vehicle unit", "\x76\x06" + type(2) + names, none,
             "2 1 N1 Ann Old");
-
-        row("second generation", driver + names + driverGen2 + namesGen2, "1 2 N2 Ann New");
-        row("in another order", namesGen2 + driverGen2 + names + driver, "1 2 N2 Ann New");
-        row("second generation without names", names + driver + driverGen2, "1 2 N1 Ann Old");
-        row("names of the second generation alone", driver + namesGen2 + names, "1 1 N1 Ann Old");
-
-        row("signatures are skipped", type("\4", 1) + type("\4", 3) + driver + names,
+        row("second generation", type(1) + names + type(1, 2) + namesGen2, none, "1 2 N2 Ann New");
+        row("in another order", namesGen2 + type(1, 2) + names + type(1), none, "1 2 N2 Ann New");
+        row("second generation without names", names + type(1) + type(1, 2), none,
+            "1 2 N1 Ann Old");
+        row("names of the second generation alone", type(1) + namesGen2 + names, none,
             "1 1 N1 Ann Old");
-        row("unknown ids and kinds are skipped",
-            cardBlock(0xBEEF, 9, QByteArray(65535, 'x')) + driver + type("\4", 7) + none + names,
-            "1 1 N1 Ann Old");
-        row("the last block is empty", driver + names + none, "1 1 N1 Ann Old");
+        row("signatures, unknown ids and kinds, and an empty last block",
+            type(4, 1) + type(4, 3) + cardBlock(0xBEEF, 9, QByteArray(65535, 'x')) + type(1) +
+                type(4, 7) + names + empty,
+            none, "1 1 N1 Ann Old");
 
         const QString noType = "0 1: The card file has no Application_Identification";
-        row("empty file", "", noType);
-        row("prefix alone", "\x76\x06", noType);
-        row("type without a value", type("") + names, noType);
-        row("type 9", type("\x09") + names, "0 1: The card file is of no known card type: 9");
-        row("type 0", type(QByteArray(1, '\0')) + names,
-            "0 1: The card file is of no known card type: 0");
-
-        row("cut before the type", cardBlock(2, 0, QByteArray(25, 'x')).chopped(1),
+        const QString noNames = "1 1: The card file has no Identification";
+        row("prefix alone", "\x76\x06", none, noType);
+        row("type without a value", cardBlock(0x0501, 0, "") + names, none, noType);
+        row("type 9", type(9), none, "0 1: The card file is of no known card type: 9");
+        row("type 0", type(0), none, "0 1: The card file is of no known card type: 0");
+        row("cut before the type", cardBlock(2, 0, "xx").chopped(1), none,
             "0 1: The card file ends within block 0002 at 0");
-        row("cut within a value", (driver + names).chopped(1),
+        row("cut within a value", (type(1) + names).chopped(1), none,
             "1 1: The card file ends within block 0520 at 6");
-        row("cut within a header", driver + names.left(4),
+        row("cut within a header", type(1) + names.left(4), none,
             "1 1: The card file ends within a block's header at 6");
-        row("no names", driver, "1 1: The card file has no Identification");
-        row("names too short", driver + cardBlock(0x0520, 0, QByteArray(136, 'x')),
-            "1 1: The card file has no Identification");
+        row("names too short", type(1) + cardBlock(0x0520, 0, QByteArray(136, 'x')), none, noNames);
+        row("endless", type(1) + QByteArray(4096 * 5, '\0'), none,
+            "1 1: The card file has more than 4096 blocks");
+
+        const QByteArray pulled = type(1) + type(1, 2) + namesGen2; // 6, 6 and 142 bytes
+        const QString unreadable = ": The card file cannot be read: Unknown error";
+        row("pulled out within the first header", pulled, 3, "0 1" + unreadable);
+        row("pulled out before the first type", pulled, 5, "0 1" + unreadable);
+        row("pulled out before the second type", pulled, 6, "1 1" + unreadable);
+        row("pulled out within the names", pulled, 153, "1 2" + unreadable);
     }
-    // Type, generation, number and holder; or type, generation and what is wrong.
     void readsCardsBlockByBlock() {
         QFETCH(QByteArray, bytes);
-        MemoryFile file(bytes);
-        QTEST(ReadCard(generic(file)).text(), "expected");
-    }
-
-    // The blocks have 6, 6 and 142 bytes.
-    void reportsThatAStickIsPulledOut_data() {
-        const auto row = columns<int, QString>("end", "typeAndGeneration");
-        row("within the first header", 3, "0 1");
-        row("before the first type", 5, "0 1");
-        row("before the second type", 6, "1 1");
-        row("within a later header", 14, "1 2");
-        row("within the names", 153, "1 2");
-    }
-    void reportsThatAStickIsPulledOut() {
-        QFETCH(int, end);
-        QFETCH(QString, typeAndGeneration);
-        FaultyFile file(cardBlock(0x0501, 0, "\1") + cardBlock(0x0501, 2, "\1") +
-                            cardBlock(0x0520, 2, identification("N", "Old", "Ann")),
-                        end, 154);
-        QCOMPARE(ReadCard(generic(file)).text(),
-                 typeAndGeneration + ": The card file cannot be read: Unknown error");
-    }
-
-    void keepsTimeAndRegionAndTrimsTheNumber() {
-        samples::Card sample;
-        sample.throughVehicleUnit = true;
-        sample.cardNumber = QByteArray("DF0000000001\0\0\xFF\xFF", 16);
-        MemoryFile file(cardFile(sample));
-        const QDateTime time(QDate(2024, 3, 15), QTime(8, 30), Qt::UTC);
-        const ReadCard read(scard::SCardGeneric(file, time, static_cast<scard::FilenameRegion>(7)));
-        QCOMPARE(read.card.downloadTime(), time);
-        QCOMPARE(static_cast<int>(read.card.region()), 7);
-        QCOMPARE(read.card.cardNumber(), QString("DF0000000001"));
+        QFETCH(int, firstBad);
+        FaultyFile file(bytes, firstBad, bytes.size());
+        scard::SCardGeneric unread = generic(file);
+        aux::Error error = unread.readCardInfo();
+        scard::SCardDriverG2 card(unread);
+        if (error.isEmpty())
+            error = card.calcDataSize();
+        if (error.isEmpty())
+            error = card.readData();
+        const QString text = error.isEmpty() ? ' ' + card.cardNumber() + ' ' + card.holderName()
+                                             : ": " + error.entries().front().text();
+        const int generation = card.is2ndGeneneration() ? 2 : 1;
+        QTEST(QString("%1 %2").arg(card.getCardType()).arg(generation) + text, "expected");
     }
 
     void startsAgainWithEachReadCardInfo() {
-        MemoryFile file(cardBlock(0x0501, 0, "\1") + cardBlock(0x0501, 2, "\2"));
+        MemoryFile file(type(1) + type(2, 2));
         scard::SCardGeneric card = generic(file);
         QVERIFY(card.readCardInfo().isEmpty());
         QVERIFY(card.readCardInfo().isEmpty());
@@ -157,53 +122,47 @@ private Q_SLOTS:
         QVERIFY(!card.is2ndGeneneration());
     }
 
-    void refusesEndlessBlocks() {
-        MemoryFile file(cardBlock(0x0501, 0, "\x01") + QByteArray(4096 * 5, '\0'));
-        QCOMPARE(textOf(ReadCard(generic(file)).error),
-                 QString("libscard|The card file has more than 4096 blocks|0"));
-    }
-
+    // The bytes at the beginning of a field, with NUL behind them.
     void decodesTextFields_data() {
-        tableRows<quint16, QByteArray, QString>("texts.txt", "codePage", "bytes", "text");
+        const auto row = columns<int, QByteArray, QString>("codePage", "bytes", "text");
+        row("unknown", 86, "K\xE4the", "Käthe");
+        row("last unknown", 255, "K\xE4the", "Käthe");
+        row("8859-2", 2, "\xAEofie", "Žofie");
+        row("8859-11, with a control character", 11, "\xA1\xDB\xC1\x85", "ก�ม\u0085");
+        row("8859-15", 15, "\xA4", "€");
+        row("KOI8-U", 85, "\xA4\xB4", "єЄ");
+        row("NUL is no text", 1, QByteArray("A\0B", 3), "AB");
+        row("FF is a letter", 80, "\xF0\xFF\xF0", "ПЪП");
+        row("FF is not a letter", 2,
+            "A\xFF"
+            "B",
+            "AB");
+        row("filled with FF", 80, '\xF0' + QByteArray(34, '\xFF'), "П");
+        row("nothing but FF", 5, QByteArray(35, '\xFF'), "");
     }
     void decodesTextFields() {
-        QFETCH(quint16, codePage);
+        QFETCH(int, codePage);
         QFETCH(QByteArray, bytes);
         Name name{static_cast<unsigned char>(codePage), {}};
-        const QByteArray field = QByteArray::fromHex(bytes).leftJustified(35, '\0', true);
-        std::memcpy(name.text, field.constData(), sizeof name.text);
+        std::memcpy(name.text, bytes.constData(), std::size_t(bytes.size()));
         QTEST(scard::SCardGeneric::textfieldToString(name), "text");
-    }
-
-    void keepsControlCharactersOfTheThaiCodePage() {
-        QCOMPARE(scard::SCardGeneric::textfieldToString(Name{11, {0x85}}), QString(QChar(0x85)));
-    }
-
-    void mergesErrorsInOrder() {
-        aux::Error merged = errorOf("first", 7);
-        QCOMPARE(&(merged << errorOf("second\nline", 0)), &merged);
-        merged << aux::Error();
-        const aux::Error copy = merged;
-        merged = aux::Error();
-        QString line;
-        QDebug(&line) << copy << merged << QString("q");
-        QCOMPARE(line, QString("component: first (7); component: second line (0) no error \"q\" "));
-        QCOMPARE(copy.entries().size(), std::size_t(2));
-        QVERIFY(merged.isEmpty());
     }
 
     void logsOneLineToStderrWithoutASink() {
         QTemporaryFile output;
         const int saved = ::dup(STDERR_FILENO);
         QVERIFY(output.open() && ::dup2(output.handle(), STDERR_FILENO) >= 0);
-        logging::Logger::log(errorOf("three\nlines\rof text", 1), logging::Level::Error);
-        logging::Logger::log(errorOf("oops", 2), logging::Level::Info);
+        aux::Error two = errorOf("three\nlines\rof text", 1);
+        two << errorOf("second", 0) << aux::Error();
+        logging::Logger::log(two, logging::Level::Error);
+        logging::Logger::log(aux::Error(), logging::Level::Info);
         logging::Logger::log(errorOf("oops", 3), logging::Level::Debug);
         ::dup2(saved, STDERR_FILENO);
         output.seek(0);
-        QCOMPARE(output.readAll(), QByteArray("error: component: three lines of text (1)\n"
-                                              "info: component: oops (2)\n"
-                                              "debug: component: oops (3)\n"));
+        QCOMPARE(output.readAll(),
+                 QByteArray("error: component: three lines of text (1); component: second (0)\n"
+                            "info: no error\n"
+                            "debug: component: oops (3)\n"));
     }
 
     void remountsNothingWithoutAHandler() {
