@@ -21,10 +21,13 @@ namespace {
 // Writes the files that the file system takes, and returns how many of them open() must list.
 int writeFiles(FuzzedDataProvider& input, const QString& directory) {
     QDir().mkpath(directory);
+    const auto text = [&input](std::size_t most) {
+        return QByteArray::fromStdString(input.ConsumeRandomLengthString(most));
+    };
     int listed = 0;
     while (input.remaining_bytes() > 0) {
-        const QByteArray bytes = fuzzing::asFileName(fuzzing::takeText(input, 255));
-        const QByteArray contents = fuzzing::takeText(input, 65535);
+        const QByteArray bytes = fuzzing::asFileName(text(255));
+        const QByteArray contents = text(65535);
         if (!fuzzing::writeFile(QFile::encodeName(directory) + '/' + bytes, contents))
             continue;
         // Qt's listing leaves out what is hidden and what is not UTF-8.

@@ -25,12 +25,6 @@ inline QByteArray bytesOf(const std::uint8_t* data, std::size_t size) {
     return QByteArray::fromRawData(reinterpret_cast<const char*>(data), static_cast<int>(size));
 }
 
-// A text of any length up to `most` that the input, a FuzzedDataProvider, begins with.
-template <typename Input>
-QByteArray takeText(Input& input, std::size_t most) {
-    return QByteArray::fromStdString(input.ConsumeRandomLengthString(most));
-}
-
 // The bytes as a possible file name.
 inline QByteArray asFileName(QByteArray bytes) {
     return bytes.replace('/', '_').replace('\0', '_');
