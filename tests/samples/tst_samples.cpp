@@ -164,6 +164,8 @@ private Q_SLOTS:
             }
         }
         QCOMPARE(linesOf(listing), linesOf(dataFile("key.txt")));
+        QCOMPARE(samples::oddFiles({1, 1, 1, 1, true})[0].name,
+                 QString("M_20240314_1200_AB100CD.DDD")); // older, even on the smallest key
     }
 
     void driversAndOdometersAreConsistent_data() {
