@@ -25,6 +25,7 @@ const QString unit1 = "download/unit1_2403140700.V1B";
 const QString unit2 = "download/unit2_2403130600.V1B";
 
 const QByteArray noDownload(999, 'x');
+
 // What is heard when the usual files are read.
 const QString whole =
     "0% 16% 33% 50% card1 66% card2 83% unit1 100% remount done(card1,card2|unit1)";
@@ -292,9 +293,6 @@ private Q_SLOTS:
             },
             whole);
         row(
-            "open what is not a key", "16%", [](Scene& scene) { scene.host.open("nowhere"); },
-            whole);
-        row(
             "read", "33%", [](Scene& scene) { scene.host.library.read(); },
             "0% 16% 33% 0% 16% 33% 50% card1 66% card2 83% unit1 100% remount "
             "done(card1,card2|unit1) 50% card1 66% card2 83% unit1 100% remount "
@@ -386,8 +384,6 @@ private Q_SLOTS:
         const QString load = "read(): Load to RAM: \"card1_2403160900.C1B\"";
         const QString failed = "0% 50% card1 75% unit1 100% remount failed";
         row("too small", "1234", failed, {});
-        row("driver card", smallCard("card1"),
-            "0% 25% 50% card1 75% unit1 100% remount done(card1|unit1)", {load});
         row("workshop card", smallCard("card1", 2),
             "0% 50% card1 75% unit1 100% remount done(|unit1)",
             {load, "File is not a driver card file, skip:  \"card1_2403160900.C1B\""});
