@@ -6,7 +6,7 @@ const WEEKDAYS = ["Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"];
 
 const axis = byId("axis").querySelector(".track");
 const grid = byId("grid");
-let trackWidth = 1; // pixels of the axis and of each lane
+let trackWidth; // pixels of the axis and of each lane
 
 const dayWidth = () => trackWidth / state.days;
 const percent = (instant) => 100 * (instant - state.start) / (state.end - state.start);

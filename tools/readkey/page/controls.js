@@ -8,7 +8,7 @@ function dataDays() {
     let last = newest;
     for (const {start, end} of measured) {
         first = Math.min(first, start);
-        last = Math.max(last, start, end - 1);
+        last = Math.max(last, end);
     }
     return [dayOf(Math.min(first, last)), dayOf(last)];
 }
@@ -60,7 +60,7 @@ function update(all) {
     const choice = chosen();
     makeLanes(choice, all);
     if (all) {
-        trackWidth = axis.clientWidth || 1;
+        trackWidth = axis.clientWidth;
         layOutColumns();
         drawAxis();
         byId("picture").className = `${measured.length ? "" : "empty"} ${columns.length ? "by-day" : ""}`;

@@ -70,8 +70,8 @@ function midnight(day) {
 // If the clock is put back, an hour comes twice: "a" the first time, "b" the second.
 function repetition(instant) {
     const index = offsetAt(instant);
-    const putBack = (i) => (i > 0 && i < offsets.length ? offsets[i - 1][1] - offsets[i][1] : 0);
-    if (instant - offsets[index][0] < putBack(index))
+    const putBack = (i) => offsets[i - 1][1] - offsets[i][1];
+    if (index > 0 && instant - offsets[index][0] < putBack(index))
         return "b";
     return index + 1 < offsets.length && offsets[index + 1][0] - instant <= putBack(index + 1) ? "a" : "";
 }
@@ -174,7 +174,7 @@ function colours(count, item, lane) {
     const inLane = new Map();
     const everywhere = new Array(COLOURS).fill(0);
     return lanesOf.map((lanes) => {
-        const cost = everywhere.map((uses) => uses / (count + 1));
+        const cost = everywhere.map((uses) => uses / count);
         for (const id of lanes) {
             if (!inLane.has(id))
                 inLane.set(id, new Array(COLOURS).fill(0));

@@ -60,7 +60,7 @@ function stack(bars) {
 function overlap(kind, list) {
     const ends = new Map();
     return list.some((insertion) => {
-        const slot = kind === "vehicle" ? insertion.slot : 0;
+        const slot = kind === "vehicle" && insertion.slot;
         const end = ends.get(slot) || 0;
         ends.set(slot, Math.max(end, insertion.end));
         return insertion.start < end;
