@@ -102,9 +102,9 @@ function drawAxis() {
     const width = dayWidth();
     const withYears = width < 3.67; // a month is too narrow for its year
     byId("axis").classList.toggle("with-years", withYears);
-    byId("axis").classList.toggle("with-hours", width >= 120);
     if (!withYears)
         drawDays();
+    byId("axis").classList.toggle("with-hours", axis.querySelector(".time") !== null);
     if (width >= 0.7) {
         eachUnit("month", (first, behind, when) => {
             const room = visibleWidth(midnight(first), midnight(behind));
