@@ -16,8 +16,7 @@ from functools import reduce
 from pathlib import Path
 from zoneinfo import ZoneInfo
 
-from selenium import webdriver
-from selenium.webdriver import ActionChains, Keys
+from selenium.webdriver import ActionChains, Chrome, ChromeOptions, Keys
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
@@ -167,11 +166,11 @@ class PageTest(unittest.TestCase):
         cls.odd = odd_page(cls.sample)
         cls.rows = read_csv(cls.sample_key, "insertions")
         cls.large = make_page(make_key(cls.directory / "large", "--files", "36", "--days", "365"))
-        options = webdriver.ChromeOptions()
+        options = ChromeOptions()
         options.binary_location = chromium
         options.arguments.extend(CHROMIUM_OPTIONS.split())
         os.environ["TZ"] = "America/New_York"  # the page shows readkey's clock, not the browser's
-        cls.browser = webdriver.Chrome(options=options, service=Service(chromedriver))
+        cls.browser = Chrome(options=options, service=Service(chromedriver))
         cls.addClassCleanup(cls.browser.quit)
 
     def setUp(self):
@@ -443,6 +442,7 @@ class PageTest(unittest.TestCase):
                 [18, 25, 1, 8, 15, 22, 29, 5, 12, 19, 26, 4, 11])),
             "month 0-17 5 [December 2023]", "month 17-48 5 [January 2024]", "month 48-77 5 [February 2024]",
             "month 77-92 5 [March 2024]"])
+        self.assertEqual(self.marks("#grid .line:not(.month)", 92), [f"line {3 + 7 * i} 0 []" for i in range(13)])
         self.choose("period", "366")
         ends = [0, 16, 46, 77, 107, 138, 169, 199, 230, 260, 291, 322, 351, 366]
         self.assertEqual(self.marks(axis, 366), [
