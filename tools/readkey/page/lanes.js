@@ -9,6 +9,7 @@ const LANE_HEIGHTS = {edge: 0.3, driver: 1.4, other: 0.75}; // rem
 const lanesBox = byId("lanes");
 let lanes = []; // from top to bottom
 let columns = []; // the instants between the columns, first to last; empty if each insertion is a bar
+let daysInColumn; // all but the last have as many
 const seen = new IntersectionObserver((entries) => {
     for (const entry of entries) {
         if (entry.isIntersecting)
@@ -130,25 +131,11 @@ function drawBars(lane) {
 // ---------------------------------------------------------------------------------------------------
 // Days
 
-// The column of an instant within the period.
-function columnAt(instant) {
-    let low = 0;
-    let high = columns.length - 1;
-    while (high - low > 1) {
-        const middle = (low + high) >> 1;
-        if (columns[middle] <= instant)
-            low = middle;
-        else
-            high = middle;
-    }
-    return low;
-}
-
 // Calls back for each column that an item touches, with its seconds there.
 function eachColumn(item, callback) {
     const start = Math.max(item.start, state.start);
     const end = Math.min(item.end, state.end);
-    let column = columnAt(start);
+    let column = Math.floor((dayOf(start) - state.firstDay) / daysInColumn);
     do {
         callback(column, Math.min(end, columns[column + 1]) - Math.max(start, columns[column]));
     } while (columns[++column] < end);
@@ -291,8 +278,8 @@ function layOutColumns() {
     columns = [];
     if (dayWidth() >= DAY_WIDTH)
         return;
-    const step = Math.ceil(COLUMN_WIDTH / dayWidth());
-    for (let day = state.firstDay; day < state.firstDay + state.days; day += step)
+    daysInColumn = Math.ceil(COLUMN_WIDTH / dayWidth());
+    for (let day = state.firstDay; day < state.firstDay + state.days; day += daysInColumn)
         columns.push(midnight(day));
     columns.push(state.end);
 }
