@@ -7,7 +7,7 @@
 //     > its next line
 //     what it writes to the standard output, without carriage returns
 //     ! what it writes to the standard error
-//     [its status, unless it is 0]
+//     [its status, unless it is 0; below 0 the signal that ended it]
 //
 // Lines that begin with '#' are comments. shell.h says how a command is run.
 #pragma once

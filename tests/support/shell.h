@@ -10,7 +10,7 @@
 #include <csignal>
 
 struct Run {
-    int status; // 128 and the signal's number if a signal ended it, as in shells
+    int status; // below 0 the signal that ended it
     QString out;
     QString err;
 };
@@ -54,8 +54,8 @@ inline Run shell(const TestKey& key, QString script) {
     const auto text = [&key](const QByteArray& bytes) {
         return QString::fromUtf8(bytes).replace(key.mountPath(), "KEY");
     };
-    Run run{process.exitCode() + (wasKilled ? 128 : 0), text(process.readAllStandardOutput()),
-            text(process.readAllStandardError())};
+    Run run{wasKilled ? -process.exitCode() : process.exitCode(),
+            text(process.readAllStandardOutput()), text(process.readAllStandardError())};
     runs << QString("$ %1\nstatus %2, standard output:\n%3\nstandard error:\n%4")
                 .arg(script, QString::number(run.status), run.out, run.err)
                 .replace('\x1B', "\\x1B");
