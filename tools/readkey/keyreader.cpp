@@ -92,9 +92,9 @@ struct KeyReader {
     QString m_downloadDir = {};
     Listing m_listing = {};          // as it was when the key was opened
     QStringList m_vehicleFiles = {}; // names, in the order in which the library offered them
-    QMap<QString, FileCopier::Outcome> m_copies = {}; // by name
-    QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles =
-        {}; // parsed by the library
+    QMap<QString, FileCopier::Outcome> m_copies = {};                         // by name
+    QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles = {}; // from the library
+    int m_percent = 0; // done before addFiles()
     int m_failures = 0;
 
     ~KeyReader() {
@@ -147,7 +147,8 @@ struct KeyReader {
             QObject::connect(&m_key, signal, &m_key, slot);
         };
         on(&DownloadKey::progress, [this](int percent) {
-            m_progress(percent);
+            m_percent = percent / 2; // addFiles() has the other half
+            m_progress(m_percent);
             if (console::interruption() != 0)
                 m_key.close(); // ends the read() at the next file
         });
@@ -279,7 +280,8 @@ struct KeyReader {
         for (LogFile& file : m_listing.files) {
             if (console::interruption() != 0)
                 return;
-            m_progress(100 * ++done / static_cast<int>(m_listing.files.size()));
+            const int size = static_cast<int>(m_listing.files.size());
+            m_progress(m_percent + (100 - m_percent) * ++done / size);
             addFile(std::move(file));
         }
         for (const QString& name : m_copies.keys())
