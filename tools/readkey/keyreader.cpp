@@ -189,7 +189,7 @@ struct KeyReader {
     // Without the library's own read(), so that readkey itself copies and remounts.
     void readOneByOne(const QString& mountDir) {
         if (m_options.makeDownloadedDir && m_downloadDir != downloadDirOf(m_mountDir))
-            fail(QStringLiteral("no \"downloaded\" directory is made in a folder of files"));
+            fail(QStringLiteral("no \"downloaded\" directory is created in a folder of files"));
         addFiles();
         if (m_options.remount)
             remount(mountDir);
