@@ -23,7 +23,7 @@ constexpr OptionRow rows[] = {
     {"as-of", " DATE", "the day to which ages count (default: today)"},
     {"utc", "", "times in UTC (default: local time; JSON and CSV: UTC)"},
     {"copy-to", " DIR", "copy every download file to DIR (default: copy nothing)"},
-    {"downloaded-dir", "", "create a \"downloaded\" directory on it (default: do not)"},
+    {"downloaded-dir", "", "create \"downloaded\" on the key (default: do not)"},
     {"remount", "", "remount the key read-only at the end (default: do not)"},
     {"verbose", "", "the library's debug lines on standard error"},
     {"help", "", "this text", "", 'h'},
