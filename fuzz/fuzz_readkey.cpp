@@ -10,7 +10,6 @@
 
 #include <QtCore/QBuffer>
 #include <QtCore/QJsonDocument>
-#include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 
 #include <csignal>
@@ -42,35 +41,24 @@ void requireJsonLines(const QByteArray& lines) {
         require(QJsonDocument::fromJson(line).isObject(), "a line is a JSON object");
 }
 
-// Within quotes a comma or the end of a line is part of a cell.
-void requireCsv(const QByteArray& csv) {
-    static const QRegularExpression quoted(QStringLiteral("\"[^\"]*\""));
-    QStringList rows = QString::fromUtf8(csv).remove(quoted).split(QLatin1Char('\n'));
-    require(rows.takeLast().isEmpty(), "the last row ends");
-    for (const QString& row : rows)
-        require(row.count(QLatin1Char(',')) == rows[0].count(QLatin1Char(',')),
-                "each row has as many cells as the first");
-}
-
 // What names, records and options have.
-class Values : public FuzzedDataProvider {
-public:
+struct Values : FuzzedDataProvider {
     Values(const std::uint8_t* data, std::size_t size)
         : FuzzedDataProvider(data, size) {
-        for (std::string& text : m_texts)
-            text = ConsumeRandomLengthString(40);
-        m_texts[0].insert(0, "<i>");
-        for (std::uint32_t& time : m_times)
-            time = ConsumeIntegral<std::uint32_t>();
+        for (std::string& each : texts)
+            each = ConsumeRandomLengthString(40);
+        texts[0].insert(0, "<i>");
+        for (std::uint32_t& each : times)
+            each = ConsumeIntegral<std::uint32_t>();
     }
 
     unsigned char below(int limit) {
         return static_cast<unsigned char>(ConsumeIntegralInRange(0, limit - 1));
     }
-    QByteArray text() { return QByteArray::fromStdString(PickValueInArray(m_texts)); }
+    QByteArray text() { return QByteArray::fromStdString(PickValueInArray(texts)); }
     std::uint32_t time() {
         return ConsumeBool() ? PickValueInArray({0U, 1U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU})
-                             : PickValueInArray(m_times) + 43200U * below(3);
+                             : PickValueInArray(times) + 43200U * below(3);
     }
     std::uint32_t odometer() { return ConsumeBool() ? 0xFFFFFF : below(200); }
     QDate date() {
@@ -78,9 +66,8 @@ public:
                              : QDateTime::fromSecsSinceEpoch(time(), Qt::UTC).date();
     }
 
-private:
-    std::string m_texts[4];
-    std::uint32_t m_times[3];
+    std::string texts[4];
+    std::uint32_t times[3];
 };
 
 // A download's name, with the last hour of a year, for example, or one at which clocks change.
@@ -97,18 +84,12 @@ QByteArray vehicleFile(Values& values) {
     unit.plate = values.text();
     unit.plateCodePage = values.below(256);
     unit.furtherBlocks = false;
-    for (int records = values.below(10); records > 0; --records)
-        unit.days.push_back({0,
-                             0,
-                             {{values.text(),
-                               values.text(),
-                               {},
-                               values.time(),
-                               values.odometer(),
-                               values.below(3),
-                               values.time(),
-                               values.odometer(),
-                               values.below(256)}}});
+    for (int records = values.below(10); records > 0; --records) {
+        const samples::CardRecord record{values.text(), values.text(),     {},
+                                         values.time(), values.odometer(), values.below(3),
+                                         values.time(), values.odometer(), values.below(256)};
+        unit.days.push_back({0, 0, {record}});
+    }
     return samples::vehicleUnitFile(unit);
 }
 
@@ -146,8 +127,6 @@ void showAll(const readkey::Logbook& book, readkey::Options options) {
                     "the page's texts are escaped");
             if (name == "json")
                 requireJsonLines(output.data());
-            else if (name == "csv")
-                requireCsv(output.data());
         }
     }
 }
