@@ -19,8 +19,7 @@ public:
         qInstallMessageHandler(s_previous);
         QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
     }
-    DebugLines(const DebugLines&) = delete;
-    DebugLines& operator=(const DebugLines&) = delete;
+    Q_DISABLE_COPY(DebugLines)
 
 private:
     static void take(QtMsgType type, const QMessageLogContext& context, const QString& text) {

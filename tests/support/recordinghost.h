@@ -29,8 +29,7 @@ public:
             QObject::connect(&library, signal, &library, slot);
         };
         connect(&DownloadKey::error, [this](const aux::Error& err) { hear(textOf(err)); });
-        connect(&DownloadKey::progress,
-                [this](int percent) { hear(QString::number(percent) + QLatin1Char('%')); });
+        connect(&DownloadKey::progress, [this](int percent) { hear(QString("%1%").arg(percent)); });
         connect(&DownloadKey::downloadFile, [this](const QString& path, const QDateTime& time) {
             offeredPaths << path;
             offeredTimes << time;
@@ -55,7 +54,6 @@ public:
         aux::SystemHelper::setRemountHandler(nullptr);
         logging::Logger::setSink(nullptr);
     }
-    Q_DISABLE_COPY(RecordingHost)
 
     // Returns the error as text, empty for success.
     QString open(const QString& mountPath) {
@@ -113,8 +111,7 @@ private:
             numbers << card->cardNumber();
         for (const auto& unit : units)
             plates << unit->getPlateString();
-        return QStringLiteral("done(%1|%2)")
-            .arg(numbers.join(QLatin1Char(',')), plates.join(QLatin1Char(',')));
+        return QString("done(%1|%2)").arg(numbers.join(','), plates.join(','));
     }
 
     QString m_event;

@@ -6,11 +6,7 @@
 
 // A card of the given number. Its holder is Jo Sample.
 inline QByteArray smallCard(const QByteArray& number, unsigned char type = 1, int generation = 1) {
-    samples::Card card;
-    card.cardNumber = number;
-    card.type = type;
-    card.generation = generation;
-    return samples::cardFile(card);
+    return samples::cardFile({type, generation, number});
 }
 
 // A vehicle unit with this plate and, on 14 March 2024, one card insertion.
@@ -19,9 +15,6 @@ inline QByteArray smallVehicleUnit(const QByteArray& plate,
     samples::VehicleUnit unit;
     unit.plate = plate;
     unit.generation = generation;
-    unit.days.resize(1);
-    unit.days[0].date = 1710374400;
-    unit.days[0].cardRecords.resize(1);
-    unit.days[0].cardRecords[0].insertionTime = 1710374400;
+    unit.days = {{1710374400, 0, {{"Sample", "Jo", "DF00000000000100", 1710374400}}}};
     return samples::vehicleUnitFile(unit);
 }

@@ -7,9 +7,6 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QTemporaryDir>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 class TestKey {
 public:
     // Without `downloadDir` nothing is on it.
@@ -24,7 +21,6 @@ public:
 
     QString mountPath() const { return m_dir.path(); }
     QString path(const QString& name) const { return m_dir.filePath(name); }
-    bool exists(const QString& name) const { return QFile::exists(path(name)); }
 
     // Creates the file's directory, too.
     void write(const QString& name, const QByteArray& bytes) const {
@@ -36,14 +32,6 @@ public:
     }
     void makeDir(const QString& name) const {
         require(QDir().mkpath(path(name)), QStringLiteral("cannot create ") + name);
-    }
-    void makeLink(const QString& name, const QString& target) const {
-        require(::symlink(qPrintable(target), qPrintable(path(name))) == 0,
-                QStringLiteral("cannot link ") + name);
-    }
-    void makePipe(const QString& name) const {
-        require(::mkfifo(qPrintable(path(name)), 0600) == 0,
-                QStringLiteral("cannot create the pipe ") + name);
     }
     void remove(const QString& name) const {
         require(QFile::remove(path(name)) || QDir(path(name)).removeRecursively(),
