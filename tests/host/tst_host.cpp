@@ -71,7 +71,7 @@ private Q_SLOTS:
 
         const QByteArray pulled = type(1) + type(1, 2) + namesGen2; // 6, 6 and 142 bytes
         const QString unreadable = ": The card file cannot be read: Unknown error";
-        row("pulled out before the second type", pulled, 6, "1 1" + unreadable);
+        row("pulled out before the type", pulled, 5, "0 1" + unreadable);
         row("pulled out within the names", pulled, 153, "1 2" + unreadable);
     }
     void readsCardsBlockByBlock() {
