@@ -14,8 +14,7 @@ int main(int argc, char** argv) {
     const QDir folder(QString::fromLocal8Bit(argv[argc - 1]));
     const QStringList names = folder.entryList(QDir::Files);
     for (const QString& name : names) {
-        std::printf("%s\n", qPrintable(name));
-        std::fflush(stdout);
+        std::fprintf(stderr, "%s\n", qPrintable(name));
         QFile file(folder.filePath(name));
         if (!file.open(QIODevice::ReadOnly))
             return EXIT_FAILURE;

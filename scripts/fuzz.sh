@@ -15,7 +15,7 @@ if [ $# -gt 1 ] || ! [[ $seconds =~ ^([1-9][0-9]*|--keep)$ ]]; then
 fi
 
 need cmake clang libclang-rt-14-dev ninja-build qtbase5-dev
-targets=(vehicleinfo filenames cardfile key readkey)
+targets=(vehicleinfo filenames key readkey)
 build fuzz "${targets[@]/#/fuzz_}"
 work=$top/build/fuzz
 mkdir -p "$work/findings" "${targets[@]/#/$work/corpus/}" "${targets[@]/#/$work/seeds/}"
