@@ -49,8 +49,6 @@ private Q_SLOTS:
             "1 2 N2 Ann New");
         row("second generation without names", names + type(1) + type(1, 2), none,
             "1 2 N1 Ann Old");
-        row("names of the second generation alone", type(1) + namesGen2 + names, none,
-            "1 1 N1 Ann Old");
         row("signatures, unknown ids and kinds, and an empty last block",
             type(4, 1) + type(4, 3) + cardBlock(0xBEEF, 9, QByteArray(65535, 'x')) + type(1) +
                 type(4, 7) + names + empty,
@@ -58,7 +56,6 @@ private Q_SLOTS:
 
         const QString noType = "0 1: The card file has no Application_Identification";
         const QString noNames = "1 1: The card file has no Identification";
-        row("prefix alone", "\x76\x06", none, noType);
         row("type without a value", cardBlock(0x0501, 0, "") + names, none, noType);
         row("type 9", type(9), none, "0 1: The card file is of no known card type: 9");
         row("cut within a value", (type(1) + names).chopped(1), none,

@@ -1,23 +1,10 @@
-// Sample downloads against the layouts that the regulation publishes, and whole sample keys, whose
+// Sample cards against the layout that the regulation publishes, and whole sample keys, whose
 // contents stay the same.
 #include "samples/samples.h"
 #include "tests/support/datatable.h"
 #include "tests/support/lines.h"
 
-using samples::Generation;
-
 namespace {
-
-// Two company locks, one control, and a day with three insertions, four activity changes, five
-// places, six GNSS positions, two specific conditions, seven border crossings and eight loads.
-QByteArray vehicleFile(Generation generation) {
-    samples::VehicleUnit unit;
-    unit.generation = generation;
-    unit.companyLocks = 2;
-    unit.controlActivities = 1;
-    unit.days = {{0, 0, std::vector<samples::CardRecord>(3), 4, 5, 6, 2, 7, 8}};
-    return vehicleUnitFile(unit);
-}
 
 uint checksumOf(const QByteArray& bytes) {
     return qChecksum(bytes.constData(), uint(bytes.size()));
@@ -26,34 +13,11 @@ uint checksumOf(const QByteArray& bytes) {
 } // namespace
 
 Q_DECLARE_METATYPE(samples::KeyOptions)
-Q_DECLARE_METATYPE(Generation)
 
 class TestSamples : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    // Each size counts the tag, what occurs once, the records with their counts or headers, and the
-    // signature.
-    void vehicleBlocksHaveThePublishedSizes_data() {
-        const auto row = columns<Generation, QString>("generation", "blocks");
-        row("first generation", Generation::Gen1, "7601=850 7602=689 7603=913 7604=1412 7605=434");
-        row("second generation version 1", Generation::Gen2V1,
-            "7621=864 7622=1060 7623=935 7624=1356 7625=662");
-        row("second generation version 2", Generation::Gen2V2,
-            "7631=865 7632=1930 7633=935 7624=1356 7635=704");
-    }
-    void vehicleBlocksHaveThePublishedSizes() {
-        QFETCH(Generation, generation);
-        QFETCH(QString, blocks);
-        const QByteArray file = vehicleFile(generation);
-        int position = 0;
-        for (const QString& block : blocks.split(' ')) {
-            QCOMPARE(QString(file.mid(position, 2).toHex()), block.left(4));
-            position += block.mid(5).toInt();
-        }
-        QCOMPARE(position, file.size());
-    }
-
     void cardBlocksHaveThePublishedSizes_data() {
         tableRows<quint16, int, QString, QString>("cardfiles.txt", "type", "generation",
                                                   "application", "files");
