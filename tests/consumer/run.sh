@@ -9,7 +9,7 @@ device=$work/device                         # a device's root, with its librarie
 device_lib=$device/usr/lib/$tuple
 alone=$work/alone/libdownloadkey            # the sources of which the library alone is built
 
-# prepare_root ROOT: a sysroot of links to that of this build, or of this PC, which so does not change.
+# prepare_root ROOT: makes a sysroot of links to that of this build, or to this PC's files. These do not change.
 prepare_root() {
     local root=$1 libraries=$1/usr/lib/$tuple from=$sysroot folder
     rm -rf "$root"
@@ -38,7 +38,6 @@ expect_two_keys() {
     cp -r "$key" "$keys/second"
     LD_LIBRARY_PATH=$libraries run "$root" "$host" --pull "$keys/first" "$keys/second" |
         LC_ALL=C sort | uniq -c | sed 's/^ *//' | diff "$source_dir/tests/consumer/expected.txt" - || fail "$host prints something else"
-    [ -d "$keys/first-pulled" ] || fail 'the first key was not pulled'
     rm -rf "$keys"
 }
 
@@ -134,7 +133,6 @@ device) # a library that needs the stand-in, and packages or an image that hold 
     done >"$work/depends"
     grep -E 'libc6 .*libqt5core5' "$work/depends" || fail 'libdownloadkey1 does not depend on its libraries'
     grep 'libdownloadkey1 (= 1.0.0-1).* vendorhost-dev (>= 4)' "$work/depends" || fail 'the -dev packages differ'
-    grep -x 'Maintainer: Jo Maker <jo@vendor.example>' ../*.changes || fail 'the .changes file has another maintainer'
 
     git init -q && git add -A && git -c user.name=A -c user.email=a@c.invalid commit -qm Sources
     run_commands host-integration.md 'Source archive'

@@ -47,7 +47,6 @@ private Q_SLOTS:
             faults_arm(qPrintable(m_key.mountPath()), qPrintable(fault.arg(at)));
             const QString story = host.read();
             calls = faults_disarm();
-            QVERIFY2(calls > 0, "no such call was seen");
 
             QCOMPARE(QDir("/proc/self/fd").count(), descriptors);
             const bool isWholeOrNothing =

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What a build that works does not show: the architecture and the hardening of the library and the tools. Prints the
-# library's size. What the library needs is in the packages' fields, and its name in their contents.
+# What a build that works does not show: the architecture and the hardening of the library and the tools.
+# What the library needs is in the packages' fields, and its name in their contents.
 # shellcheck source=tests/support/delivery.sh.in
 . "$1"
 
@@ -32,6 +32,3 @@ done
 # makekey calls functions that _FORTIFY_SOURCE replaces, and readkey the standard library's checks.
 "$readelf" --dyn-syms -W "${tools[@]}" | grep -oE '__fprintf_chk|__glibcxx_assert_fail' | LC_ALL=C sort -u |
     diff <(printf '%s\n' __fprintf_chk __glibcxx_assert_fail) - || fail 'checks are left out'
-
-size "$library"
-echo "$(stat -L -c %s "$library") bytes with debug information"
