@@ -245,10 +245,13 @@ class PageTest(unittest.TestCase):
         return self.one("#tip").text.replace("\n", ", ")
 
     def assert_tip_of(self, selector, is_above=True):
-        self.wait(50)
-        [bar], [tip] = self.rects(selector), self.rects("#tip")
-        left = min((bar["left"] + bar["right"] - tip["width"]) / 2, self.one("html").rect["width"] - tip["width"] - 8)
-        top = bar["top"] - 8 - tip["height"] if is_above else bar["bottom"] + 8
+        for _ in range(100): # until a busy machine has drawn it
+            self.wait(50)
+            [bar], [tip] = self.rects(selector), self.rects("#tip")
+            left = min((bar["left"] + bar["right"] - tip["width"]) / 2, self.one("html").rect["width"] - tip["width"] - 8)
+            top = bar["top"] - 8 - tip["height"] if is_above else bar["bottom"] + 8
+            if abs(tip["left"] - left) <= 1 and abs(tip["top"] - top) <= 1:
+                break
         self.assertEqual([self.tip()], self.labels(selector))
         self.assertAlmostEqual(tip["left"], left, delta=1)
         self.assertAlmostEqual(tip["top"], top, delta=1)
@@ -417,6 +420,9 @@ class PageTest(unittest.TestCase):
         self.one("#insertions .note button").send_keys(Keys.ENTER)
         self.assertEqual(self.table("insertions"), [table_row(row) for row in rows])
         self.assertEqual(self.script("document.activeElement.className"), "scroller")
+        self.assertEqual(self.one("#insertions .note").text, "")
+        self.choose("driver", "nobody")
+        self.assertEqual(self.one("#insertions .note").text, "None.")
         self.one("#drivers th:nth-child(3) button").click()
         self.assertEqual([name.split()[0] for name in self.first_column("drivers")],
                          ["Jo", "Käthe", "Žofie", "Ελένη", "Pat", "Zoé", "Łucja", "Вера"])
@@ -539,7 +545,8 @@ class PageTest(unittest.TestCase):
         self.assertIsNone(self.one("#insertions details").get_attribute("open"))
         self.show(self.large)
         self.choose("period", "all")
-        self.assertRegex("".join(self.paper()), "(?s)too many insertions for paper.*ZT 135 CD")
+        found = set(re.findall("too many insertions for paper|ZT 135 CD|Withdrawn", "".join(self.paper())))
+        self.assertEqual(found, {"too many insertions for paper", "ZT 135 CD"})
 
     def test_what_is_long_is_opened_and_drawn_on_demand(self):
         self.show(self.large)
