@@ -47,31 +47,6 @@ private Q_SLOTS:
         QTEST(kindOf(name), "kind");
         QTEST(timeOf(name), "time");
     }
-
-    // In a shape '#' is a digit, '*' any byte, and any other character itself.
-    void checksEveryByte_data() {
-        const auto row = columns<QByteArray, QByteArray>("name", "shape");
-        row("DDD", "M_20240315_0830_A_9.DDD", "M_########_####_***.");
-        row("TGD", "V_A_9_20240315_0830.TGD", "V_***_########_####.");
-        row("V1B", "A_92403150830.V1B", "***##########.");
-        row("C1C", "A_92403150830.C1C", "***##########.");
-        row("A1C", "ABC123_FLEET_DEPOT_2403150830.A1C", "*******************##########.");
-        row("A1B", "ABC123_FLEETDEPOT_202403150830.A1B", "******************############.");
-    }
-    void checksEveryByte() {
-        QFETCH(QByteArray, name);
-        QFETCH(QByteArray, shape);
-        QCOMPARE(shape.size(), name.lastIndexOf('.') + 1);
-        for (int i = 0; i < shape.size() - 1; ++i) {
-            for (const char byte : QByteArray("/09:_-xX\x01\x7f")) {
-                QByteArray changed = name;
-                changed[i] = byte;
-                const bool fits = shape.at(i) == '*' || byte == shape.at(i) ||
-                                  (shape.at(i) == '#' && (byte == '0' || byte == '9'));
-                QVERIFY2(isValidFileName(changed) == fits, changed.constData());
-            }
-        }
-    }
 };
 
 QTEST_APPLESS_MAIN(FileNamesTest)
