@@ -46,26 +46,25 @@ struct Scene {
 };
 using Action = std::function<void(Scene&)>;
 
-} // namespace
-
-Q_DECLARE_METATYPE(Action)
-
-namespace {
-
 void closeKey(Scene& scene) {
     scene.host.library.close();
 }
 Action removed(const QString& file) {
     return [file](Scene& scene) { scene.key.remove(file); };
 }
+Action emptied(const QString& dir) {
+    return [dir](Scene& scene) {
+        scene.key.remove(dir);
+        scene.key.makeDir(dir);
+    };
+}
 Action written(const QString& file, const QByteArray& contents) {
     return [file, contents](Scene& scene) { scene.key.write(file, contents); };
 }
 
-const char noDownloadDir[] =
-    "libdownloadkey|open: Download directory does not exist: %1/download|0";
-
 } // namespace
+
+Q_DECLARE_METATYPE(Action)
 
 class DownloadKeyTest : public QObject {
     Q_OBJECT
@@ -120,11 +119,9 @@ private Q_SLOTS:
         QStringList lines{"Downloadkey open"};
         for (const QString& name : namesOf(skipped))
             lines << QString("DownloadKey::open() skip: \"%1\"").arg(name);
-        {
-            const DebugLines collector;
-            QCOMPARE(host.open(key), QString());
-            QCOMPARE(collector.lines, lines);
-        }
+        const DebugLines collector;
+        QCOMPARE(host.open(key), QString());
+        QCOMPARE(collector.lines, lines);
         // Every listed file of five bytes is offered, although none of them can be parsed.
         host.read();
         QCOMPARE(host.offeredPaths.replaceInStrings(QRegularExpression("^.*/"), ""),
@@ -163,7 +160,6 @@ private Q_SLOTS:
         row("two, of which the first counts", "download/2403150830.C1B DOWNLOAD/2403150830.C1B",
             "download/2403150830.C1B");
         row("a file of that name", "download DOWNLOAD/2403150830.C1B", "DOWNLOAD/2403150830.C1B");
-        row("another name", "Download/2403150830.C1B", "");
     }
     void findsTheDownloadDirectory() {
         QFETCH(QString, file);
@@ -172,10 +168,8 @@ private Q_SLOTS:
         for (const QString& name : file.split(' '))
             key.write(name, "12345");
         RecordingHost host;
-        QCOMPARE(host.open(key),
-                 offered.isEmpty() ? QString(noDownloadDir).arg(key.mountPath()) : QString());
-        host.read();
-        QCOMPARE(host.offeredPaths.value(0), offered.isEmpty() ? QString() : key.path(offered));
+        host.openAndRead(key);
+        QCOMPARE(host.offeredPaths, QStringList(key.path(offered)));
     }
 
     void createsTheDownloadedDirectory_data() {
@@ -185,74 +179,53 @@ private Q_SLOTS:
         row("disabled and enabled", true, true, false);
         row("texts", "false", "true", true);
     }
+    // It is known while a key is open.
     void createsTheDownloadedDirectory() {
         QFETCH(QVariant, disabled);
         QFETCH(QVariant, enabled);
         QFETCH(bool, isCreated);
-        const TestKey key;
-        RecordingHost host;
+        Scene scene;
+        RecordingHost& host = scene.host;
         host.configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, disabled);
         host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, enabled);
+        const QString directory = isCreated ? scene.key.path("downloaded") : QDir::currentPath();
         for (int i = 0; i < 2; ++i) { // the second open() finds what the first one created
-            QCOMPARE(host.open(key), QString());
-            QCOMPARE(QFileInfo(key.path("downloaded")).isDir(), isCreated);
-            QCOMPARE(host.library.getDownloadedDir(),
-                     isCreated ? key.path("downloaded") : QDir::currentPath());
-            QCOMPARE(host.logged, QStringList());
+            QCOMPARE(host.library.getDownloadedDir(), QString());
+            QCOMPARE(host.open(scene.key), QString());
+            QCOMPARE(QFileInfo(scene.key.path("downloaded")).isDir(), isCreated);
+            QCOMPARE(host.library.getDownloadedDir(), directory);
+            closeKey(scene);
         }
+        QCOMPARE(host.logged, QStringList());
+
+        // The last one that was created is known while another key is open.
+        host.configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, true);
+        QCOMPARE(host.open(scene.other), QString());
+        QCOMPARE(host.library.getDownloadedDir(), directory);
+        scene.other.remove("download");
+        QCOMPARE(host.library.getDownloadedDir(), QString());
     }
 
-    // The key is opened all the same. What the host does when it hears of it is done before the
-    // files are listed.
+    // First because the path is relative, then because of a file. The key is opened all the same,
+    // and what the host does when it hears of it is done before the files are listed.
     void logsThatTheDownloadedDirectoryCannotBeCreated() {
         const TestKey key;
-        key.write("downloaded", "a file");
-        RecordingHost host;
-        host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
-        host.when("log", [&] { key.write(card1, smallCard("card1")); });
-        const QString text =
-            "Could not create directory path on USB Stick: " + key.path("downloaded");
-        {
+        for (const QString& mount : {QDir().relativeFilePath(key.mountPath()), key.mountPath()}) {
+            RecordingHost host;
+            host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
+            host.when("log", [&] { key.write(card1, smallCard("card1")); });
+            const QString text =
+                "Could not create directory path on USB Stick: " + mount + "/downloaded";
             const DebugLines lines;
-            QCOMPARE(host.open(key), QString());
+            QCOMPARE(host.open(mount), QString());
             QCOMPARE(lines.lines, QStringList({"Downloadkey open",
                                                "open libdownloadkey: " + text + " (10304)"}));
+            QCOMPARE(host.logged, QStringList("2|libdownloadkey|" + text + "|10304"));
+            QCOMPARE(host.library.getDownloadedDir(), key.path("downloaded"));
+            QCOMPARE(host.read(), QString("0% 50% card1 100% remount done(card1|)"));
+            QVERIFY(!QFileInfo(key.path("downloaded")).isDir());
+            key.write("downloaded", "a file");
         }
-        QCOMPARE(host.logged, QStringList("2|libdownloadkey|" + text + "|10304"));
-        QCOMPARE(host.library.getDownloadedDir(), key.path("downloaded"));
-        QCOMPARE(host.read(), QString("0% 50% card1 100% remount done(card1|)"));
-    }
-
-    void doesNotCreateTheDownloadedDirectoryBelowARelativePath() {
-        const TestKey key;
-        const QString before = QDir::currentPath();
-        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
-        QVERIFY(QDir::setCurrent(key.path("..")));
-        RecordingHost host;
-        host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
-        QCOMPARE(host.open(QFileInfo(key.mountPath()).fileName()), QString());
-        QCOMPARE(host.logged.size(), 1);
-        QCOMPARE(QDir(key.mountPath()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-                 QStringList("download"));
-    }
-
-    // Of the key that is open, or else of the last one on which it was created.
-    void knowsTheDownloadedDirectory() {
-        Scene scene;
-        downloadkey::DownloadKey& library = scene.host.library;
-        QCOMPARE(library.getDownloadedDir(), QString());
-        QCOMPARE(scene.host.open(scene.key), QString());
-        QCOMPARE(library.getDownloadedDir(), QDir::currentPath());
-        scene.key.remove("download");
-        QCOMPARE(library.getDownloadedDir(), QString());
-        scene.key.makeDir("download");
-        scene.host.configuration.setValue(aux::SettingsCode::DownloadedDirEnabled, true);
-        QCOMPARE(scene.host.open(scene.key), QString());
-        scene.host.configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, true);
-        QCOMPARE(scene.host.open(scene.other), QString());
-        QCOMPARE(library.getDownloadedDir(), scene.key.path("downloaded"));
-        library.close();
-        QCOMPARE(library.getDownloadedDir(), QString());
     }
 
     // "put in" is before open(), "opened" is between open() and read(), and the others are what the
@@ -261,20 +234,9 @@ private Q_SLOTS:
         const auto row = columns<QString, Action, QString>("event", "action", "heard");
         const auto nothing = [](Scene& /*scene*/) {};
         row("cards, then vehicle units, then all are offered", "put in", nothing, whole);
-        row(
-            "no files", "put in",
-            [](Scene& scene) {
-                scene.key.remove("download");
-                scene.key.makeDir("download");
-            },
-            "0% remount done(|)");
-        row(
-            "second generation", "put in",
-            [](Scene& scene) {
-                scene.key.write(card2, smallCard("card2", 1, 2));
-                scene.key.write(unit1, smallVehicleUnit("unit1", Generation::Gen2V1));
-                scene.key.write(unit2, smallVehicleUnit("unit2", Generation::Gen2V2));
-            },
+        row("no files", "put in", emptied("download"), "0% remount done(|)");
+        row("second generation", "put in",
+            written(unit2, smallVehicleUnit("unit2", Generation::Gen2V2)),
             "0% 12% 25% 37% 50% card1 62% card2 75% unit1 87% unit2 100% remount "
             "done(card1,card2|unit1,unit2)");
         row("not a vehicle unit", "put in", written(unit2, noDownload),
@@ -292,12 +254,7 @@ private Q_SLOTS:
         row("a parsed card becomes empty", "50%", written(card2, ""), whole);
         row("a parsed card is removed", "50%", removed(card1),
             "0% 16% 33% 50% card2 83% unit1 100% remount failed");
-        row(
-            "a parsed card becomes a directory", "50%",
-            [](Scene& scene) {
-                scene.key.remove(card2);
-                scene.key.makeDir(card2);
-            },
+        row("a parsed card becomes a directory", "50%", emptied(card2),
             "0% 16% 33% 50% card1 66% unit1 100% remount failed");
     }
     void readsEachFile() {
@@ -346,28 +303,24 @@ private Q_SLOTS:
         QCOMPARE(scene.host.remounted, QStringList(scene.other.mountPath()));
     }
 
-    void keepsTheKeyOpenIfTheNextCannotBeOpened() {
+    // The last one stays open if the next cannot be opened.
+    void readsOneKeyAfterAnother() {
         Scene scene;
-        QCOMPARE(scene.host.open(scene.other), QString());
-        const QString noKey = scene.key.path("download");
-        QCOMPARE(scene.host.open(noKey), QString(noDownloadDir).arg(noKey));
+        QCOMPARE(scene.host.openAndRead(scene.key), whole);
+        QCOMPARE(scene.host.open(scene.other), QString()); // which has no vehicle unit
+        scene.key.makeDir("none/Download");
+        const QString noKey = scene.key.path("none");
+        const QString text =
+            "libdownloadkey|open: Download directory does not exist: %1/download|0";
+        QCOMPARE(scene.host.open(noKey), text.arg(noKey));
         QCOMPARE(scene.host.read(), QString("0% 50% card1 100% remount done(other|)"));
-        QCOMPARE(scene.host.remounted, QStringList(noKey));
+        QCOMPARE(scene.host.remounted, QStringList({scene.key.mountPath(), noKey}));
     }
 
     void findsNothingWithoutAKey() {
         RecordingHost host;
         QCOMPARE(host.read(), QString("0% remount done(|)"));
         QCOMPARE(host.remounted, QStringList("."));
-    }
-
-    void readsOneKeyAfterAnother() {
-        Scene scene;
-        for (int i = 0; i < 2; ++i) {
-            QCOMPARE(scene.host.openAndRead(scene.key), whole);
-            QCOMPARE(scene.host.openAndRead(scene.other),
-                     QString("0% 50% card1 100% remount done(other|)"));
-        }
     }
 
     // "queued" is what the host had queued at the signal before. The file at which it closes the
@@ -417,14 +370,10 @@ private Q_SLOTS:
     // Paths below the mount directory as it was given, relative here; local times, objects that
     // outlive the key, and no file of the key open while the host has its turn.
     void handsOverWhatItRead() {
-        const QString mount = "./my k\u00e9y";
         const TestKey key{QString()};
+        const QString mount = "./" + QDir().relativeFilePath(key.path("my k\u00e9y"));
         key.write("my k\u00e9y/" + card1, smallCard("card1", 1, 2));
         key.write("my k\u00e9y/" + unit1, smallVehicleUnit("unit1"));
-        const QString before = QDir::currentPath();
-        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
-        QVERIFY(QDir::setCurrent(key.mountPath()));
-
         RecordingHost host;
         QStringList openFiles;
         QObject::connect(&host.library, &DownloadKey::progress, &host.library, [&openFiles] {
