@@ -126,6 +126,8 @@ device) # a library that needs the stand-in, and packages or an image that hold 
     (cd "$work/image" && find . ! -type d) | LC_ALL=C sort |
         diff - <(printf "./usr/lib/$tuple/libdownloadkey.so.%s\n" 1 1.0.0) || fail 'the image has other files'
     expect_two_keys "$device" "$device_lib" "$alone/build-host/host"
+    [ "$("$readelf" -dW "$device_lib/libdownloadkey.so.1" | grep -cE 'NEEDED.*(aux.so.4|logger.so.2|scard.so.4)\]')" -eq 3 ] ||
+        fail "it does not need the device's libraries"
     run_commands device-build.md 'Debian packages'
     for package in libdownloadkey1 libdownloadkey-dev; do
         dpkg-deb -x "$work/alone/${package}_1.0.0-1_$architecture.deb" "$device"
