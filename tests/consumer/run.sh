@@ -63,7 +63,7 @@ expect_settings() {
 
 # Each notices what no other test does.
 case $2 in
-quotes) # a page that quotes an example wrongly
+quotes) # a page that quotes an example wrongly, and commands of a page that no test runs
     rm -rf "$work/quotes"
     mkdir -p "$work/quotes"
     awk -v folder="$work/quotes/" '
@@ -75,6 +75,12 @@ quotes) # a page that quotes an example wrongly
     for quote in "${quotes[@]}"; do
         file=$(head -n 1 "$quote")
         [[ "$(<"$source_dir/$file")" == *"$(tail -n +2 "$quote")"* ]] || fail "this does not quote $file: $quote"
+    done
+    for page in host-integration.md device-build.md; do
+        awk -v page=$page '/^## / { heading = substr($0, 4) } /^ *```sh/ { print page, heading }' "$source_dir/docs/$page"
+    done | while read -r page heading; do
+        grep -qE "run_commands $page '?$heading'?( |\)|$)" "$source_dir"/tests/{consumer,package}/*.sh ||
+            fail "no test runs the commands of $page, $heading"
     done
     ;;
 readme) # a README that shows something else than its first command prints; "[...]" is for what it leaves out
