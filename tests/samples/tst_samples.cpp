@@ -34,7 +34,8 @@ private Q_SLOTS:
         int size = 0;
         for (int position = 0; position < file.size(); position += 5 + size) {
             const QByteArray id = file.mid(position, 2).toHex().toUpper();
-            const int kind = file.at(position + 2); // data or signature of a generation
+            const auto kind = static_cast<unsigned char>(
+                file.at(position + 2)); // data or signature of a generation
             size = file.mid(position + 3, 2).toHex().toInt(nullptr, 16);
             if (kind / 2 + 1 != generation)
                 continue;
