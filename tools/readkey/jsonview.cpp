@@ -62,10 +62,13 @@ QByteArray object(Members members) {
 
 template <typename Items, typename ToJson>
 QByteArray array(const Items& items, ToJson toJson) {
-    QByteArray result;
-    for (const auto& item : items)
-        result += (result.isEmpty() ? "" : ",") + toJson(item);
-    return '[' + result + ']';
+    QByteArray result = "["; // it may grow to megabytes, so it is not copied
+    for (const auto& item : items) {
+        result += result.size() > 1 ? "," : "";
+        result += toJson(item);
+    }
+    result += ']';
+    return result;
 }
 
 QByteArray cardOf(const LogFile& file) {
@@ -156,7 +159,7 @@ void writeJson(const Logbook& book, const Options& options, QIODevice& out) {
 
 void writeSignals(downloadkey::DownloadKey& key, QIODevice& out) {
     using downloadkey::DownloadKey;
-    const auto write = [&out](Members members) { out.write(object(members) + '\n'); };
+    const auto write = [&out](Members members) { out.write(object(members).append('\n')); };
     QObject::connect(&key, &DownloadKey::progress, &key, [write](int percent) {
         write({{"event", R"("progress")"}, {"relative", QByteArray::number(percent)}});
     });

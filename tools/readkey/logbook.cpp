@@ -288,8 +288,9 @@ QString essence(const QString& text) {
 } // namespace
 
 QString nameOf(const DriverSummary& driver) {
-    const QString several = QStringLiteral(" (%1 drivers)").arg(driver.holders);
-    return orDash(driver.name) + (driver.holders > 1 ? several : QString());
+    return driver.holders > 1 ? QStringLiteral("%1 (%2 drivers)")
+                                    .arg(orDash(driver.name), QString::number(driver.holders))
+                              : orDash(driver.name);
 }
 
 std::optional<quint32> kilometres(quint32 odometer) {
