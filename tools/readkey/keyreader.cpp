@@ -13,11 +13,11 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QMap>
-#include <QtCore/QStorageInfo>
 
 #include <cerrno>
 
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -53,13 +53,18 @@ QString nameOfStray(const QString& mountDir) {
     return {};
 }
 
+// Whether a file system begins there. At a bind mount within one, a remount would change all of it.
 bool isMountPoint(const QString& directory) {
-    return QStorageInfo(directory).rootPath() == QFileInfo(directory).canonicalFilePath();
+    const QByteArray path = QFile::encodeName(directory);
+    struct stat here {};
+    struct stat above {};
+    return ::stat(path.constData(), &here) == 0 &&
+           ::stat((path + "/..").constData(), &above) == 0 && here.st_dev != above.st_dev;
 }
 
 // Remounts the file system at `mountDir` and keeps its other flags. Returns why not, or nothing.
 QString remountReadOnly(const QString& mountDir) {
-    if (!isMountPoint(mountDir)) // the file system around it would be changed
+    if (!isMountPoint(mountDir))
         return QStringLiteral("it is not a mount point");
     const QByteArray path = QFile::encodeName(mountDir);
     struct statvfs fileSystem {};
