@@ -10,6 +10,7 @@
 
 #include <QtCore/QBuffer>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 
 #include <csignal>
@@ -39,6 +40,16 @@ void requireJsonLines(const QByteArray& lines) {
     require(all.takeLast().isEmpty(), "the last line ends");
     for (const QByteArray& line : all)
         require(QJsonDocument::fromJson(line).isObject(), "a line is a JSON object");
+}
+
+// Each row has as many commas as the first, outside quotes.
+void requireCsv(const QByteArray& rows) {
+    static const QRegularExpression quoted(QStringLiteral("\"[^\"]*\""));
+    QStringList all = QString::fromUtf8(rows).remove(quoted).split(QStringLiteral("\r\n"));
+    require(all.takeLast().isEmpty(), "the last row ends");
+    for (const QString& row : all)
+        require(row.count(QLatin1Char(',')) == all[0].count(QLatin1Char(',')),
+                "a row has as many cells as the first");
 }
 
 // What names, records and options have.
@@ -127,6 +138,8 @@ void showAll(const readkey::Logbook& book, readkey::Options options) {
                     "the page's texts are escaped");
             if (name == "json")
                 requireJsonLines(output.data());
+            if (name == "csv")
+                requireCsv(output.data());
         }
     }
 }
