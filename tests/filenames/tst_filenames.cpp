@@ -34,7 +34,7 @@ class FileNamesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void names_data() {
+    void saysTheKindAndTimeOfAName_data() {
         const auto addRow =
             tableRows<QString, QString, QString>("names.txt", "name", "kind", "time");
         addRow("other white space", "M_2024\v3+5_\t8\n5_A.DDD", "!vehicle", "2024-03-05T08:05:00Z");
@@ -42,7 +42,7 @@ private Q_SLOTS:
         addRow("another extension behind a NUL", QString::fromLatin1("2403150830.V1B\0.C1B", 19),
                "vehicle", "2024-03-15T08:30:00Z");
     }
-    void names() {
+    void saysTheKindAndTimeOfAName() {
         QFETCH(QString, name);
         QTEST(kindOf(name), "kind");
         QTEST(timeOf(name), "time");

@@ -275,7 +275,7 @@ private Q_SLOTS:
         QCOMPARE(end(140000, 65535, 65535), -1); // in 32 bits the end would be 8929
     }
 
-    void gen1Overviews_data() {
+    void readsGen1Overviews_data() {
         const auto row = fileColumns();
         samples::VehicleUnit unit = unitOf(Generation::Gen1);
         for (const auto& [locks, controls] : {std::pair(0, 0), {1, 2}, {255, 255}}) {
@@ -290,9 +290,9 @@ private Q_SLOTS:
         row("no number of control activities", samples::overviewBlock(unit).left(25484), unit.plate,
             "", shortOverview);
     }
-    void gen1Overviews() { readFile(); }
+    void readsGen1Overviews() { readFile(); }
 
-    void gen1Days_data() {
+    void readsGen1Days_data() {
         const auto addRow = fileColumns();
         const auto row = [&](const QByteArray& name, const QByteArray& bytes,
                              const QString& insertions, const QString& error = "") {
@@ -329,7 +329,7 @@ private Q_SLOTS:
         cutRow(211, "100", " (VuSpecificConditionData) p:830 s:834 c:1");
         row("cut before the signature", cut.left(212), "100");
     }
-    void gen1Days() { readFile(); }
+    void readsGen1Days() { readFile(); }
 
     // Each array of an overview and a day has another type, and then too many records. What was
     // found before it stays.
@@ -362,7 +362,7 @@ private Q_SLOTS:
         QCOMPARE(bytes.mid(at), QByteArray("???"));
     }
 
-    void gen2Files_data() {
+    void readsGen2Files_data() {
         const auto row = fileColumns();
         const QString plate = "AB 123 CD";
         const QByteArray version1 = fileOf(Generation::Gen2V1, {});
@@ -403,7 +403,7 @@ private Q_SLOTS:
         row("day and one of the other version", overview + day + "\x76\x22" + day.mid(2), plate,
             "100", "");
     }
-    void gen2Files() { readFile(); }
+    void readsGen2Files() { readFile(); }
 
     void convertsPlateAndCardRecord_data() {
         const auto row =
