@@ -1,7 +1,6 @@
 #include "filecopier.h"
 
 #include "console.h"
-#include "openfile.h"
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QTemporaryFile>
@@ -42,25 +41,6 @@ int syncDirectory(const QString& path) {
     return reason == EINVAL ? 0 : reason; // a file system that has nothing to do there
 }
 
-// Creates the directory if it is missing. Returns what is wrong with it.
-QString prepare(const QString& directory, const QStringList& sources) {
-    const bool isThere = QFileInfo::exists(directory);
-    std::error_code error; // if the current directory has been removed
-    std::filesystem::path nearest = absolute(fileSystemPath(directory), error);
-    if (!isThere)
-        nearest = (nearest.has_filename() ? nearest : nearest.parent_path()).parent_path();
-    for (const QString& source : sources) {
-        if (liesIn(nearest, fileSystemPath(source)))
-            return QStringLiteral("it is on the key itself (%1)").arg(source);
-    }
-    if (::mkdir(QFile::encodeName(directory).constData(), 0777) != 0 && !isThere)
-        return QStringLiteral("it cannot be created: ") + qt_error_string(errno);
-    const int reason = isThere ? 0 : syncDirectory(directory + QLatin1String("/.."));
-    if (reason != 0)
-        return QStringLiteral("its name cannot be put onto the disk: ") + qt_error_string(reason);
-    return QFileInfo(directory).isDir() ? QString() : QStringLiteral("it is not a directory");
-}
-
 // Gives the file its name, unless the name is taken. Returns 0 or an errno.
 int giveName(QTemporaryFile& file, const QString& path) {
     const QByteArray name = QFile::encodeName(path);
@@ -78,14 +58,38 @@ int giveName(QTemporaryFile& file, const QString& path) {
 
 } // namespace
 
-bool FileCopier::open(const QStringList& sources) {
-    m_error = prepare(m_directory, sources);
-    return m_error.isEmpty();
+int openRegular(QFile& file) {
+    const int descriptor = ::open(QFile::encodeName(file.fileName()).constData(),
+                                  O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    struct stat status {};
+    if (descriptor < 0 ||
+        !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle) ||
+        ::fstat(descriptor, &status) != 0)
+        return errno;
+    return !S_ISREG(status.st_mode) ? ELOOP : status.st_size > largestDownload ? EFBIG : 0;
+}
+
+QString FileCopier::open(const QStringList& sources) {
+    const bool isThere = QFileInfo::exists(m_directory);
+    std::error_code error; // if the current directory has been removed
+    std::filesystem::path nearest = absolute(fileSystemPath(m_directory), error);
+    if (!isThere)
+        nearest = (nearest.has_filename() ? nearest : nearest.parent_path()).parent_path();
+    for (const QString& source : sources) {
+        if (liesIn(nearest, fileSystemPath(source)))
+            return QStringLiteral("it is on the key itself (%1)").arg(source);
+    }
+    if (::mkdir(QFile::encodeName(m_directory).constData(), 0777) != 0 && !isThere)
+        return QStringLiteral("it cannot be created: ") + qt_error_string(errno);
+    const int reason = isThere ? 0 : syncDirectory(m_directory + QLatin1String("/.."));
+    if (reason != 0)
+        return QStringLiteral("its name cannot be put onto the disk: ") + qt_error_string(reason);
+    return QFileInfo(m_directory).isDir() ? QString() : QStringLiteral("it is not a directory");
 }
 
 FileCopier::Outcome FileCopier::copy(const QString& path, const QDateTime& time) {
-    m_warning.clear();
-    m_isSynced = false;
+    m_message.clear();
+    m_hasCopied = true;
     QFile source(path);
     int reason = openRegular(source);
     if (reason != 0)
@@ -121,7 +125,7 @@ FileCopier::Outcome FileCopier::compare(QFile& source, const QString& copyPath) 
     if (reason != 0 && reason != EFBIG)
         return fail(QStringLiteral("the copy that is there cannot be read: ") +
                     qt_error_string(reason));
-    m_warning.clear();
+    m_message.clear();
     bool isEqual = reason == 0 && source.size() == copy.size() && source.seek(0);
     while (isEqual && console::interruption() == 0) {
         const QByteArray bytes = source.read(chunkSize);
@@ -163,7 +167,7 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QFile& target, const QDa
     constexpr auto modification = QFileDevice::FileModificationTime;
     if (!target.setFileTime(time, modification) ||
         target.fileTime(modification).toSecsSinceEpoch() != time.toSecsSinceEpoch())
-        m_warning = QStringLiteral("copied, but its modification time could not be set");
+        m_message = QStringLiteral("copied, but its modification time could not be set");
     // Only the owner may read a temporary file. FAT has no permissions and refuses to change them.
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -171,14 +175,12 @@ FileCopier::Outcome FileCopier::transfer(QFile& source, QFile& target, const QDa
     return ::fsync(target.handle()) == 0 ? Copied : fail(qt_error_string(errno));
 }
 
-bool FileCopier::sync() {
-    const int reason = m_isSynced ? 0 : syncDirectory(m_directory);
-    m_isSynced = true;
-    return reason == 0 || fail(qt_error_string(reason)) != Failed;
+int FileCopier::sync() {
+    return m_hasCopied ? syncDirectory(m_directory) : 0;
 }
 
 FileCopier::Outcome FileCopier::fail(const QString& reason) {
-    m_error = reason;
+    m_message = reason;
     return Failed;
 }
 

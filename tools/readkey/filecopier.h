@@ -1,4 +1,5 @@
-// Copies files into a directory: each whole or not at all, never overwriting another file.
+// Opens the files of a key, which may be anything, and copies them into a directory: each whole or
+// not at all, never overwriting another file.
 #pragma once
 
 #include <QtCore/QDateTime>
@@ -7,33 +8,38 @@
 
 namespace readkey {
 
+// Bytes. Vehicle units and cards hold a few megabytes at most.
+constexpr qint64 largestDownload = qint64{64} * 1024 * 1024;
+
+// How readkey opens a file on a key: for reading, without blocking, and following no link. Since
+// the directory was listed, anything may have taken its place. Returns 0 or an errno: ELOOP if it
+// is not a regular file, EFBIG if it is too large for a download. `file` may be open even then.
+int openRegular(QFile& file);
+
 class FileCopier {
 public:
     enum Outcome {
         NotAsked, // for callers without a copier
-        Copied,   // and, after sync(), on the disk; warning() may have something to say
+        Copied,   // and, after sync(), on the disk; message() may have something to say
         Kept,     // the same bytes were there already; they were not touched
-        Failed,   // error() says why; nothing was left behind
+        Failed,   // message() says why; nothing was left behind
     };
 
     explicit FileCopier(const QString& directory)
         : m_directory(directory) {}
-    ~FileCopier() { sync(); }
-    Q_DISABLE_COPY(FileCopier)
 
     // Creates the directory, one level, if it is missing. Refuses one that is, or is inside, one
-    // of the `sources`, even through links: that would not be a copy. False with error() on
-    // failure.
-    bool open(const QStringList& sources);
+    // of the `sources`, even through links: that would not be a copy. Returns why nothing can be
+    // copied there, or nothing.
+    QString open(const QStringList& sources);
 
     // Copies the file at `path`, whose bare name it keeps. `time` becomes the modification time.
     Outcome copy(const QString& path, const QDateTime& time);
 
-    // Writes the names of all copies to the disk. False with error() on failure.
-    bool sync();
+    // Writes the names of all copies to the disk, if there may be any. Returns 0 or an errno.
+    int sync();
 
-    QString error() const { return m_error; }
-    QString warning() const { return m_warning; } // of the last copy(); empty if there is none
+    QString message() const { return m_message; } // of the last copy(); empty if there is none
 
 private:
     Outcome compare(QFile& source, const QString& copyPath);
@@ -41,9 +47,8 @@ private:
     Outcome fail(const QString& reason);
 
     QString m_directory;
-    bool m_isSynced = true;
-    QString m_error;
-    QString m_warning;
+    bool m_hasCopied = false;
+    QString m_message;
 };
 
 } // namespace readkey

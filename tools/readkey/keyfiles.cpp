@@ -1,6 +1,5 @@
 #include "keyfiles.h"
 
-#include "openfile.h"
 #include "text.h"
 
 #include "downloadkey/filenames.h"
@@ -73,7 +72,7 @@ LogFile examineEntry(int directory, const char* bytes) {
 
 // Why the file cannot be read at all; empty if it can.
 QString openReason(QFile& file) {
-    const int error = openRegular(file, QIODevice::ReadOnly);
+    const int error = openRegular(file);
     if (error == ELOOP)
         return QStringLiteral("it is not a regular file");
     if (error == EFBIG)

@@ -2,7 +2,6 @@
 
 #include "console.h"
 #include "keyfiles.h"
-#include "openfile.h"
 #include "text.h"
 #include "views.h"
 
@@ -333,10 +332,10 @@ struct KeyReader {
         const QString name = QFileInfo(path).fileName();
         const FileCopier::Outcome outcome = m_copier->copy(path, time);
         if (outcome == FileCopier::Failed)
-            fail(QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->error()),
+            fail(QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->message()),
                  name);
-        else if (!m_copier->warning().isEmpty())
-            warn(m_copier->warning(), name);
+        else if (!m_copier->message().isEmpty())
+            warn(m_copier->message(), name);
         return outcome;
     }
 

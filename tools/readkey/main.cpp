@@ -39,17 +39,19 @@ QStringList keysOf(const QStringList& paths) {
 void readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
     const auto fail = [&](const QString& reason) { book.addFailure({options.copyTo, {}, reason}); };
     FileCopier copier(options.copyTo);
-    const bool isCopying = !options.copyTo.isEmpty() && copier.open(keysOf(options.paths));
-    if (!isCopying && !options.copyTo.isEmpty())
-        fail(QStringLiteral("nothing can be copied there: ") + copier.error());
+    const bool isAsked = !options.copyTo.isEmpty();
+    const QString problem = isAsked ? copier.open(keysOf(options.paths)) : QString();
+    if (!problem.isEmpty())
+        fail(QStringLiteral("nothing can be copied there: ") + problem);
+    const bool isCopying = isAsked && problem.isEmpty();
     const int count = options.paths.size();
     for (int i = 0; i < count && console::interruption() == 0; ++i) {
         readPath(options, options.paths.at(i), book, isCopying ? &copier : nullptr, events,
                  [i, count](int percent) { console::showProgress((100 * i + percent) / count); });
     }
     console::removeProgress();
-    if (isCopying && !copier.sync()) {
-        fail(QStringLiteral("the copies may not be on the disk: ") + copier.error());
+    if (const int reason = copier.sync(); reason != 0) {
+        fail(QStringLiteral("the copies may not be on the disk: ") + qt_error_string(reason));
         book.doubtCopies();
     }
 }
