@@ -291,12 +291,14 @@ class PageTest(unittest.TestCase):
     def test_summary_is_that_of_the_csv_with_scripts_and_without(self):
         with_script = {name: self.table(name) for name in ("vehicles", "drivers", "failures", "files")}
         self.assertEqual(with_script["vehicles"], [" | ".join([
-            row["plate"], minute(row["downloaded"]), row["ageDays"], row["insertions"], row["drivers"],
-            hours(int(row["cardInSeconds"])), grouped(row["kilometres"]), row["kilometresWithoutCard"]])
+            row["plate"], minute(row["downloaded"]), f"{row['ageDays']} d", row["insertions"], row["drivers"],
+            hours(int(row["cardInSeconds"])) + " h", grouped(row["kilometres"]), row["kilometresWithoutCard"],
+            row["kilometresWithoutData"]])
             for row in read_csv(self.sample_key, "vehicles")])
         self.assertEqual(with_script["drivers"], [" | ".join([
-            row["driver"], row["cardNumber"] or "-", row["ageDays"] + " overdue" if row["ageDays"] else "never",
-            row["vehicles"], row["insertions"], hours(int(row["cardInSeconds"])), grouped(row["kilometres"])])
+            row["driver"], row["cardNumber"] or "-", row["generation"] or "-",
+            minute(row["downloaded"]) if row["downloaded"] else "-", row["ageDays"] + " d overdue" if row["ageDays"] else "never",
+            row["insertions"], row["vehicles"], hours(int(row["cardInSeconds"])) + " h", grouped(row["kilometres"])])
             for row in read_csv(self.sample_key, "drivers")])
         self.assertEqual(self.each("datalist option", "node.value"), self.first_column("drivers") + self.first_column("vehicles"))
         self.assertEqual(self.one("#drivers summary").text, "Drivers 8 8 overdue")
@@ -423,7 +425,7 @@ class PageTest(unittest.TestCase):
         self.assertEqual(self.one("#insertions .note").text, "")
         self.choose("driver", "nobody")
         self.assertEqual(self.one("#insertions .note").text, "None.")
-        self.one("#drivers th:nth-child(3) button").click()
+        self.one("#drivers th:nth-child(5) button").click()
         self.assertEqual([name.split()[0] for name in self.first_column("drivers")],
                          ["Jo", "Käthe", "Žofie", "Ελένη", "Pat", "Zoé", "Łucja", "Вера"])
 

@@ -455,6 +455,8 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     sumUp(m_book);
     if (filter.isActive())
         filterOthers(m_book, filter);
+    for (const DriverSummary& driver : m_book.drivers)
+        m_book.hasSharedNames |= driver.holders > 1;
     number(m_book);
     return std::move(m_book);
 }

@@ -206,6 +206,7 @@ struct Logbook {
     std::vector<Failure> failures;
     std::vector<Failure> warnings; // what is odd, but no failure
     bool hasSeveralKeys = false;   // so that a file's name does not say which file it is
+    bool hasSharedNames = false;   // so that a driver's name does not say who it is
     Totals totals;                 // of all vehicles
     Totals crossing;
     FileCounts counts;

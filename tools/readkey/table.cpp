@@ -1,5 +1,6 @@
 #include "table.h"
 
+#include <QtCore/QLocale>
 #include <QtCore/QVector>
 
 #include <algorithm>
@@ -12,6 +13,7 @@ namespace readkey {
 namespace {
 
 constexpr int shortestName = 12;
+constexpr int longestPath = 30; // that is not on a line of its own
 
 // The text cut to `width` columns, with an ellipsis at its end.
 QString shortened(const QString& text, int width) {
@@ -20,6 +22,10 @@ QString shortened(const QString& text, int width) {
     while (!codePoints.isEmpty() && displayWidth(result()) > width - 1)
         codePoints.removeLast();
     return result() + QChar(0x2026);
+}
+
+QByteArray classOf(const QByteArray& style) {
+    return style.isEmpty() ? "" : " class=\"" + style.trimmed() + '"';
 }
 
 } // namespace
@@ -43,35 +49,50 @@ QString Paper::alarm(const QString& text) const {
     return isColoured ? QLatin1String("\033[31m") + text + QLatin1String("\033[0m") : text;
 }
 
+QString Paper::number(qint64 number) const {
+    return isPage ? grouped(number) : QString::number(number);
+}
+
+QString Paper::grouped(qint64 number) const {
+    return QLocale(isPage ? QLocale::French : QLocale::English).toString(number);
+}
+
+QString Paper::hours(qint64 seconds) const {
+    if (!isPage)
+        return QString::number(static_cast<double>(seconds) / 3600, 'f', 1) + QStringLiteral(" h");
+    return grouped(seconds / 3600) + QString::asprintf(":%02lld h", seconds / 60 % 60);
+}
+
 Table::Table(std::initializer_list<Column> columns)
     : m_columns(columns) {
-    std::vector<QString> titles;
+    QStringList titles;
     for (const Column& column : columns)
-        titles.push_back(QLatin1String(column.title));
+        titles += QLatin1String(column.title);
     addRow(titles);
 }
 
-void Table::addRow(const std::vector<QString>& cells, bool isAlarm) {
-    if (cells.size() != m_columns.size())
-        qFatal("the table of \"%s\" has %zu columns, but a row of it has %zu cells",
+void Table::addRow(const QStringList& cells, const QByteArray& style) {
+    if (static_cast<size_t>(cells.size()) != m_columns.size())
+        qFatal("the table of \"%s\" has %zu columns, but a row of it has %d cells",
                m_columns.front().title, m_columns.size(), cells.size());
+    Row& row = m_rows.emplace_back();
+    row.style = style;
     for (const QString& cell : cells) {
         const QString text = printable(cell);
-        m_cells.push_back({text, displayWidth(text)});
+        row.cells.push_back({text, displayWidth(text)});
     }
-    m_alarms.push_back(isAlarm);
 }
 
 // An empty column has no width, whatever its title.
 std::vector<int> Table::widestCells() const {
     std::vector<int> widths(m_columns.size());
-    for (size_t i = widths.size(); i < m_cells.size(); ++i) {
-        const size_t column = i % widths.size();
-        const int width = m_cells[i].width;
-        const int limit = m_columns[column].limit;
-        const int wanted = limit == 0 || width <= limit ? width : 0;
-        if (width > 0)
-            widths[column] = std::max({widths[column], m_cells[column].width, wanted});
+    for (size_t row = 1; row < m_rows.size(); ++row) {
+        for (size_t i = 0; i < widths.size(); ++i) {
+            const int width = m_rows[row].cells[i].width;
+            const bool fits = m_columns[i].kind != Path || width <= longestPath;
+            if (width > 0)
+                widths[i] = std::max({widths[i], m_rows[0].cells[i].width, fits ? width : 0});
+        }
     }
     return widths;
 }
@@ -82,7 +103,7 @@ bool Table::shortenNames(std::vector<int>& widths, int terminal) const {
     for (const int width : widths)
         tooMuch += width == 0 ? 0 : 2 + width;
     for (size_t i = widths.size(); i-- > 0 && tooMuch > 0;) {
-        if (!m_columns[i].isName || widths[i] <= shortestName)
+        if (m_columns[i].kind < Name || widths[i] <= shortestName)
             continue;
         const int cut = std::min(tooMuch, widths[i] - shortestName);
         widths[i] -= cut;
@@ -106,27 +127,26 @@ std::vector<int> Table::columnWidths(const Paper& paper) const {
     }
 }
 
-QString Table::line(size_t row, const std::vector<int>& widths) const {
+QString Table::line(const Row& row, const std::vector<int>& widths) const {
     QString result;
     int position = 0;
     for (size_t i = 0; i < widths.size(); ++i) {
         if (widths[i] == 0)
             continue;
-        Cell cell = m_cells[row * widths.size() + i];
-        if (cell.width > widths[i] && m_columns[i].limit == 0) {
-            cell.text = shortened(cell.text, widths[i]);
-            cell.width = displayWidth(cell.text);
-        } else if (cell.width > widths[i]) {
+        Cell cell = row.cells[i];
+        if (cell.width > widths[i] && m_columns[i].kind == Path) {
             result += QLatin1String("  ") + cell.text + QLatin1Char('\n') +
                       QString(position, QLatin1Char(' '));
             cell = {{}, 0};
+        } else if (cell.width > widths[i]) {
+            cell.text = shortened(cell.text, widths[i]);
+            cell.width = displayWidth(cell.text);
         }
         position += 2 + widths[i];
         const int blanks = widths[i] - cell.width;
-        const bool isRight = m_columns[i].isRight;
-        result.resize(result.size() + 2 + (isRight ? blanks : 0), QLatin1Char(' '));
-        result += cell.text;
-        result.resize(result.size() + (isRight ? 0 : blanks), QLatin1Char(' '));
+        const bool isRight = m_columns[i].kind == Right;
+        result += QString(2 + (isRight ? blanks : 0), QLatin1Char(' ')) + cell.text +
+                  QString(isRight ? 0 : blanks, QLatin1Char(' '));
     }
     while (result.endsWith(QLatin1Char(' ')))
         result.chop(1);
@@ -135,10 +155,12 @@ QString Table::line(size_t row, const std::vector<int>& widths) const {
 
 QString Table::text(const Paper& paper) const {
     const std::vector<int> widths = columnWidths(paper);
-    QString result = paper.heading(line(0, widths));
-    for (size_t row = 1; row < m_alarms.size(); ++row) {
-        const QString text = line(row, widths);
-        result += (m_alarms[row] ? paper.alarm(text) : text) + QLatin1Char('\n');
+    QString result = paper.heading(line(m_rows[0], widths));
+    for (size_t i = 1; i < m_rows.size(); ++i) {
+        const QByteArray& style = m_rows[i].style;
+        const QString text = line(m_rows[i], widths);
+        result += (style == "failed" || style.startsWith("overdue") ? paper.alarm(text) : text) +
+                  QLatin1Char('\n');
     }
     return result;
 }
@@ -146,6 +168,48 @@ QString Table::text(const Paper& paper) const {
 QString Table::section(const char* title, const Paper& paper) const {
     return isEmpty() ? paper.heading(QLatin1String(title) + QLatin1String(": none"))
                      : paper.heading(QLatin1String(title)) + text(paper);
+}
+
+QHash<QByteArray, QByteArray> Table::markup(const Paper& paper) const {
+    constexpr int longest = 20; // of those that are open
+    QByteArray titles;
+    QByteArray body;
+    int count = -1; // without the titles
+    int overdue = 0;
+    const std::vector<int> widths = widestCells();
+    size_t header = widths.size() - 1;
+    while (m_columns[header].kind < Name)
+        --header;
+    for (size_t row = 0, next = 1; row < m_rows.size(); row = next++) {
+        QByteArray style = m_rows[row].style;
+        for (; next < m_rows.size() && m_rows[next].cells[header].text.isEmpty(); ++next)
+            style = std::max(style, m_rows[next].style); // none, or "overdue"
+        QByteArray& lines = row == 0 ? titles : body;
+        lines += "<tr" + classOf(style) + '>';
+        for (size_t i = 0; i < widths.size(); ++i) {
+            if (widths[i] == 0 && !isEmpty())
+                continue;
+            QStringList texts;
+            for (size_t part = row; part < next; ++part)
+                texts += m_rows[part].cells[i].text.toHtmlEscaped();
+            texts.removeAll({});
+            const QByteArray tag = row == 0      ? "th scope=\"col\""
+                                   : i == header ? "th scope=\"row\""
+                                                 : "td";
+            lines += '<' + tag +
+                     classOf((m_columns[i].kind == Right ? "number " : "") +
+                             QByteArray(m_columns[i].style)) +
+                     '>' + texts.join(QLatin1String("<br>\n")).toUtf8() + "</" + tag.left(2) + '>';
+        }
+        lines += "</tr>\n";
+        ++count;
+        overdue += style.startsWith("overdue") ? 1 : 0;
+    }
+    return {{"HEAD", titles},
+            {"BODY", body},
+            {"OPEN", count > longest ? "" : " open"},
+            {"COUNT", paper.number(count).toUtf8()},
+            {"OVERDUE", paper.number(overdue).toUtf8()}};
 }
 
 } // namespace readkey

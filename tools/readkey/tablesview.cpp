@@ -3,22 +3,11 @@
 #include "table.h"
 #include "views.h"
 
-#include <QtCore/QLocale>
-
 #include <limits>
 
 namespace readkey {
 
 namespace {
-
-// "1,240"
-QString grouped(qint64 number) {
-    return QLocale(QLocale::English).toString(number);
-}
-
-QString hours(qint64 seconds) {
-    return QString::number(static_cast<double>(seconds) / 3600, 'f', 1) + QStringLiteral(" h");
-}
 
 // "95 d", "95 d overdue", or "never".
 QString ageText(const Download& download) {
@@ -27,34 +16,18 @@ QString ageText(const Download& download) {
     return QString::number(*download.age) + QLatin1String(download.isOverdue ? " d overdue" : " d");
 }
 
-// "3: 1,240 km, 31.5 h", and the kilometres without a card or data; empty if nothing crosses.
-QString crossingText(const Totals& totals, const char* link = ": ") {
-    QStringList parts;
-    const auto add = [&parts](qint64 kilometres, const char* what) {
-        if (kilometres > 0)
-            parts.append(grouped(kilometres) + QLatin1String(what));
-    };
-    if (totals.insertions > 0)
-        parts = QStringList{grouped(totals.insertions) + QLatin1String(link) +
-                                grouped(totals.kilometres) + QStringLiteral(" km"),
-                            hours(totals.seconds)};
-    add(totals.kilometresWithoutCard, " km without card");
-    add(totals.kilometresWithoutData, " km without data");
-    return parts.join(QStringLiteral(", "));
-}
-
-// The same as a line.
-QString crossingLine(const Totals& totals) {
-    const QString text =
-        crossingText(totals, totals.insertions == 1 ? " of these crosses the period: "
-                                                    : " of these cross the period: ");
+// crossingText() as a line.
+QString crossingLine(const Totals& totals, const Paper& paper) {
+    const QString text = crossingText(totals, paper,
+                                      totals.insertions == 1 ? " of these crosses the period: "
+                                                             : " of these cross the period: ");
     const QLatin1String begin(totals.insertions > 0 ? "  " : "  Crossing the period: ");
     return text.isEmpty() ? text : begin + text + QLatin1Char('\n');
 }
 
-QString openingText(const Logbook& book, const Options& options) {
+QString openingText(const Logbook& book, const Options& options, const Paper& paper) {
     QString result = QStringLiteral("Times are %1\nAges count to %2\n")
-                         .arg(Clock{options.utc}.zone(), book.asOf.toString(Qt::ISODate));
+                         .arg(paper.clock.zone(), book.asOf.toString(Qt::ISODate));
     if (book.counts.fromFuture > 0)
         result += QStringLiteral("From the future, and not counted: %1\n")
                       .arg(counted(book.counts.fromFuture, "download"));
@@ -62,43 +35,7 @@ QString openingText(const Logbook& book, const Options& options) {
         result += QStringLiteral("Only what matches the filter is shown: %1 of %2\n")
                       .arg(book.insertions.size())
                       .arg(counted(book.insertionsFound, "insertion"));
-    return result + crossingLine(book.crossing) + QLatin1Char('\n');
-}
-
-// A line for each card; only the first has the totals.
-void addDriver(Table& table, const Logbook& book, const DriverSummary& driver, const Clock& clock) {
-    bool isFirst = true;
-    const auto once = [&isFirst](const QString& text) { return isFirst ? text : QString(); };
-    for (const CardSummary& card : driver.cards) {
-        const Download& download = card.lastDownload;
-        table.addRow(
-            {once(nameOf(driver)), orDash(card.number),
-             card.generation > 0 ? QString::number(card.generation) : QStringLiteral("-"),
-             clock.minute(download.time),
-             (book.counts.driverCards == 0 ? QStringLiteral("no card files") : ageText(download)) +
-                 QLatin1String(card.counts || !download.age ? "" : ", not counted"),
-             once(QString::number(driver.totals.insertions)),
-             once(QString::number(driver.vehicles)), once(hours(driver.totals.seconds)),
-             once(QString::number(driver.totals.kilometres)), once(crossingText(driver.crossing))},
-            download.isOverdue);
-        isFirst = false;
-    }
-}
-
-QString driversText(const Logbook& book, const Paper& paper) {
-    Table table({Column::name("Driver"), Column::left("Card number", 7), Column::left("Gen", 1),
-                 Column::left("Card downloaded", 4), Column::left("Age"), Column::right("Ins.", 3),
-                 Column::right("Vehicles", 2), Column::right("Card in", 6), Column::right("km"),
-                 Column::left("Crossing the period", 5)});
-    bool isAmbiguous = false;
-    for (const DriverSummary& driver : book.drivers) {
-        addDriver(table, book, driver, paper.clock);
-        isAmbiguous |= driver.holders > 1;
-    }
-    return table.section("Drivers", paper) +
-           (isAmbiguous ? QStringLiteral("  If several drivers have one name, an insertion may be "
-                                         "of any of them.\n")
-                        : QString());
+    return result + crossingLine(book.crossing, paper) + QLatin1Char('\n');
 }
 
 QString slotName(quint16 slot) {
@@ -129,9 +66,13 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
     auto insertion = book.insertions.begin();
     auto gap = book.gaps.begin();
     for (const VehicleSummary& vehicle : book.vehicles) {
-        Table table({Column::name("Driver"), Column::left("Slot", 3), Column::left("From"),
-                     Column::left("To", 4), Column::right("km from", 1), Column::right("km to", 2),
-                     Column::right("km")});
+        Table table({{"Driver", Name},
+                     {"Slot", Left, 3},
+                     {"From"},
+                     {"To", Left, 4},
+                     {"km from", Right, 1},
+                     {"km to", Right, 2},
+                     {"km", Right}});
         const auto addGapsUntil = [&](qint64 time) {
             for (; gap != book.gaps.end() && gap->vehicle == &vehicle && gap->to <= time; ++gap)
                 addStretch(table, QStringLiteral("(no %1)").arg(QLatin1String(gapNames[gap->kind])),
@@ -145,37 +86,9 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
         const QString rows =
             table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper);
         out.write((QLatin1Char('\n') + paper.heading(vehicleHeading(vehicle, paper.clock)) + rows +
-                   crossingLine(vehicle.crossing))
+                   crossingLine(vehicle.crossing, paper))
                       .toUtf8());
     }
-}
-
-QString vehicleTotals(const Logbook& book, const Paper& paper) {
-    Table table({Column::name("Vehicle"), Column::left("Downloaded", 3), Column::left("Age"),
-                 Column::right("Ins.", 2), Column::right("Drivers", 1), Column::right("Card in", 5),
-                 Column::right("km", 6), Column::right("km without card"),
-                 Column::right("km without data", 7), Column::left("Crossing the period", 4)});
-    for (const VehicleSummary& vehicle : book.vehicles) {
-        const Totals& totals = vehicle.totals;
-        table.addRow(
-            {orDash(vehicle.plate), paper.clock.minute(vehicle.lastDownload.time),
-             ageText(vehicle.lastDownload), QString::number(totals.insertions),
-             QString::number(vehicle.drivers), hours(totals.seconds),
-             QString::number(totals.kilometres), QString::number(totals.kilometresWithoutCard),
-             QString::number(totals.kilometresWithoutData), crossingText(vehicle.crossing)},
-            vehicle.lastDownload.isOverdue);
-    }
-    return table.section("Vehicles", paper);
-}
-
-QString filesText(const Logbook& book, const Paper& paper) {
-    Table table({Column::name("Key", 30), Column::left("Copy"), Column::name("Name", 30),
-                 Column::left("Contents")});
-    for (const LogFile& file : book.files)
-        table.addRow({book.hasSeveralKeys ? file.key : QString(),
-                      QLatin1String(copyNames[file.copy]), file.name, file.contents},
-                     file.status == LogFile::Failed || file.copy == FileCopier::Failed);
-    return table.section("Files", paper);
 }
 
 QString failuresText(const Logbook& book, const Paper& paper) {
@@ -214,16 +127,102 @@ QString countsText(const Logbook& book) {
     return result + QStringLiteral(".\n");
 }
 
+QString driversText(const Logbook& book, const Paper& paper) {
+    return driverTable(book, paper).section("Drivers", paper) +
+           (book.hasSharedNames ? QStringLiteral("  If several drivers have one name, an insertion "
+                                                 "may be of any of them.\n")
+                                : QString());
+}
+
 QString closingText(const Logbook& book, const Paper& paper) {
-    return QLatin1Char('\n') + filesText(book, paper) + failuresText(book, paper) +
-           QLatin1Char('\n') + countsText(book);
+    return QLatin1Char('\n') + fileTable(book, paper).section("Files", paper) +
+           failuresText(book, paper) + QLatin1Char('\n') + countsText(book);
 }
 
 } // namespace
 
+QString crossingText(const Totals& totals, const Paper& paper, const char* link) {
+    QStringList parts;
+    const auto add = [&](qint64 kilometres, const char* what) {
+        if (kilometres > 0)
+            parts.append(paper.grouped(kilometres) + QLatin1String(what));
+    };
+    if (totals.insertions > 0)
+        parts = QStringList{paper.grouped(totals.insertions) + QLatin1String(link) +
+                                paper.grouped(totals.kilometres) + QStringLiteral(" km"),
+                            paper.hours(totals.seconds)};
+    add(totals.kilometresWithoutCard, " km without card");
+    add(totals.kilometresWithoutData, " km without data");
+    return parts.join(QStringLiteral(", "));
+}
+
+Table vehicleTable(const Logbook& book, const Paper& paper) {
+    Table table({Column{"Vehicle", Name}, Column{"Downloaded", Left, 3},
+                 Column{"Age", Left, 0, "number age"}, Column{"Ins.", Right, 2},
+                 Column{"Drivers", Right, 1}, Column{"Card in", Right, 5}, Column{"km", Right, 6},
+                 Column{"km without card", Right, 0, "without"},
+                 Column{"km without data", Right, 7}, Column{"Crossing the period", Left, 4}});
+    for (const VehicleSummary& vehicle : book.vehicles) {
+        const Totals& totals = vehicle.totals;
+        table.addRow({orDash(vehicle.plate), paper.clock.minute(vehicle.lastDownload.time),
+                      ageText(vehicle.lastDownload), paper.number(totals.insertions),
+                      paper.number(vehicle.drivers), paper.hours(totals.seconds),
+                      paper.number(totals.kilometres), paper.number(totals.kilometresWithoutCard),
+                      paper.number(totals.kilometresWithoutData),
+                      crossingText(vehicle.crossing, paper)},
+                     QByteArray(vehicle.lastDownload.isOverdue ? "overdue" : "") +
+                         (totals.kilometresWithoutCard > 0 ? " gaps" : ""));
+    }
+    return table;
+}
+
+// A line for each card; only the first has the totals.
+Table driverTable(const Logbook& book, const Paper& paper) {
+    Table table({Column{"Driver", Name}, Column{"Card number", Left, 7, "cards"},
+                 Column{"Gen", Left, 1, "detail"}, Column{"Card downloaded", Left, 4, "detail"},
+                 Column{"Age", Left, 0, "number age"}, Column{"Ins.", Right, 3},
+                 Column{"Vehicles", Right, 2}, Column{"Card in", Right, 6}, Column{"km", Right},
+                 Column{"Crossing the period", Left, 5}});
+    for (const DriverSummary& driver : book.drivers) {
+        QString name = nameOf(driver);
+        QStringList totals{paper.number(driver.totals.insertions), paper.number(driver.vehicles),
+                           paper.hours(driver.totals.seconds),
+                           paper.number(driver.totals.kilometres),
+                           crossingText(driver.crossing, paper)};
+        for (const CardSummary& card : driver.cards) {
+            const Download& download = card.lastDownload;
+            const QString age =
+                book.counts.driverCards == 0 ? QStringLiteral("no card files") : ageText(download);
+            table.addRow(
+                QStringList{
+                    name, orDash(card.number),
+                    card.generation > 0 ? QString::number(card.generation) : QStringLiteral("-"),
+                    paper.clock.minute(download.time),
+                    age + QLatin1String(card.counts || !download.age ? "" : ", not counted")} +
+                    totals,
+                download.isOverdue ? "overdue" : "");
+            name.clear();
+            std::fill(totals.begin(), totals.end(), QString());
+        }
+    }
+    return table;
+}
+
+Table fileTable(const Logbook& book, const Paper& paper) {
+    Table table({Column{"Key", Path}, Column{"Copy"}, Column{"Name", Path}, Column{"Downloaded"},
+                 Column{"Contents"}});
+    for (const LogFile& file : book.files)
+        table.addRow({book.hasSeveralKeys ? file.key : QString(),
+                      QLatin1String(copyNames[file.copy]), file.name,
+                      paper.isPage ? paper.clock.minute(file.downloaded) : QString(),
+                      file.contents},
+                     file.copy == FileCopier::Failed ? "failed" : statusNames[file.status]);
+    return table;
+}
+
 void writeTables(const Logbook& book, const Options& options, QIODevice& out) {
     const Paper paper = Paper::ofStandardOutput(options.utc);
-    out.write((openingText(book, options) + driversText(book, paper)).toUtf8());
+    out.write((openingText(book, options, paper) + driversText(book, paper)).toUtf8());
     if (book.vehicles.empty())
         out.write('\n' + paper.heading(QStringLiteral("Vehicles: none")).toUtf8());
     writeVehicles(book, paper, out);
@@ -232,7 +231,8 @@ void writeTables(const Logbook& book, const Options& options, QIODevice& out) {
 
 void writeSummary(const Logbook& book, const Options& options, QIODevice& out) {
     const Paper paper = Paper::ofStandardOutput(options.utc);
-    out.write((openingText(book, options) + vehicleTotals(book, paper) + QLatin1Char('\n') +
+    out.write((openingText(book, options, paper) +
+               vehicleTable(book, paper).section("Vehicles", paper) + QLatin1Char('\n') +
                driversText(book, paper) + closingText(book, paper))
                   .toUtf8());
 }

@@ -10,6 +10,9 @@
 
 namespace readkey {
 
+class Table;
+struct Paper;
+
 struct View {
     const char* option; // without dashes; null: the default
     bool intoFile;      // the value names the file to write; "-" is standard output
@@ -19,6 +22,12 @@ struct View {
 
 void writeTables(const Logbook& book, const Options& options, QIODevice& out);
 void writeSummary(const Logbook& book, const Options& options, QIODevice& out);
+// What the tables and the page share.
+Table vehicleTable(const Logbook& book, const Paper& paper);
+Table driverTable(const Logbook& book, const Paper& paper);
+Table fileTable(const Logbook& book, const Paper& paper);
+// "3: 1,240 km, 31.5 h", and the kilometres without a card or data; empty if nothing crosses.
+QString crossingText(const Totals& totals, const Paper& paper, const char* link = ": ");
 void writeJson(const Logbook& book, const Options& options, QIODevice& out);
 void writeCsv(const Logbook& book, const Options& options, QIODevice& out);
 QStringList csvKinds(); // the arguments that --csv takes, the default first
