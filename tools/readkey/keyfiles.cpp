@@ -33,22 +33,25 @@ void set(LogFile& file, LogFile::Status status, const QString& reason) {
     file.reason = reason;
 }
 
-QString tooLargeText(qint64 size) {
-    return QStringLiteral("too large for a download (%1)")
-        .arg(QLocale::c().formattedDataSize(size, 0, QLocale::DataSizeTraditionalFormat));
+// Why openRegular() does not open a file of that size.
+QString openReason(int error, qint64 size) {
+    if (error == ELOOP)
+        return QStringLiteral("it is not a regular file");
+    if (error == EFBIG)
+        return QStringLiteral("too large for a download (%1)")
+            .arg(QLocale::c().formattedDataSize(size, 0, QLocale::DataSizeTraditionalFormat));
+    return QStringLiteral("cannot be read: ") + qt_error_string(error);
 }
 
 // Judges one directory entry by its name and by what the file system says of it.
 LogFile examineEntry(int directory, const char* bytes) {
-    QTextCodec::ConverterState state;
-    const QString name = QTextCodec::codecForName("UTF-8")->toUnicode(
-        bytes, static_cast<int>(qstrlen(bytes)), &state);
+    const QString name = QString::fromUtf8(bytes);
     LogFile file = fileOf(name);
     struct stat status {};
     const bool isSeen = ::fstatat(directory, bytes, &status, AT_SYMLINK_NOFOLLOW) == 0;
     file.size = status.st_size;
     if (!isSeen)
-        set(file, LogFile::Failed, QStringLiteral("cannot be read: ") + qt_error_string(errno));
+        set(file, LogFile::Failed, openReason(errno, 0));
     else if (S_ISDIR(status.st_mode))
         set(file, LogFile::Skipped, QStringLiteral("it is a directory"));
     else if (S_ISLNK(status.st_mode))
@@ -61,27 +64,12 @@ LogFile examineEntry(int directory, const char* bytes) {
         set(file, LogFile::Skipped, QStringLiteral("it is not named like one"));
     else if (!file.downloaded)
         set(file, LogFile::Skipped, QStringLiteral("its name has no valid date and time"));
-    else if (state.invalidChars > 0 || state.remainingChars > 0)
+    else if (name.toUtf8() != bytes) // Qt also drops a byte-order mark
         set(file, LogFile::Failed, QStringLiteral("cannot be read: its name is not valid UTF-8"));
-    else if (file.size > largestDownload)
-        set(file, LogFile::Failed, tooLargeText(file.size));
-    else if (::faccessat(directory, bytes, R_OK, 0) != 0)
-        set(file, LogFile::Failed, QStringLiteral("cannot be read: ") + qt_error_string(errno));
+    else if (file.size > largestDownload || ::faccessat(directory, bytes, R_OK, 0) != 0)
+        set(file, LogFile::Failed,
+            openReason(file.size > largestDownload ? EFBIG : errno, file.size));
     return file;
-}
-
-// Why the file cannot be read at all; empty if it can.
-QString openReason(QFile& file) {
-    const int error = openRegular(file);
-    if (error == ELOOP)
-        return QStringLiteral("it is not a regular file");
-    if (error == EFBIG)
-        return tooLargeText(file.size());
-    if (error != 0)
-        return QStringLiteral("cannot be read: ") + qt_error_string(error);
-    if (file.size() < downloadkey::smallestUsableFile)
-        return QStringLiteral("the file is too small (%1 bytes)").arg(file.size());
-    return {};
 }
 
 // What a file that is not a download is, by its first bytes; empty if that is not known.
@@ -109,20 +97,20 @@ aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file)
     const QDateTime time = QDateTime::fromSecsSinceEpoch(file.downloaded.value_or(0), Qt::UTC);
     scard::SCardGeneric generic(device, time, scard::FilenameRegion::Unknown);
     aux::Error error = generic.readCardInfo();
-    std::shared_ptr<scard::SCardGeneric> specific;
-    if (error.isEmpty() && isDriverCard(generic.getCardType())) {
-        specific = key.generateSpecific(generic);
-        error = specific->calcDataSize();
-        if (error.isEmpty())
-            error = specific->readData();
-    }
     if (!error.isEmpty())
         return error;
-    const scard::SCardGeneric& card = specific ? *specific : generic;
-    file.cardType = card.getCardType();
-    file.cardGeneration = card.is2ndGeneneration() ? 2 : 1;
-    file.cardNumber = card.cardNumber();
-    file.holder = card.holderName();
+    const std::shared_ptr<scard::SCardGeneric> card = key.generateSpecific(generic);
+    if (isDriverCard(card->getCardType())) {
+        error = card->calcDataSize();
+        if (error.isEmpty())
+            error = card->readData();
+        if (!error.isEmpty())
+            return error;
+    }
+    file.cardType = card->getCardType();
+    file.cardGeneration = card->is2ndGeneneration() ? 2 : 1;
+    file.cardNumber = card->cardNumber();
+    file.holder = card->holderName();
     return error;
 }
 
@@ -202,9 +190,12 @@ Listing listFiles(const QString& downloadDir) {
 std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key,
                                                    const QString& path, LogFile& file) {
     QFile device(path);
-    const QString reason = openReason(device);
-    if (!reason.isEmpty()) {
-        set(file, LogFile::Failed, reason);
+    const int opening = openRegular(device);
+    const qint64 size = device.isOpen() ? device.size() : 0;
+    if (opening != 0 || size < downloadkey::smallestUsableFile) {
+        set(file, LogFile::Failed,
+            opening != 0 ? openReason(opening, size)
+                         : QStringLiteral("the file is too small (%1 bytes)").arg(size));
         return nullptr;
     }
     const QByteArray begin = device.peek(512);
