@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace readkey {
+namespace readkey::console {
 
 namespace {
 
@@ -27,7 +27,7 @@ int writeAll(int descriptor, const char* bytes, qint64 size) {
         } else if (errno == EAGAIN) {
             pollfd waiting{descriptor, POLLOUT, 0};
             ::poll(&waiting, 1, -1);
-        } else if (errno != EINTR || console::interruption() != 0) {
+        } else if (errno != EINTR || interruption() != 0) {
             return errno;
         }
     }
@@ -38,21 +38,14 @@ void writeError(const QByteArray& bytes) {
     writeAll(STDERR_FILENO, bytes.constData(), bytes.size());
 }
 
-void takeStandardDescriptors() {
-    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-        // Open for reading only, so that writing results to a closed output still fails.
-        const int mode = descriptor == STDERR_FILENO ? O_WRONLY : O_RDONLY;
-        if (::fcntl(descriptor, F_GETFD) == -1 && ::open("/dev/null", mode) != descriptor)
-            ::_exit(1);
-    }
-}
-
 } // namespace
 
-namespace console {
-
 void prepareProcess() {
-    takeStandardDescriptors();
+    // Open for reading only, so that writing results to a closed output still fails.
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (::fcntl(descriptor, F_GETFD) == -1 && ::open("/dev/null", O_RDONLY) != descriptor)
+            ::_exit(1);
+    }
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
@@ -106,7 +99,7 @@ void showProgress(int percent) {
         return;
     constexpr int width = 32; // with the percentage it fits 40 columns
     shownProgress = percent;
-    const int filled = qBound(0, percent, 100) * width / 100;
+    const int filled = percent * width / 100;
     writeError("\r[" + QByteArray(filled, '#') + QByteArray(width - filled, ' ') + "] " +
                QByteArray::number(percent).rightJustified(3) + '%');
 }
@@ -117,12 +110,10 @@ void removeProgress() {
     shownProgress = -1;
 }
 
-} // namespace console
-
 qint64 StandardOutput::writeData(const char* data, qint64 size) {
     if (m_error == 0)
-        m_error = console::interruption() != 0 ? EINTR : writeAll(STDOUT_FILENO, data, size);
+        m_error = interruption() != 0 ? EINTR : writeAll(STDOUT_FILENO, data, size);
     return size;
 }
 
-} // namespace readkey
+} // namespace readkey::console

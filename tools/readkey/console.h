@@ -4,9 +4,7 @@
 
 #include <QtCore/QIODevice>
 
-namespace readkey {
-
-namespace console {
+namespace readkey::console {
 
 // Call it first. Opens missing standard descriptors (so that no other file becomes one of them),
 // turns a closed pipe and a file-size limit into write errors, lets the first SIGINT, SIGTERM or
@@ -35,8 +33,6 @@ bool isOneTerminal();
 void showProgress(int percent);
 void removeProgress();
 
-} // namespace console
-
 // Standard output, unbuffered. After the first failure or an interruption it writes nothing more,
 // but still reports success, so that the work goes on.
 class StandardOutput : public QIODevice {
@@ -53,4 +49,4 @@ private:
     int m_error = 0;
 };
 
-} // namespace readkey
+} // namespace readkey::console

@@ -131,18 +131,19 @@ struct KeyReader {
         m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
         m_configuration.setValue(aux::SettingsCode::DownloadedDirEnabled,
                                  m_options.makeDownloadedDir);
-        logging::Logger::setSink([this](const aux::Error& error, logging::Level level) {
-            if (level != logging::Level::Error)
-                console::line(errorText(error));
-            else if (m_options.makeDownloadedDir && QDir::isRelativePath(m_mountDir))
-                fail(errorText(error) + QStringLiteral(": give PATH as an absolute path"));
-            else
-                fail(errorText(error));
+        // The library logs one error: it cannot create that directory. Below a relative path it
+        // never can.
+        logging::Logger::setSink([this](const aux::Error& error, logging::Level /*level*/) {
+            const bool isRelative = QDir::isRelativePath(m_mountDir);
+            fail(errorText(error) +
+                 QLatin1String(isRelative ? ": give PATH as an absolute path" : ""));
         });
-        if (m_options.remount) {
-            aux::SystemHelper::setRemountHandler(
-                [this](const QString& mountDir) { return remount(mountDir); });
-        }
+        if (!m_options.remount)
+            return;
+        aux::SystemHelper::setRemountHandler([this](const QString& mountDir) {
+            const QString reason = remountReadOnly(mountDir);
+            return reason.isEmpty() || fail(QStringLiteral("not remounted: ") + reason);
+        });
     }
 
     void connectSignals() {
@@ -176,7 +177,7 @@ struct KeyReader {
         if (isMountPoint(m_path))
             warn(QStringLiteral("its files are not in \"download\", where a device looks for "
                                 "them"));
-        readOneByOne(m_path);
+        readOneByOne();
     }
 
     void readSingleFile() {
@@ -187,16 +188,15 @@ struct KeyReader {
             fail(QStringLiteral("not copied: it is in this directory"), file.fileName());
             m_copier = nullptr;
         }
-        readOneByOne(m_path);
+        readOneByOne();
     }
 
     // Without the library's own read(), so that readkey itself copies and remounts.
-    void readOneByOne(const QString& mountDir) {
+    void readOneByOne() {
         if (m_options.makeDownloadedDir && m_downloadDir != downloadDirOf(m_mountDir))
             fail(QStringLiteral("no \"downloaded\" directory is created in a folder of files"));
         addFiles();
-        if (m_options.remount)
-            remount(mountDir);
+        aux::SystemHelper::remountReadOnly(m_mountDir);
     }
 
     bool openKey() {
@@ -220,7 +220,7 @@ struct KeyReader {
     void readKey() {
         if (isTooMuch()) {
             if (!m_events)
-                return readOneByOne(m_mountDir);
+                return readOneByOne();
             fail(QStringLiteral("not read: its files are too large to be read at once"));
             return;
         }
@@ -230,13 +230,19 @@ struct KeyReader {
         if (m_events)
             writeReturned(QStringLiteral("read"), error, *m_events);
         // After an error the library drops what it parsed, and with it the reason of each failure.
-        const int before = m_failures;
-        if (error.isEmpty())
-            failFilesThatWereNotOffered();
-        else if (!QFileInfo(m_downloadDir).isDir())
+        if (!error.isEmpty() && !QFileInfo(m_downloadDir).isDir()) {
             fail(QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
-        if (m_failures == before)
-            addFiles();
+            return;
+        }
+        // If the disk fails during the library's own listing, that list is just shorter.
+        for (LogFile& file : m_listing.files) {
+            if (error.isEmpty() && file.status == LogFile::Ok && !m_copies.contains(file.name)) {
+                file.status = LogFile::Failed;
+                file.reason = QStringLiteral("was not read, a listing of the key left it out");
+            }
+        }
+        const int before = m_failures;
+        addFiles();
         if (!error.isEmpty() && m_failures == before)
             fail(QStringLiteral("a file that failed can be read now: the key's contents changed"),
                  {}, true);
@@ -268,16 +274,6 @@ struct KeyReader {
             console::line(directory + QLatin1Char('/') + name + QStringLiteral(": left alone"));
     }
 
-    // If the disk fails during the library's own listing, that list is just shorter.
-    void failFilesThatWereNotOffered() {
-        for (LogFile& file : m_listing.files) {
-            if (file.status != LogFile::Ok || m_copies.contains(file.name))
-                continue;
-            file.status = LogFile::Failed;
-            file.reason = QStringLiteral("was not read, a listing of the key left it out");
-        }
-    }
-
     // Puts the files into the logbook.
     void addFiles() {
         int done = 0;
@@ -297,18 +293,14 @@ struct KeyReader {
         file.key = m_name;
         file.copy = m_copies.take(file.name);
         std::shared_ptr<downloadkey::VehicleInfo> vehicle = m_vehicles.take(file.name);
-        const auto copyUnlessDone = [&] {
-            if (file.copy == FileCopier::NotAsked)
-                file.copy =
-                    copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
-                                                   : QFileInfo(path).lastModified());
-        };
-        if (file.status == LogFile::Ok && file.kind != LogFile::Other) // whatever is in it
-            copyUnlessDone();
-        if (file.status == LogFile::Ok && !vehicle)
+        const bool isReadable = file.status == LogFile::Ok;
+        if (isReadable && !vehicle)
             vehicle = readFile(m_key, path, file);
-        if (file.status == LogFile::Ok)
-            copyUnlessDone();
+        // Named like a download it is copied whatever is in it.
+        if (isReadable && file.kind != LogFile::Other && file.copy == FileCopier::NotAsked)
+            file.copy =
+                copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
+                                               : QFileInfo(path).lastModified());
         if (file.status == LogFile::Failed) {
             const bool isMissed = file.copy == FileCopier::NotAsked && !m_options.copyTo.isEmpty();
             if (isMissed)
@@ -337,11 +329,6 @@ struct KeyReader {
         else if (!m_copier->message().isEmpty())
             warn(m_copier->message(), name);
         return outcome;
-    }
-
-    bool remount(const QString& mountDir) {
-        const QString reason = remountReadOnly(mountDir);
-        return reason.isEmpty() || fail(QStringLiteral("not remounted: ") + reason);
     }
 
     QString reasonNotOpened() const {

@@ -79,7 +79,7 @@ void report(const std::vector<Failure>& failures, const Logbook& book) {
     }
 }
 
-bool show(const Logbook& book, const Options& options, StandardOutput& out) {
+bool show(const Logbook& book, const Options& options, console::StandardOutput& out) {
     const QString& path = options.viewArgument;
     if (!options.view->intoFile || path == QLatin1String("-")) {
         options.view->write(book, options, out);
@@ -103,7 +103,7 @@ bool show(const Logbook& book, const Options& options, StandardOutput& out) {
 
 // Reads the keys one after another into a logbook and shows it, unless the user interrupts. Returns
 // the exit status: 3 if everything was done, but a file is damaged.
-int run(const Options& options, StandardOutput& out) {
+int run(const Options& options, console::StandardOutput& out) {
     // The environment's QT_LOGGING_RULES come after these.
     QLoggingCategory::setFilterRules(options.verbose ? QStringLiteral("default.debug=true")
                                                      : QStringLiteral("*.debug=false"));
@@ -131,13 +131,10 @@ int run(const Options& options, StandardOutput& out) {
     return !isAllDone ? EXIT_FAILURE : book.failures.empty() ? EXIT_SUCCESS : damagedStatus;
 }
 
-// Without TZ the C library checks the system's zone file before every conversion of a time.
-void nameTimeZone() {
+int start(int argc, char* argv[]) {
+    // Without TZ the C library checks the system's zone file before every conversion of a time.
     if (!qEnvironmentVariableIsSet("TZ") && QFileInfo::exists(QStringLiteral("/etc/localtime")))
         qputenv("TZ", ":/etc/localtime");
-}
-
-int start(int argc, char* argv[]) {
     // Arguments, and names on keys, are UTF-8 in every locale.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
@@ -149,12 +146,10 @@ int start(int argc, char* argv[]) {
         console::error(QStringLiteral("\"readkey --help\" shows how it is used"));
         return 2;
     }
-    StandardOutput standardOutput;
-    int status = EXIT_SUCCESS;
-    if (commandLine.text.isEmpty())
-        status = run(commandLine.options, standardOutput);
-    else
-        standardOutput.write(commandLine.text.toUtf8());
+    console::StandardOutput standardOutput;
+    standardOutput.write(commandLine.text.toUtf8());
+    const int status =
+        commandLine.text.isEmpty() ? run(commandLine.options, standardOutput) : EXIT_SUCCESS;
     if (console::interruption() != 0)
         console::endBySignal(console::interruption());
     if (standardOutput.failure() == EPIPE) // the reader has seen enough
@@ -172,7 +167,6 @@ int start(int argc, char* argv[]) {
 } // namespace readkey
 
 int main(int argc, char* argv[]) {
-    readkey::nameTimeZone();
     readkey::console::prepareProcess();
     try {
         return readkey::start(argc, argv);

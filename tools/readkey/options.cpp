@@ -43,15 +43,10 @@ QString helpText() {
                "is damaged. \"man readkey\" has formats and examples.\n");
 }
 
-// The command line's values, and the first problem with them that the parser does not find.
+// The command line's values, and the problems with them that the parser does not find.
 struct Values {
     const QCommandLineParser& parser;
-    QString problem;
-
-    void refuse(const QString& text) {
-        if (problem.isEmpty())
-            problem = text;
-    }
+    QStringList problems = {};
 
     bool isSet(const char* name) const { return parser.isSet(QLatin1String(name)); }
 
@@ -60,9 +55,9 @@ struct Values {
         const QStringList all = parser.values(QLatin1String(name));
         const QString option = QLatin1String("--") + QLatin1String(name);
         if (all.count(all.value(0)) != all.size())
-            refuse(option + QStringLiteral(" was given twice, with different values"));
+            problems.append(option + QStringLiteral(" was given twice, with different values"));
         else if (all.contains(QString()))
-            refuse(QStringLiteral("the value of %1 is empty").arg(option));
+            problems.append(QStringLiteral("the value of %1 is empty").arg(option));
         return all.value(0);
     }
 
@@ -70,8 +65,8 @@ struct Values {
         const QString text = value(name);
         const QDate date = QDate::fromString(text, QStringLiteral("yyyy-MM-dd"));
         if (isSet(name) && !date.isValid())
-            refuse(QStringLiteral("--%1 needs a date such as 2024-03-15, not \"%2\"")
-                       .arg(QLatin1String(name), text));
+            problems.append(QStringLiteral("--%1 needs a date such as 2024-03-15, not \"%2\"")
+                                .arg(QLatin1String(name), text));
         return date;
     }
 };
@@ -87,7 +82,7 @@ Filter filterOf(Values& values, const Clock& clock) {
     if (to.isValid())
         result.to = clock.startOf(to.addDays(1));
     if (from.isValid() && to.isValid() && to < from)
-        values.refuse(QStringLiteral("--from is later than --to"));
+        values.problems.append(QStringLiteral("--from is later than --to"));
     return result;
 }
 
@@ -102,25 +97,26 @@ void chooseView(Values& values, Options& options) {
         options.viewArgument = values.value(view.option);
     }
     if (values.isSet("events") && options.filter.isActive())
-        values.refuse(QStringLiteral("--events shows everything: it cannot be filtered"));
+        values.problems.append(QStringLiteral("--events shows everything: it cannot be filtered"));
     if (values.isSet("events") && options.paths.size() > 1)
-        values.refuse(QStringLiteral("--events shows one key only"));
+        values.problems.append(QStringLiteral("--events shows one key only"));
     if (given.size() > 1)
-        values.refuse(given.join(QStringLiteral(" and ")) + QStringLiteral(" exclude each other"));
+        values.problems.append(given.join(QStringLiteral(" and ")) +
+                               QStringLiteral(" exclude each other"));
     if (values.isSet("csv") && !csvKinds().contains(options.viewArgument))
-        values.refuse(QStringLiteral("--csv takes one of ") +
-                      csvKinds().join(QStringLiteral(", ")));
+        values.problems.append(QStringLiteral("--csv takes one of ") +
+                               csvKinds().join(QStringLiteral(", ")));
 }
 
 CommandLine optionsOf(const QCommandLineParser& parser) {
     CommandLine result;
     Options& options = result.options;
-    Values values{parser, {}};
+    Values values{parser};
     options.paths = parser.positionalArguments();
     if (options.paths.isEmpty())
-        values.refuse(QStringLiteral("PATH is missing: where is the key mounted?"));
+        values.problems.append(QStringLiteral("PATH is missing: where is the key mounted?"));
     if (options.paths.contains(QString()))
-        values.refuse(QStringLiteral("PATH is empty"));
+        values.problems.append(QStringLiteral("PATH is empty"));
     options.utc = values.isSet("utc");
     const Clock clock{options.utc};
     options.filter = filterOf(values, clock);
@@ -131,8 +127,8 @@ CommandLine optionsOf(const QCommandLineParser& parser) {
     options.makeDownloadedDir = values.isSet("downloaded-dir");
     options.remount = values.isSet("remount");
     options.verbose = values.isSet("verbose");
-    result.text = values.problem;
-    result.isWrong = !values.problem.isEmpty();
+    result.text = values.problems.value(0);
+    result.isWrong = !result.text.isEmpty();
     return result;
 }
 
