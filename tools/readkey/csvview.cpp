@@ -40,21 +40,25 @@ QByteArray insertionLines(const Logbook& book) {
     std::vector<QByteArray> holders;
     for (const DriverSummary& driver : book.drivers)
         holders.push_back(quoted(driver.name));
-    for (const Insertion& insertion : book.insertions)
-        result +=
-            line({files[insertion.file->index], holders[insertion.driver->index],
-                  number(insertion.slot), time(insertion.from), number(insertion.odometerFrom),
-                  time(insertion.to), number(insertion.odometerTo),
-                  number(insertion.driver->holders), number(insertion.crosses)});
+    for (const Stretch& insertion : book.stretches) {
+        if (insertion.driver)
+            result +=
+                line({files[insertion.file->index], holders[insertion.driver->index],
+                      number(insertion.slot), time(insertion.from), number(insertion.odometerFrom),
+                      time(insertion.to), number(insertion.odometerTo),
+                      number(insertion.driver->holders), number(insertion.crosses)});
+    }
     return result;
 }
 
 QByteArray gapLines(const Logbook& book) {
     QByteArray result = "plate,missing,from,odometerFrom,to,odometerTo,kilometres,crosses\r\n";
-    for (const Gap& gap : book.gaps)
-        result += line({quoted(gap.vehicle->plate), gapNames[gap.kind], time(gap.from),
-                        number(gap.odometerFrom), time(gap.to), number(gap.odometerTo),
-                        number(gap.distance()), number(gap.crosses)});
+    for (const Stretch& gap : book.stretches) {
+        if (!gap.driver)
+            result += line({quoted(gap.vehicle->plate), missingNames[gap.kind], time(gap.from),
+                            number(gap.odometerFrom), time(gap.to), number(gap.odometerTo),
+                            number(gap.distance()), number(gap.crosses)});
+    }
     return result;
 }
 

@@ -66,19 +66,23 @@ void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> value
 
 QByteArray insertionRows(const Logbook& book) {
     QByteArray rows;
-    for (const Insertion& insertion : book.insertions) {
-        const LogFile& file = *insertion.file;
-        addRow(rows, {insertion.vehicle->index, insertion.driver->index, insertion.slot,
-                      insertion.from, insertion.to, insertion.odometerFrom, insertion.odometerTo,
-                      file.isFromFuture ? std::nullopt : file.downloaded});
+    for (const Stretch& stretch : book.stretches) {
+        const LogFile& file = *stretch.file;
+        if (stretch.driver)
+            addRow(rows, {stretch.vehicle->index, stretch.driver->index, stretch.slot, stretch.from,
+                          stretch.to, stretch.odometerFrom, stretch.odometerTo,
+                          file.isFromFuture ? std::nullopt : file.downloaded});
     }
     return rows;
 }
 
 QByteArray gapRows(const Logbook& book) {
     QByteArray rows;
-    for (const Gap& gap : book.gaps)
-        addRow(rows, {gap.vehicle->index, gap.kind, gap.from, gap.to, gap.distance()});
+    for (const Stretch& stretch : book.stretches) {
+        if (!stretch.driver)
+            addRow(rows, {stretch.vehicle->index, stretch.kind == Stretch::WithoutData,
+                          stretch.from, stretch.to, stretch.distance()});
+    }
     return rows;
 }
 
@@ -96,10 +100,8 @@ std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
     qint64 first = last;
     for (const VehicleSummary& vehicle : book.vehicles)
         first = std::min(first, vehicle.knownFrom.value_or(first));
-    for (const Insertion& insertion : book.insertions)
-        last = std::max({last, insertion.from, insertion.to.value_or(0)});
-    for (const Gap& gap : book.gaps)
-        last = std::max(last, *gap.to);
+    for (const Stretch& stretch : book.stretches)
+        last = std::max({last, stretch.from, stretch.to.value_or(0)});
     return {first, last};
 }
 
@@ -155,7 +157,7 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         {"ZONE", html(clock.zone())},
         {"VERSION", READKEY_VERSION},
         {"NOW", clock.minute(QDateTime::currentSecsSinceEpoch()).toLatin1()},
-        {"LEFTOUT", number(book.insertionsFound - book.insertions.size())},
+        {"LEFTOUT", number(book.insertionsFound - totals.insertions)},
         {"CROSSING", crossingText(book.crossing, paper).toUtf8()},
         {"OTHERS", number(book.otherEntries)},
         {"FUTURE", number(book.counts.fromFuture)},

@@ -78,7 +78,7 @@ QByteArray cardOf(const LogFile& file) {
                    {"holder", stringOrNull(file.holder)}});
 }
 
-QByteArray insertionObject(const Insertion& insertion, const QByteArray& holder) {
+QByteArray insertionObject(const Stretch& insertion, const QByteArray& holder) {
     return object({{"holder", holder},
                    {"slot", QByteArray::number(insertion.slot)},
                    {"inserted", time(insertion.from)},
@@ -140,7 +140,9 @@ void writeJson(const Logbook& book, const Options& options, QIODevice& out) {
     for (const DriverSummary& driver : book.drivers)
         holders.push_back(stringOrNull(driver.name));
     std::vector<QByteArray> insertions(book.files.size());
-    for (const Insertion& insertion : book.insertions) {
+    for (const Stretch& insertion : book.stretches) {
+        if (!insertion.driver)
+            continue;
         QByteArray& list = insertions[insertion.file->index];
         list += (list.isEmpty() ? "" : ",") +
                 insertionObject(insertion, holders[insertion.driver->index]);

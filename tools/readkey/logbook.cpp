@@ -22,8 +22,8 @@ QString driverName(const QString& holder) {
     return name.simplified();
 }
 
-Insertion insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activity) {
-    Insertion result;
+Stretch insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activity) {
+    Stretch result;
     result.slot = activity.slot;
     result.from = activity.insertionTime.toSecsSinceEpoch();
     const qint64 withdrawn = activity.withdrawalTime.toSecsSinceEpoch();
@@ -56,32 +56,32 @@ void number(Logbook& book) {
     numberItems(book.drivers);
 }
 
-auto identity(const Insertion& insertion) {
+auto identity(const Stretch& insertion) {
     return std::make_tuple(insertion.vehicle->index, insertion.from, insertion.slot,
                            insertion.driver->index);
 }
 
-bool isSame(const Insertion& a, const Insertion& b) {
+bool isSame(const Stretch& a, const Stretch& b) {
     return identity(a) == identity(b);
 }
 
 // None if it is not known or not believed.
-std::optional<qint64> downloadOf(const Insertion& insertion) {
+std::optional<qint64> downloadOf(const Stretch& insertion) {
     return insertion.file->isFromFuture ? std::nullopt : insertion.file->downloaded;
 }
 
 // The end of an insertion as far as it is known: an open one lasts until its download.
-qint64 endOf(const Insertion& insertion) {
+qint64 endOf(const Stretch& insertion) {
     const qint64 end = insertion.to ? *insertion.to : downloadOf(insertion).value_or(0);
     return std::max(insertion.from, end);
 }
 
 // Orders the insertions. Of equal ones it keeps that of the newest download that closes it.
-void merge(std::vector<Insertion>& all) {
-    const auto rank = [](const Insertion& a) {
+void merge(std::vector<Stretch>& all) {
+    const auto rank = [](const Stretch& a) {
         return std::make_tuple(!a.to, -downloadOf(a).value_or(0));
     };
-    std::stable_sort(all.begin(), all.end(), [&](const Insertion& a, const Insertion& b) {
+    std::stable_sort(all.begin(), all.end(), [&](const Stretch& a, const Stretch& b) {
         return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
     });
     for (size_t i = all.size(); i > 1; --i) {
@@ -92,9 +92,9 @@ void merge(std::vector<Insertion>& all) {
 }
 
 // Sets how far back one file knows the driver's slot before each insertion into it.
-void findKnown(std::vector<Insertion>& insertions) {
+void findKnown(std::vector<Stretch>& insertions) {
     std::optional<qint64> withdrawn; // the latest so far
-    for (Insertion& insertion : insertions) {
+    for (Stretch& insertion : insertions) {
         if (insertion.slot != driverSlot)
             continue;
         insertion.knownFrom = withdrawn;
@@ -103,31 +103,36 @@ void findKnown(std::vector<Insertion>& insertions) {
     }
 }
 
-void addGap(Logbook& book, const Insertion& before, const Insertion& after) {
-    const qint64 from = endOf(before);
-    const bool isKnown = before.to && after.knownFrom == from;
-    const Gap gap{{after.vehicle, from, after.from, before.to ? before.odometerTo : std::nullopt,
-                   after.odometerFrom},
-                  isKnown ? Gap::WithoutCard : Gap::WithoutData,
-                  before.file,
-                  after.file};
+void addGap(std::vector<Stretch>& all, const Stretch& before, const Stretch& after) {
+    Stretch gap;
+    gap.from = endOf(before);
+    gap.to = after.from;
+    const bool isKnown = before.to && after.knownFrom == gap.from;
+    gap.kind = isKnown ? Stretch::WithoutCard : Stretch::WithoutData;
+    gap.vehicle = after.vehicle;
+    gap.odometerFrom = before.to ? before.odometerTo : std::nullopt;
+    gap.odometerTo = after.odometerFrom;
+    gap.file = before.file;
+    gap.fileAfter = after.file;
     const bool wasDriven = gap.distance().value_or(0) > 0;
     if (gap.from <= gap.to && (wasDriven || (!isKnown && gap.from < gap.to)))
-        book.gaps.push_back(gap);
+        all.push_back(gap);
 }
 
-// The insertions are ordered by vehicle and time.
-void findGaps(Logbook& book) {
-    const Insertion* last = nullptr; // to end of those before
-    for (const Insertion& insertion : book.insertions) {
+// Puts the gaps between the insertions, which are ordered by vehicle and time.
+void findGaps(std::vector<Stretch>& stretches) {
+    std::vector<Stretch> insertions;
+    insertions.swap(stretches);
+    const Stretch* last = nullptr; // to end of those before
+    for (const Stretch& insertion : insertions) {
+        if (insertion.slot == driverSlot && last && last->vehicle == insertion.vehicle)
+            addGap(stretches, *last, insertion);
+        stretches.push_back(insertion);
         if (insertion.slot != driverSlot)
             continue;
-        if (last && last->vehicle == insertion.vehicle)
-            addGap(book, *last, insertion);
-        else
-            last = nullptr;
         // A card that was still in has been withdrawn when the next one is inserted.
-        if (!last || !last->to || endOf(*last) <= endOf(insertion))
+        if (!last || last->vehicle != insertion.vehicle || !last->to ||
+            endOf(*last) <= endOf(insertion))
             last = &insertion;
     }
 }
@@ -145,50 +150,47 @@ void filterRecords(Logbook& book, const Filter& filter) {
         for (const CardSummary& card : driver.cards)
             driver.isWanted |= matches(card.number, filter.driver);
     }
-    const auto isWanted = [&filter](Stretch& stretch, qint64 end) {
+    removeUnless(book.stretches, [&filter](Stretch& stretch) {
+        const qint64 end = endOf(stretch);
         const bool beginsBefore = filter.from && stretch.from < *filter.from;
         const bool endsAfter = filter.to && end >= *filter.to;
         stretch.crosses = beginsBefore || endsAfter;
-        return stretch.vehicle->isWanted && !(beginsBefore && end < *filter.from) &&
+        // A gap does not belong to a driver.
+        const bool isOfDriver = stretch.driver ? stretch.driver->isWanted : filter.driver.isEmpty();
+        return isOfDriver && stretch.vehicle->isWanted && !(beginsBefore && end < *filter.from) &&
                !(endsAfter && stretch.from >= *filter.to);
-    };
-    removeUnless(book.insertions, [&](Insertion& insertion) {
-        return insertion.driver->isWanted && isWanted(insertion, endOf(insertion));
     });
-    // A gap does not belong to a driver.
-    removeUnless(book.gaps,
-                 [&](Gap& gap) { return filter.driver.isEmpty() && isWanted(gap, *gap.to); });
 }
 
-// Adds the item's part to the totals of a vehicle, say, and to their crossing part.
-template <typename Item, typename Summary>
-void add(const Item& item, const Totals& part, Summary& sum) {
+// Adds a part to the totals of a vehicle, say, and to their crossing part.
+template <typename Summary>
+void add(const Stretch& stretch, const Totals& part, Summary& sum) {
     sum.totals += part;
-    if (item.crosses)
+    if (stretch.crosses)
         sum.crossing += part;
 }
 
 void sumUp(Logbook& book) {
     std::set<std::pair<VehicleSummary*, DriverSummary*>> pairs;
-    for (const Insertion& insertion : book.insertions) {
-        if (pairs.insert({insertion.vehicle, insertion.driver}).second) {
-            ++insertion.vehicle->drivers;
-            ++insertion.driver->vehicles;
+    for (const Stretch& stretch : book.stretches) {
+        const qint64 distance = stretch.distance().value_or(0);
+        Totals part;
+        if (stretch.driver) {
+            if (pairs.insert({stretch.vehicle, stretch.driver}).second) {
+                ++stretch.vehicle->drivers;
+                ++stretch.driver->vehicles;
+            }
+            const bool drives = stretch.slot == driverSlot;
+            part = {1, 0, drives ? distance : 0, stretch.duration()};
+            add(stretch, part, *stretch.driver);
+            part.seconds = drives ? part.seconds : 0;
+        } else {
+            part.gaps = 1;
+            (stretch.kind == Stretch::WithoutCard ? part.kilometresWithoutCard
+                                                  : part.kilometresWithoutData) = distance;
         }
-        const bool drives = insertion.slot == driverSlot;
-        Totals part{1, 0, drives ? insertion.distance().value_or(0) : 0, insertion.duration()};
-        add(insertion, part, *insertion.driver);
-        if (!drives)
-            part.seconds = 0;
-        add(insertion, part, *insertion.vehicle);
-        add(insertion, part, book);
-    }
-    for (const Gap& gap : book.gaps) {
-        Totals part{0, 1};
-        (gap.kind == Gap::WithoutCard ? part.kilometresWithoutCard : part.kilometresWithoutData) =
-            gap.distance().value_or(0);
-        add(gap, part, *gap.vehicle);
-        add(gap, part, book);
+        add(stretch, part, *stretch.vehicle);
+        add(stretch, part, book);
     }
 }
 
@@ -205,10 +207,8 @@ void filterOthers(Logbook& book, const Filter& filter) {
                !(anyTime && filter.plate.isEmpty() && driver.isWanted);
     });
     std::set<const LogFile*> used;
-    for (const Insertion& insertion : book.insertions)
-        used.insert(insertion.file);
-    for (const Gap& gap : book.gaps)
-        used.insert({gap.fileBefore, gap.fileAfter});
+    for (const Stretch& stretch : book.stretches)
+        used.insert({stretch.file, stretch.fileAfter});
     for (const VehicleSummary& vehicle : book.vehicles)
         used.insert(vehicle.lastDownload.file);
     for (const DriverSummary& driver : book.drivers)
@@ -332,7 +332,7 @@ std::optional<qint64> Stretch::distance() const {
                : std::nullopt;
 }
 
-qint64 Insertion::duration() const {
+qint64 Stretch::duration() const {
     return std::max(to.value_or(from) - from, qint64{0});
 }
 
@@ -349,19 +349,19 @@ void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
     vehicle.plate = added.plate;
 
     QHash<QString, DriverSummary*> drivers; // most holders come again and again
-    std::vector<Insertion> insertions;
+    std::vector<Stretch> insertions;
     for (const auto& activity : info.getDriverActivities()) {
         DriverSummary*& driver = drivers[activity.holderName];
         if (!driver)
             driver = &driverOf(driverName(activity.holderName));
-        Insertion& insertion = insertions.emplace_back(insertionOf(activity));
+        Stretch& insertion = insertions.emplace_back(insertionOf(activity));
         insertion.vehicle = &vehicle;
         insertion.driver = driver;
         insertion.file = &added;
     }
     merge(insertions);
     findKnown(insertions);
-    m_book.insertions.insert(m_book.insertions.end(), insertions.begin(), insertions.end());
+    m_book.stretches.insert(m_book.stretches.end(), insertions.begin(), insertions.end());
     added.contents =
         orDash(added.plate) + QStringLiteral(", ") + counted(insertions.size(), "insertion");
 }
@@ -443,10 +443,10 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     m_book.vehicles.sort([](const auto& a, const auto& b) { return a.plate < b.plate; });
     m_book.drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
     number(m_book);
-    merge(m_book.insertions);
-    findGaps(m_book);
-    m_book.insertionsFound = m_book.insertions.size();
-    for (const Insertion& insertion : m_book.insertions) {
+    merge(m_book.stretches);
+    m_book.insertionsFound = m_book.stretches.size();
+    findGaps(m_book.stretches);
+    for (const Stretch& insertion : m_book.stretches) {
         std::optional<qint64>& first = insertion.vehicle->knownFrom;
         first = first.value_or(insertion.from);
     }

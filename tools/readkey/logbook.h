@@ -101,43 +101,33 @@ struct DriverSummary {
 
 QString nameOf(const DriverSummary& driver); // "-", "Jo Sample", "Jo Sample (2 drivers)"
 
-// What an insertion and a gap have in common.
-struct Stretch {
-    VehicleSummary* vehicle = nullptr; // in the same logbook, and so on
-    qint64 from = 0;                   // seconds since 1970 UTC
-    std::optional<qint64> to;
-    std::optional<quint32> odometerFrom; // kilometres
-    std::optional<quint32> odometerTo;
-    bool crosses = false; // the edge of the filter's period: the period beside it has it, too
-
-    // Kilometres; none if a value is missing or runs back.
-    std::optional<qint64> distance() const;
-};
-
-// From the insertion of a card to its withdrawal. It has no end if the card was still in when the
-// vehicle was downloaded.
-struct Insertion : Stretch {
-    DriverSummary* driver = nullptr;
-    quint16 slot = 0;        // 0 driver, 1 co-driver; others as the file has them
-    LogFile* file = nullptr; // where it was taken from
-    // The withdrawal before it from the driver's slot, if a file has both.
-    std::optional<qint64> knownFrom;
-
-    // Seconds; 0 while it is open.
-    qint64 duration() const;
-};
-
-// A stretch between two insertions into the driver's slot.
+// With a card: from its insertion to its withdrawal; it has no end if the card was still in when
+// the vehicle was downloaded. Otherwise a gap, between two insertions into the driver's slot.
 //
 // Without a card: one download has both the withdrawal before it and the insertion after it, so no
 // card was in, and the vehicle was driven. Without data: no download has both; it is listed however
 // far the vehicle was driven, and begins at the download if the card before it was still in.
-struct Gap : Stretch {
-    enum Kind { WithoutCard, WithoutData };
+struct Stretch {
+    enum Kind { WithCard, WithoutCard, WithoutData };
 
-    Kind kind = WithoutCard;
-    LogFile* fileBefore = nullptr; // which has the insertion before, and the one after
-    LogFile* fileAfter = nullptr;
+    Kind kind = WithCard;
+    VehicleSummary* vehicle = nullptr;   // in the same logbook, and so on
+    qint64 from = 0;                     // seconds since 1970 UTC
+    std::optional<qint64> to;            // every gap has one
+    std::optional<quint32> odometerFrom; // kilometres
+    std::optional<quint32> odometerTo;
+    LogFile* file = nullptr;         // which has the insertion, or that before a gap
+    LogFile* fileAfter = nullptr;    // which has the insertion after a gap
+    DriverSummary* driver = nullptr; // of a card
+    quint16 slot = 0;                // 0 driver, 1 co-driver; others as the file has them
+    // The withdrawal before a card from the driver's slot, if a file has both.
+    std::optional<qint64> knownFrom;
+    bool crosses = false; // the edge of the filter's period: the period beside it has it, too
+
+    // Kilometres; none if a value is missing or runs back.
+    std::optional<qint64> distance() const;
+    // Seconds; 0 while it is open.
+    qint64 duration() const;
 };
 
 struct Failure {
@@ -172,7 +162,7 @@ struct FileCounts {
 constexpr const char* kindNames[] = {"card", "vehicle", ""};
 constexpr const char* statusNames[] = {"ok", "failed", "skipped"};
 constexpr const char* copyNames[] = {"", "copied", "kept", "failed"};
-constexpr const char* gapNames[] = {"card", "data"}; // what is missing
+constexpr const char* missingNames[] = {"", "card", "data"}; // of a stretch
 
 // None for the library's "no value".
 std::optional<quint32> kilometres(quint32 odometer);
@@ -198,9 +188,8 @@ struct Logbook {
     Logbook(Logbook&&) = default;
     Q_DISABLE_COPY(Logbook)
 
-    std::list<LogFile> files; // key by key: cards, vehicles, each newest first, then the rest
-    std::vector<Insertion> insertions;  // by plate, then time
-    std::vector<Gap> gaps;              // likewise
+    std::list<LogFile> files;       // key by key: cards, vehicles, each newest first, then the rest
+    std::vector<Stretch> stretches; // by plate, then time
     std::list<VehicleSummary> vehicles; // by plate
     std::list<DriverSummary> drivers;   // by name
     std::vector<Failure> failures;
@@ -213,7 +202,7 @@ struct Logbook {
     std::optional<qint64> newestDownload; // of the files that could be read
     QDate asOf;                           // the day to which ages count: until its last second
     size_t otherEntries = 0;              // of the keys, that do not look like downloads
-    size_t insertionsFound = 0;           // with those that the filter leaves out
+    qint64 insertionsFound = 0;           // with those that the filter leaves out
 
     // "KEY", "FILE" or, among several keys, "KEY: FILE".
     QString placeOf(const Failure& failure) const;

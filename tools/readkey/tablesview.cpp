@@ -3,8 +3,6 @@
 #include "table.h"
 #include "views.h"
 
-#include <limits>
-
 namespace readkey {
 
 namespace {
@@ -33,7 +31,7 @@ QString openingText(const Logbook& book, const Options& options, const Paper& pa
                       .arg(counted(book.counts.fromFuture, "download"));
     if (options.filter.isActive())
         result += QStringLiteral("Only what matches the filter is shown: %1 of %2\n")
-                      .arg(book.insertions.size())
+                      .arg(book.totals.insertions)
                       .arg(counted(book.insertionsFound, "insertion"));
     return result + crossingLine(book.crossing, paper) + QLatin1Char('\n');
 }
@@ -48,44 +46,30 @@ QString numberText(std::optional<qint64> number) {
     return number ? QString::number(*number) : QStringLiteral("-");
 }
 
-void addStretch(Table& table, const QString& driver, quint16 slot, const Stretch& stretch,
-                const Clock& clock) {
-    table.addRow({driver, slotName(slot), clock.minute(stretch.from),
-                  clock.end(stretch.from, stretch.to), numberText(stretch.odometerFrom),
-                  numberText(stretch.odometerTo), numberText(stretch.distance())});
-}
-
 QString vehicleHeading(const VehicleSummary& vehicle, const Clock& clock) {
     return QStringLiteral("Vehicle %1, downloaded %2 (%3)")
         .arg(printable(orDash(vehicle.plate)), clock.minute(vehicle.lastDownload.time),
              ageText(vehicle.lastDownload));
 }
 
-// The logbook's insertions and gaps are ordered by vehicle.
+// The logbook's stretches are ordered by vehicle.
 void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
-    auto insertion = book.insertions.begin();
-    auto gap = book.gaps.begin();
+    const Clock& clock = paper.clock;
+    auto next = book.stretches.begin();
     for (const VehicleSummary& vehicle : book.vehicles) {
-        Table table({{"Driver", Name},
-                     {"Slot", Left, 3},
-                     {"From"},
-                     {"To", Left, 4},
-                     {"km from", Right, 1},
-                     {"km to", Right, 2},
-                     {"km", Right}});
-        const auto addGapsUntil = [&](qint64 time) {
-            for (; gap != book.gaps.end() && gap->vehicle == &vehicle && gap->to <= time; ++gap)
-                addStretch(table, QStringLiteral("(no %1)").arg(QLatin1String(gapNames[gap->kind])),
-                           driverSlot, *gap, paper.clock);
-        };
-        for (; insertion != book.insertions.end() && insertion->vehicle == &vehicle; ++insertion) {
-            addGapsUntil(insertion->from);
-            addStretch(table, nameOf(*insertion->driver), insertion->slot, *insertion, paper.clock);
-        }
-        addGapsUntil(std::numeric_limits<qint64>::max());
+        Table table({Column{"Driver", Name}, Column{"Slot", Left, 3}, Column{"From"},
+                     Column{"To", Left, 4}, Column{"km from", Right, 1}, Column{"km to", Right, 2},
+                     Column{"km", Right}});
+        for (; next != book.stretches.end() && next->vehicle == &vehicle; ++next)
+            table.addRow({next->driver ? nameOf(*next->driver)
+                                       : QStringLiteral("(no %1)").arg(
+                                             QLatin1String(missingNames[next->kind])),
+                          slotName(next->slot), clock.minute(next->from),
+                          clock.end(next->from, next->to), numberText(next->odometerFrom),
+                          numberText(next->odometerTo), numberText(next->distance())});
         const QString rows =
             table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper);
-        out.write((QLatin1Char('\n') + paper.heading(vehicleHeading(vehicle, paper.clock)) + rows +
+        out.write((QLatin1Char('\n') + paper.heading(vehicleHeading(vehicle, clock)) + rows +
                    crossingLine(vehicle.crossing, paper))
                       .toUtf8());
     }
@@ -108,9 +92,9 @@ QString countsText(const Logbook& book) {
     QString result =
         QStringList{counted(counts.files, "file"), counted(counts.driverCards, "driver card"),
                     counted(counts.vehicles, "vehicle download"),
-                    counted(book.insertions.size(), "insertion")}
+                    counted(book.totals.insertions, "insertion")}
             .join(QStringLiteral(", "));
-    if (book.insertions.size() < book.insertionsFound)
+    if (book.totals.insertions < book.insertionsFound)
         result += QStringLiteral(" of %1").arg(book.insertionsFound);
     const auto addUnlessZero = [&result](size_t count, const char* what) {
         if (count > 0)
