@@ -19,17 +19,13 @@ namespace {
 
 constexpr int chunkSize = 65536;
 
-std::filesystem::path fileSystemPath(const QString& path) {
-    return QFile::encodeName(path).toStdString();
-}
-
-// Whether `directory` is, or lies in, `other`, whatever links lead there.
+// Whether `directory`, which need not exist, is or lies in `other`, whatever links lead there.
 bool liesIn(const std::filesystem::path& directory, const std::filesystem::path& other) {
-    std::error_code error;
-    std::filesystem::path place = std::filesystem::canonical(directory, error);
-    while (!error && place.has_relative_path() && !equivalent(place, other, error))
+    std::error_code error; // if the current directory has been removed
+    std::filesystem::path place = weakly_canonical(absolute(directory, error), error);
+    while (place.has_relative_path() && !equivalent(place, other, error))
         place = place.parent_path();
-    return !error && equivalent(place, other, error);
+    return equivalent(place, other, error);
 }
 
 // Writes the directory's names to the disk. Returns 0 or an errno.
@@ -71,12 +67,8 @@ int openRegular(QFile& file) {
 
 QString FileCopier::open(const QStringList& sources) {
     const bool isThere = QFileInfo::exists(m_directory);
-    std::error_code error; // if the current directory has been removed
-    std::filesystem::path nearest = absolute(fileSystemPath(m_directory), error);
-    if (!isThere)
-        nearest = (nearest.has_filename() ? nearest : nearest.parent_path()).parent_path();
     for (const QString& source : sources) {
-        if (liesIn(nearest, fileSystemPath(source)))
+        if (liesIn(m_directory.toStdString(), source.toStdString()))
             return QStringLiteral("it is on the key itself (%1)").arg(source);
     }
     if (::mkdir(QFile::encodeName(m_directory).constData(), 0777) != 0 && !isThere)

@@ -28,9 +28,10 @@ bool hasTachographExtension(const QString& name) {
                                                    isVehicleFileName(QLatin1String("S_") + suffix));
 }
 
-void set(LogFile& file, LogFile::Status status, const QString& reason) {
+const LogFile& set(LogFile& file, LogFile::Status status, const QString& reason) {
     file.status = status;
     file.reason = reason;
+    return file;
 }
 
 // Why openRegular() does not open a file of that size.
@@ -48,27 +49,25 @@ LogFile examineEntry(int directory, const char* bytes) {
     const QString name = QString::fromUtf8(bytes);
     LogFile file = fileOf(name);
     struct stat status {};
-    const bool isSeen = ::fstatat(directory, bytes, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    if (::fstatat(directory, bytes, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return set(file, LogFile::Failed, openReason(errno, 0));
     file.size = status.st_size;
-    if (!isSeen)
-        set(file, LogFile::Failed, openReason(errno, 0));
-    else if (S_ISDIR(status.st_mode))
-        set(file, LogFile::Skipped, QStringLiteral("it is a directory"));
-    else if (S_ISLNK(status.st_mode))
-        set(file, LogFile::Skipped, QStringLiteral("it is a link"));
-    else if (!S_ISREG(status.st_mode))
-        set(file, LogFile::Skipped, QStringLiteral("it is not a regular file"));
-    else if (name.startsWith(QLatin1Char('.')))
-        set(file, LogFile::Skipped, QStringLiteral("it is hidden"));
-    else if (file.kind == LogFile::Other)
-        set(file, LogFile::Skipped, QStringLiteral("it is not named like one"));
-    else if (!file.downloaded)
-        set(file, LogFile::Skipped, QStringLiteral("its name has no valid date and time"));
-    else if (name.toUtf8() != bytes) // Qt also drops a byte-order mark
-        set(file, LogFile::Failed, QStringLiteral("cannot be read: its name is not valid UTF-8"));
-    else if (file.size > largestDownload || ::faccessat(directory, bytes, R_OK, 0) != 0)
-        set(file, LogFile::Failed,
-            openReason(file.size > largestDownload ? EFBIG : errno, file.size));
+    const char* const skipped = S_ISDIR(status.st_mode)             ? "it is a directory"
+                                : S_ISLNK(status.st_mode)           ? "it is a link"
+                                : !S_ISREG(status.st_mode)          ? "it is not a regular file"
+                                : name.startsWith(QLatin1Char('.')) ? "it is hidden"
+                                : file.kind == LogFile::Other       ? "it is not named like one"
+                                : !file.downloaded ? "its name has no valid date and time"
+                                                   : nullptr;
+    if (skipped)
+        return set(file, LogFile::Skipped, QLatin1String(skipped));
+    if (name.toUtf8() != bytes) // Qt also drops a byte-order mark
+        return set(file, LogFile::Failed,
+                   QStringLiteral("cannot be read: its name is not valid UTF-8"));
+    if (file.size > largestDownload)
+        return set(file, LogFile::Failed, openReason(EFBIG, file.size));
+    if (::faccessat(directory, bytes, R_OK, 0) != 0)
+        return set(file, LogFile::Failed, openReason(errno, 0));
     return file;
 }
 

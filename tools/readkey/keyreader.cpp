@@ -70,12 +70,11 @@ QString remountReadOnly(const QString& mountDir) {
     if (::statvfs(path.constData(), &fileSystem) != 0)
         return qt_error_string(errno);
     // A remount sets all flags, so the present ones are passed again. statvfs() has the same
-    // numbers for them as mount(), except for one.
+    // numbers for them as mount(), except for MS_RELATIME, which is what a remount keeps or sets by
+    // itself.
     constexpr unsigned long kept = MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS | MS_NOATIME |
                                    MS_NODIRATIME | MS_MANDLOCK;
-    unsigned long flags = MS_REMOUNT | MS_RDONLY | (fileSystem.f_flag & kept);
-    if ((fileSystem.f_flag & ST_RELATIME) != 0)
-        flags |= MS_RELATIME;
+    const unsigned long flags = MS_REMOUNT | MS_RDONLY | (fileSystem.f_flag & kept);
     const int result = ::mount(nullptr, path.constData(), nullptr, flags, nullptr);
     return result == 0 ? QString() : qt_error_string(errno);
 }

@@ -141,15 +141,15 @@ int start(int argc, char* argv[]) {
     std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters
 
     const CommandLine commandLine = parseCommandLine(QCoreApplication::arguments());
-    if (commandLine.isWrong) {
-        console::error(commandLine.text);
+    if (!commandLine.problem.isEmpty()) {
+        console::error(commandLine.problem);
         console::error(QStringLiteral("\"readkey --help\" shows how it is used"));
         return 2;
     }
     console::StandardOutput standardOutput;
-    standardOutput.write(commandLine.text.toUtf8());
+    standardOutput.write(commandLine.output.toUtf8());
     const int status =
-        commandLine.text.isEmpty() ? run(commandLine.options, standardOutput) : EXIT_SUCCESS;
+        commandLine.output.isEmpty() ? run(commandLine.options, standardOutput) : EXIT_SUCCESS;
     if (console::interruption() != 0)
         console::endBySignal(console::interruption());
     if (standardOutput.failure() == EPIPE) // the reader has seen enough

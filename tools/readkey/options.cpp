@@ -127,8 +127,7 @@ CommandLine optionsOf(const QCommandLineParser& parser) {
     options.makeDownloadedDir = values.isSet("downloaded-dir");
     options.remount = values.isSet("remount");
     options.verbose = values.isSet("verbose");
-    result.text = values.problems.value(0);
-    result.isWrong = !result.text.isEmpty();
+    result.problem = values.problems.value(0);
     return result;
 }
 
@@ -150,7 +149,7 @@ CommandLine parseCommandLine(QStringList arguments) {
     if (parser.isSet(QStringLiteral("version")))
         return {{}, QStringLiteral("readkey " READKEY_VERSION "\n")};
     if (!understood)
-        return {{}, parser.errorText(), true};
+        return {{}, {}, parser.errorText()};
     return optionsOf(parser);
 }
 

@@ -24,8 +24,8 @@ struct Options {
 
 struct CommandLine {
     Options options;
-    QString text = {}; // the help or the version to print, or what is wrong
-    bool isWrong = false;
+    QString output = {};  // the help or the version
+    QString problem = {}; // what is wrong
 };
 
 // `arguments` begins with the program's name.
