@@ -362,8 +362,8 @@ void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
     merge(insertions);
     findKnown(insertions);
     m_book.stretches.insert(m_book.stretches.end(), insertions.begin(), insertions.end());
-    added.contents =
-        orDash(added.plate) + QStringLiteral(", ") + counted(insertions.size(), "insertion");
+    added.contents = orDash(added.plate) + QStringLiteral(", ") +
+                     counted(static_cast<qint64>(insertions.size()), "insertion");
 }
 
 void LogbookBuilder::addFile(LogFile file) {
@@ -444,7 +444,7 @@ Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Cl
     m_book.drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
     number(m_book);
     merge(m_book.stretches);
-    m_book.insertionsFound = m_book.stretches.size();
+    m_book.insertionsFound = static_cast<qint64>(m_book.stretches.size());
     findGaps(m_book.stretches);
     for (const Stretch& insertion : m_book.stretches) {
         std::optional<qint64>& first = insertion.vehicle->knownFrom;

@@ -150,12 +150,12 @@ struct Filter {
 
 // Numbers of files of all keys, whatever the filter.
 struct FileCounts {
-    size_t files = 0; // without the skipped ones
-    size_t driverCards = 0;
-    size_t vehicles = 0;
-    size_t failed = 0;
-    size_t fromFuture = 0;
-    size_t copies[4] = {}; // by their outcome
+    qint64 files = 0; // without the skipped ones
+    qint64 driverCards = 0;
+    qint64 vehicles = 0;
+    qint64 failed = 0;
+    qint64 fromFuture = 0;
+    qint64 copies[4] = {}; // by their outcome
 };
 
 // The words for a file's kind, status and copy; empty if there is none.

@@ -96,7 +96,7 @@ QString countsText(const Logbook& book) {
             .join(QStringLiteral(", "));
     if (book.totals.insertions < book.insertionsFound)
         result += QStringLiteral(" of %1").arg(book.insertionsFound);
-    const auto addUnlessZero = [&result](size_t count, const char* what) {
+    const auto addUnlessZero = [&result](qint64 count, const char* what) {
         if (count > 0)
             result += QStringLiteral(", %1 %2").arg(count).arg(QLatin1String(what));
     };

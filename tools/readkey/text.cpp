@@ -55,7 +55,7 @@ int displayWidth(const QString& text) {
     return width;
 }
 
-QString counted(size_t count, const char* noun) {
+QString counted(qint64 count, const char* noun) {
     return QString::number(count) + QLatin1Char(' ') + QLatin1String(noun) +
            QLatin1String(count == 1 ? "" : "s");
 }

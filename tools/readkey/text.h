@@ -22,7 +22,7 @@ QString printable(const QString& text);
 int displayWidth(const QString& text);
 
 // "1 file", "2 files".
-QString counted(size_t count, const char* noun);
+QString counted(qint64 count, const char* noun);
 
 // "-" for an empty text.
 QString orDash(const QString& text);
