@@ -181,11 +181,10 @@ void sumUp(Logbook& book) {
                 ++stretch.driver->vehicles;
             }
             const bool drives = stretch.slot == driverSlot;
-            part = {1, 0, drives ? distance : 0, stretch.duration()};
+            part = {1, drives ? distance : 0, stretch.duration()};
             add(stretch, part, *stretch.driver);
             part.seconds = drives ? part.seconds : 0;
         } else {
-            part.gaps = 1;
             (stretch.kind == Stretch::WithoutCard ? part.kilometresWithoutCard
                                                   : part.kilometresWithoutData) = distance;
         }
@@ -198,17 +197,16 @@ void sumUp(Logbook& book) {
 // if anything shown was taken from them, or if they failed.
 void filterOthers(Logbook& book, const Filter& filter) {
     const bool anyTime = !filter.from && !filter.to;
+    std::set<const void*> used;
+    for (const Stretch& stretch : book.stretches)
+        used.insert({stretch.vehicle, stretch.driver, stretch.file, stretch.fileAfter});
     book.vehicles.remove_if([&](const VehicleSummary& vehicle) {
-        return vehicle.totals.insertions + vehicle.totals.gaps == 0 &&
+        return used.count(&vehicle) == 0 &&
                !(anyTime && filter.driver.isEmpty() && vehicle.isWanted);
     });
     book.drivers.remove_if([&](const DriverSummary& driver) {
-        return driver.totals.insertions == 0 &&
-               !(anyTime && filter.plate.isEmpty() && driver.isWanted);
+        return used.count(&driver) == 0 && !(anyTime && filter.plate.isEmpty() && driver.isWanted);
     });
-    std::set<const LogFile*> used;
-    for (const Stretch& stretch : book.stretches)
-        used.insert({stretch.file, stretch.fileAfter});
     for (const VehicleSummary& vehicle : book.vehicles)
         used.insert(vehicle.lastDownload.file);
     for (const DriverSummary& driver : book.drivers)
@@ -318,7 +316,6 @@ bool matches(const QString& text, const QString& typed) {
 
 Totals& Totals::operator+=(const Totals& part) {
     insertions += part.insertions;
-    gaps += part.gaps;
     kilometres += part.kilometres;
     seconds += part.seconds;
     kilometresWithoutCard += part.kilometresWithoutCard;

@@ -52,10 +52,8 @@ struct Download {
     LogFile* file = nullptr;
 };
 
-// A driver's gaps are always 0.
 struct Totals {
     qint64 insertions = 0;
-    qint64 gaps = 0;
     qint64 kilometres = 0; // with a card in the driver's slot
     qint64 seconds = 0; // that a card was in: of a driver in any slot, otherwise the driver's slot
     qint64 kilometresWithoutCard = 0;
