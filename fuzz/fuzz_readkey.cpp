@@ -174,7 +174,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     questionsLeft = values.ConsumeBool() ? 0 : values.below(20);
     QBuffer events;
     events.open(QIODevice::WriteOnly);
-    LogbookBuilder builder;
+    Logbook book;
     const bool wantsEvents = values.below(4) == 0;
     while (values.remaining_bytes() > 0) {
         const QByteArray path = QFile::encodeName(directory) + '/' + nameOf(values);
@@ -183,11 +183,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                  : kind < 3 ? cardFile(values)
                                             : vehicleFile(values));
     }
-    readPath(options, options.paths[0], builder, nullptr, wantsEvents ? &events : nullptr,
+    readPath(options, options.paths[0], book, nullptr, wantsEvents ? &events : nullptr,
              [](int percent) { require(percent >= 0 && percent <= 100, "percent"); });
     requireSafe(events.data());
     requireJsonLines(events.data());
-    showAll(builder.finish(options.filter, options.asOf, Clock{options.utc}), options);
+    book.finish(options.filter, options.asOf, Clock{options.utc});
+    showAll(book, options);
     fuzzing::clear(root.path());
     return 0;
 }

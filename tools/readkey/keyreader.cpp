@@ -83,7 +83,7 @@ QString remountReadOnly(const QString& mountDir) {
 struct KeyReader {
     const Options& m_options;
     const QString& m_path;
-    LogbookBuilder& m_book;
+    Logbook& m_book;
     FileCopier* m_copier;
     QIODevice* m_events;
     const std::function<void(int)>& m_progress;
@@ -268,7 +268,7 @@ struct KeyReader {
         if (m_listing.error != 0)
             fail(directory + QStringLiteral(": cannot be read: ") +
                  qt_error_string(m_listing.error));
-        m_book.addOtherEntries(static_cast<size_t>(m_listing.others.size()));
+        m_book.otherEntries += m_listing.others.size();
         for (const QString& name : m_options.verbose ? m_listing.others : QStringList())
             console::line(directory + QLatin1Char('/') + name + QStringLiteral(": left alone"));
     }
@@ -346,12 +346,12 @@ struct KeyReader {
     }
 
     void warn(const QString& text, const QString& file = {}) {
-        m_book.addWarning({m_name, file, text});
+        m_book.warnings.push_back({m_name, file, text});
     }
 
     bool fail(const QString& reason, const QString& file = {}, bool isDamage = false) {
         ++m_failures;
-        m_book.addFailure({m_name, file, reason, isDamage});
+        m_book.failures.push_back({m_name, file, reason, isDamage});
         return false;
     }
 };
@@ -367,7 +367,7 @@ QString mountDirOf(const QString& path) {
     return isDownloadDir && downloadDirOf(path).isEmpty() ? directory.path() : path;
 }
 
-void readPath(const Options& options, const QString& path, LogbookBuilder& book, FileCopier* copier,
+void readPath(const Options& options, const QString& path, Logbook& book, FileCopier* copier,
               QIODevice* events, const std::function<void(int)>& progress) {
     KeyReader reader{options, path, book, copier, events, progress};
     reader.read();

@@ -14,7 +14,7 @@ QString mountDirOf(const QString& path);
 // Puts what is at `path` into the logbook, and what was not done as a failure. `copier` is null if
 // nothing is to be copied or nothing can be. The library's signals are written to `events`, unless
 // it is null, and not into the logbook. `progress` gets percents. For the main thread.
-void readPath(const Options& options, const QString& path, LogbookBuilder& book, FileCopier* copier,
+void readPath(const Options& options, const QString& path, Logbook& book, FileCopier* copier,
               QIODevice* events, const std::function<void(int)>& progress);
 
 } // namespace readkey

@@ -339,16 +339,16 @@ QString Logbook::placeOf(const Failure& failure) const {
     return hasSeveralKeys ? failure.key + QStringLiteral(": ") + failure.file : failure.file;
 }
 
-void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
-    LogFile& added = m_book.files.emplace_back(std::move(file));
+void Logbook::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
+    LogFile& added = files.emplace_back(std::move(file));
     added.plate = info.getPlateString();
     VehicleSummary& vehicle = vehicleOf(added.plate);
     vehicle.plate = added.plate;
 
-    QHash<QString, DriverSummary*> drivers; // most holders come again and again
+    QHash<QString, DriverSummary*> known; // most holders come again and again
     std::vector<Stretch> insertions;
     for (const auto& activity : info.getDriverActivities()) {
-        DriverSummary*& driver = drivers[activity.holderName];
+        DriverSummary*& driver = known[activity.holderName];
         if (!driver)
             driver = &driverOf(driverName(activity.holderName));
         Stretch& insertion = insertions.emplace_back(insertionOf(activity));
@@ -358,12 +358,12 @@ void LogbookBuilder::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
     }
     merge(insertions);
     findKnown(insertions);
-    m_book.stretches.insert(m_book.stretches.end(), insertions.begin(), insertions.end());
+    stretches.insert(stretches.end(), insertions.begin(), insertions.end());
     added.contents = orDash(added.plate) + QStringLiteral(", ") +
                      counted(static_cast<qint64>(insertions.size()), "insertion");
 }
 
-void LogbookBuilder::addFile(LogFile file) {
+void Logbook::addFile(LogFile file) {
     if (file.status == LogFile::Failed)
         file.contents = QStringLiteral("failed");
     else if (file.status == LogFile::Skipped)
@@ -374,32 +374,30 @@ void LogbookBuilder::addFile(LogFile file) {
         file.holder = file.holder.simplified();
         file.contents += QLatin1Char(' ') + file.cardNumber + QLatin1Char(' ') + file.holder;
     }
-    m_book.files.push_back(std::move(file));
+    files.push_back(std::move(file));
 }
 
-VehicleSummary& LogbookBuilder::vehicleOf(const QString& plate) {
-    return itemOf(plate.toUpper().simplified().remove(QLatin1Char(' ')), m_book.vehicles,
-                  m_vehicles);
+VehicleSummary& Logbook::vehicleOf(const QString& plate) {
+    return itemOf(plate.toUpper().simplified().remove(QLatin1Char(' ')), vehicles, m_vehicles);
 }
 
-DriverSummary& LogbookBuilder::driverOf(const QString& name) {
-    DriverSummary& driver = itemOf(name, m_book.drivers, m_drivers);
+DriverSummary& Logbook::driverOf(const QString& name) {
+    DriverSummary& driver = itemOf(name, drivers, m_drivers);
     driver.name = name;
     return driver;
 }
 
-void LogbookBuilder::doubtCopies() {
-    for (LogFile& file : m_book.files) {
+void Logbook::doubtCopies() {
+    for (LogFile& file : files) {
         if (file.copy != FileCopier::NotAsked)
             file.copy = FileCopier::Failed;
     }
 }
 
 // Counts the files, and gives each vehicle its newest download and each driver the cards.
-void LogbookBuilder::takeDownloads(const Clock& clock) {
-    const qint64 future = clock.startOf(m_book.asOf.addDays(1));
-    FileCounts& counts = m_book.counts;
-    for (LogFile& file : m_book.files) {
+void Logbook::takeDownloads(const Clock& clock) {
+    const qint64 future = clock.startOf(asOf.addDays(1));
+    for (LogFile& file : files) {
         counts.files += file.status != LogFile::Skipped ? 1 : 0;
         counts.failed += file.status == LogFile::Failed ? 1 : 0;
         ++counts.copies[file.copy];
@@ -411,7 +409,7 @@ void LogbookBuilder::takeDownloads(const Clock& clock) {
         counts.fromFuture += file.isFromFuture ? 1 : 0;
         const Download download{
             file.isFromFuture ? std::nullopt : file.downloaded, {}, file.isFromFuture, &file};
-        m_book.newestDownload = std::max(m_book.newestDownload, download.time);
+        newestDownload = std::max(newestDownload, download.time);
         if (file.kind == LogFile::Vehicle) {
             ++counts.vehicles;
             VehicleSummary& vehicle = vehicleOf(file.plate);
@@ -426,36 +424,35 @@ void LogbookBuilder::takeDownloads(const Clock& clock) {
     }
 }
 
-Logbook LogbookBuilder::finish(const Filter& filter, const QDate& asOf, const Clock& clock) {
-    m_book.asOf = asOf;
-    m_book.hasSeveralKeys =
-        std::any_of(m_book.files.begin(), m_book.files.end(),
-                    [&](const LogFile& file) { return file.key != m_book.files.front().key; });
+void Logbook::finish(const Filter& filter, const QDate& day, const Clock& clock) {
+    asOf = day;
+    hasSeveralKeys = std::any_of(files.begin(), files.end(), [this](const LogFile& file) {
+        return file.key != files.front().key;
+    });
     takeDownloads(clock);
-    for (LogFile& file : m_book.files) {
+    for (LogFile& file : files) {
         if (file.status == LogFile::Ok && file.kind == LogFile::Vehicle)
             file.plate = vehicleOf(file.plate).plate;
     }
-    judgeDownloads(m_book, clock);
-    m_book.vehicles.sort([](const auto& a, const auto& b) { return a.plate < b.plate; });
-    m_book.drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
-    number(m_book);
-    merge(m_book.stretches);
-    m_book.insertionsFound = static_cast<qint64>(m_book.stretches.size());
-    findGaps(m_book.stretches);
-    for (const Stretch& insertion : m_book.stretches) {
+    judgeDownloads(*this, clock);
+    vehicles.sort([](const auto& a, const auto& b) { return a.plate < b.plate; });
+    drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
+    number(*this);
+    merge(stretches);
+    insertionsFound = static_cast<qint64>(stretches.size());
+    findGaps(stretches);
+    for (const Stretch& insertion : stretches) {
         std::optional<qint64>& first = insertion.vehicle->knownFrom;
         first = first.value_or(insertion.from);
     }
     if (filter.isActive())
-        filterRecords(m_book, filter);
-    sumUp(m_book);
+        filterRecords(*this, filter);
+    sumUp(*this);
     if (filter.isActive())
-        filterOthers(m_book, filter);
-    for (const DriverSummary& driver : m_book.drivers)
-        m_book.hasSharedNames |= driver.holders > 1;
-    number(m_book);
-    return std::move(m_book);
+        filterOthers(*this, filter);
+    for (const DriverSummary& driver : drivers)
+        hasSharedNames |= driver.holders > 1;
+    number(*this);
 }
 
 } // namespace readkey

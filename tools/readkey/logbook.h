@@ -180,54 +180,49 @@ constexpr quint16 driverSlot = 0;
 constexpr qint64 vehicleDownloadDays = 90;
 constexpr qint64 cardDownloadDays = 28;
 
-// Its parts point to each other, so it can be moved but not copied.
-struct Logbook {
+// It is filled file by file, then finished; the views show it. Its parts point to each other, so it
+// cannot be copied.
+class Logbook {
+public:
     Logbook() = default;
-    Logbook(Logbook&&) = default;
     Q_DISABLE_COPY(Logbook)
 
-    std::list<LogFile> files;       // key by key: cards, vehicles, each newest first, then the rest
-    std::vector<Stretch> stretches; // by plate, then time
-    std::list<VehicleSummary> vehicles; // by plate
-    std::list<DriverSummary> drivers;   // by name
+    // A vehicle-unit file that could be read.
+    void addVehicle(LogFile file, downloadkey::VehicleInfo& info);
+    // Any other file. If it failed or was not copied, add a failure as well.
+    void addFile(LogFile file);
+    // No file counts as copied or kept any more. Add a failure as well.
+    void doubtCopies();
+    // Merges, filters and adds up. Call it once, at the end. A download later than that day
+    // of this clock is from the future.
+    void finish(const Filter& filter, const QDate& day, const Clock& clock);
+
+    std::list<LogFile> files; // key by key: cards, vehicles, each newest first, then the rest
     std::vector<Failure> failures;
     std::vector<Failure> warnings; // what is odd, but no failure
-    bool hasSeveralKeys = false;   // so that a file's name does not say which file it is
-    bool hasSharedNames = false;   // so that a driver's name does not say who it is
-    Totals totals;                 // of all vehicles
+    qint64 otherEntries = 0;       // of the keys, that do not look like downloads
+
+    // Once it is finished:
+    std::vector<Stretch> stretches;     // by plate, then time
+    std::list<VehicleSummary> vehicles; // by plate
+    std::list<DriverSummary> drivers;   // by name
+    bool hasSeveralKeys = false;        // so that a file's name does not say which file it is
+    bool hasSharedNames = false;        // so that a driver's name does not say who it is
+    Totals totals;                      // of all vehicles
     Totals crossing;
     FileCounts counts;
     std::optional<qint64> newestDownload; // of the files that could be read
     QDate asOf;                           // the day to which ages count: until its last second
-    size_t otherEntries = 0;              // of the keys, that do not look like downloads
     qint64 insertionsFound = 0;           // with those that the filter leaves out
 
     // "KEY", "FILE" or, among several keys, "KEY: FILE".
     QString placeOf(const Failure& failure) const;
-};
-
-class LogbookBuilder {
-public:
-    // A vehicle-unit file that could be read.
-    void addVehicle(LogFile file, downloadkey::VehicleInfo& vehicle);
-    // Any other file. If it failed or was not copied, add a failure as well.
-    void addFile(LogFile file);
-    void addFailure(Failure failure) { m_book.failures.push_back(std::move(failure)); }
-    void addWarning(Failure warning) { m_book.warnings.push_back(std::move(warning)); }
-    // No file counts as copied or kept any more. Add a failure as well.
-    void doubtCopies();
-    void addOtherEntries(size_t count) { m_book.otherEntries += count; }
-
-    // Merges, filters and adds up. Call it once, at the end. A download later than the day `asOf`
-    // of this clock is from the future.
-    Logbook finish(const Filter& filter, const QDate& asOf, const Clock& clock);
 
 private:
     VehicleSummary& vehicleOf(const QString& plate);
     DriverSummary& driverOf(const QString& name);
     void takeDownloads(const Clock& clock);
 
-    Logbook m_book;
     QHash<QString, VehicleSummary*> m_vehicles; // by plate, in capitals without blanks
     QHash<QString, DriverSummary*> m_drivers;   // by name
 };

@@ -36,8 +36,10 @@ QStringList keysOf(const QStringList& paths) {
     return keys;
 }
 
-void readKeys(const Options& options, LogbookBuilder& book, QIODevice* events) {
-    const auto fail = [&](const QString& reason) { book.addFailure({options.copyTo, {}, reason}); };
+void readKeys(const Options& options, Logbook& book, QIODevice* events) {
+    const auto fail = [&](const QString& reason) {
+        book.failures.push_back({options.copyTo, {}, reason});
+    };
     FileCopier copier(options.copyTo);
     const bool isAsked = !options.copyTo.isEmpty();
     const QString problem = isAsked ? copier.open(keysOf(options.paths)) : QString();
@@ -111,10 +113,10 @@ int run(const Options& options, console::StandardOutput& out) {
     if (!clock.isZoneKnown())
         console::error(QStringLiteral("times are UTC: the time zone TZ=%1 is not known here")
                            .arg(qEnvironmentVariable("TZ")));
-    LogbookBuilder builder;
-    readKeys(options, builder, options.view->write == writeNothing ? &out : nullptr);
+    Logbook book;
+    readKeys(options, book, options.view->write == writeNothing ? &out : nullptr);
     const bool isInterrupted = console::interruption() != 0;
-    const Logbook book = builder.finish(options.filter, options.asOf, clock);
+    book.finish(options.filter, options.asOf, clock);
     const bool areTables =
         options.view->write == writeTables || options.view->write == writeSummary;
     report(book.warnings, book);
