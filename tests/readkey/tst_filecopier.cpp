@@ -49,20 +49,22 @@ private Q_SLOTS:
         if (!fault.isEmpty())
             faults_arm(qPrintable(key.path(fault.section(' ', 0, 0))),
                        qPrintable(fault.section(' ', 1)));
-        const int result = copier.copy(QDir(key.path("download")).filePath(source), downloaded);
+        const FileCopier::Result result =
+            copier.copy(QDir(key.path("download")).filePath(source), downloaded);
         QVERIFY2(faults_disarm() > 0 || fault.isEmpty(), "no such call was seen");
 
         QCOMPARE(QDir("/proc/self/fd").count(), descriptors);
-        QCOMPARE(QStringList({"", "copied", "kept", "failed"}).value(result), outcome);
-        QTEST(copier.message(), "message");
+        QCOMPARE(QStringList({"", "copied", "kept", "failed"}).value(result.outcome), outcome);
+        QTEST(result.message, "message");
         QCOMPARE(QFileInfo(key.path("copies/file")).lastModified() == downloaded,
-                 outcome == "copied" && copier.message().isEmpty());
+                 outcome == "copied" && result.message.isEmpty());
         if (outcome == "copied") {
             QCOMPARE(outputOf(key, "cmp download/file copies/file; ls -A copies; touch new; "
                                    "stat -c %a new copies/file | uniq | wc -l"),
                      QString("file\n1\n"));
-            QCOMPARE(copier.copy(key.path("download/file"), downloaded), FileCopier::Kept);
-            QCOMPARE(copier.message(), QString());
+            const FileCopier::Result again = copier.copy(key.path("download/file"), downloaded);
+            QCOMPARE(again.outcome, FileCopier::Kept);
+            QCOMPARE(again.message, QString());
         } else {
             QCOMPARE(outputOf(key, look), before);
         }
@@ -79,7 +81,7 @@ private Q_SLOTS:
         for (const char* missing : {"", "tmpfile", "tmpfile link"}) {
             faults_arm(qPrintable(key.path("copies")), "sync 1 SIGUSR1");
             faults_miss(missing);
-            QCOMPARE(copier.copy(key.path("download/file"), downloaded), FileCopier::Kept);
+            QCOMPARE(copier.copy(key.path("download/file"), downloaded).outcome, FileCopier::Kept);
             faults_disarm();
             QCOMPARE(outputOf(key, "rm copies/file; ls -A copies"), QString());
         }
@@ -111,7 +113,7 @@ private Q_SLOTS:
             faults_arm(qPrintable(key.mountPath()), qPrintable(QString("any %1 EIO").arg(at)));
             faults_miss(qPrintable(missing));
             const bool isCopied =
-                copier.copy(key.path("download/file"), downloaded) == FileCopier::Copied;
+                copier.copy(key.path("download/file"), downloaded).outcome == FileCopier::Copied;
             const bool isSynced = copier.sync() == 0;
             faults_disarm();
 

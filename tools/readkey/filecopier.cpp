@@ -52,6 +52,68 @@ int giveName(QTemporaryFile& file, const QString& path) {
     return errno == ENOENT ? reason : errno; // ENOENT if it has no name of its own either
 }
 
+// Whether the copy that is there already has the same bytes.
+FileCopier::Result compare(QFile& source, const QString& copyPath) {
+    QFile copy(copyPath);
+    const int reason = openRegular(copy);
+    if (reason == ELOOP)
+        return {QStringLiteral("what is there under this name is not a file; it was left alone")};
+    if (reason != 0 && reason != EFBIG)
+        return {QStringLiteral("the copy that is there cannot be read: ") +
+                qt_error_string(reason)};
+    bool isEqual = reason == 0 && source.size() == copy.size() && source.seek(0);
+    while (isEqual && console::interruption() == 0) {
+        const QByteArray bytes = source.read(chunkSize);
+        isEqual = bytes == copy.read(chunkSize);
+        if (bytes.isEmpty())
+            break;
+    }
+    if (console::interruption() != 0)
+        return {QStringLiteral("interrupted")};
+    for (const QFile* file : {&source, &copy}) {
+        if (file->error() != QFileDevice::NoError)
+            return {QStringLiteral("it cannot be compared with the copy that is there: ") +
+                    file->errorString()};
+    }
+    if (!isEqual)
+        return {QStringLiteral("another file with this name is there; it was left alone")};
+    return {{}, FileCopier::Kept};
+}
+
+// Writes the whole copy to the disk, with its time.
+FileCopier::Result transfer(QFile& source, QFile& target, const QDateTime& time) {
+    const qint64 size = source.size();
+    qint64 copied = 0;
+    while (copied <= size) { // a file that never ends would fill the target
+        if (console::interruption() != 0)
+            return {QStringLiteral("interrupted")};
+        const QByteArray bytes = source.read(chunkSize);
+        if (bytes.isEmpty())
+            break;
+        // If only a part fits on the disk, errorString() does not say why.
+        if (target.write(bytes) != bytes.size())
+            return {qt_error_string(errno)};
+        copied += bytes.size();
+    }
+    if (source.error() != QFileDevice::NoError)
+        return {source.errorString()};
+    if (copied != size)
+        return {QStringLiteral("it changed while it was copied")};
+    QString warning;
+    // A file system that cannot keep this time silently stores its own latest one.
+    constexpr auto modification = QFileDevice::FileModificationTime;
+    if (!target.setFileTime(time, modification) ||
+        target.fileTime(modification).toSecsSinceEpoch() != time.toSecsSinceEpoch())
+        warning = QStringLiteral("copied, but its modification time could not be set");
+    // Only the owner may read a temporary file. FAT has no permissions and refuses to change them.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(target.handle(), 0666 & ~mask);
+    if (::fsync(target.handle()) != 0)
+        return {qt_error_string(errno)};
+    return {warning, FileCopier::Copied};
+}
+
 } // namespace
 
 int openRegular(QFile& file) {
@@ -79,101 +141,37 @@ QString FileCopier::open(const QStringList& sources) {
     return QFileInfo(m_directory).isDir() ? QString() : QStringLiteral("it is not a directory");
 }
 
-FileCopier::Outcome FileCopier::copy(const QString& path, const QDateTime& time) {
-    m_message.clear();
+FileCopier::Result FileCopier::copy(const QString& path, const QDateTime& time) {
     m_hasCopied = true;
     QFile source(path);
     int reason = openRegular(source);
     if (reason != 0)
-        return fail(reason == ELOOP ? QStringLiteral("it is no longer a regular file")
-                                    : qt_error_string(reason));
+        return {reason == ELOOP ? QStringLiteral("it is no longer a regular file")
+                                : qt_error_string(reason)};
     const QString target = m_directory + QLatin1Char('/') + QFileInfo(path).fileName();
     struct stat status {};
     if (::lstat(QFile::encodeName(target).constData(), &status) == 0)
         return compare(source, target);
     if (errno != ENOENT) // what cannot be seen may be there
-        return fail(qt_error_string(errno));
+        return {qt_error_string(errno)};
     // It has no name until it is whole, if the file system allows that, so a killed process leaves
     // nothing behind.
     QTemporaryFile copy(m_directory + QLatin1String("/.readkey-XXXXXX"));
     if (!static_cast<QFile&>(copy).open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        return fail(copy.errorString());
-    if (transfer(source, copy, time) == Failed)
-        return Failed; // the unfinished copy goes with its object
+        return {copy.errorString()};
+    Result result = transfer(source, copy, time);
+    if (result.outcome == Failed)
+        return result; // the unfinished copy goes with its object
     reason = giveName(copy, target);
     if (reason == EEXIST) // since it was looked for
         return compare(source, target);
     if (reason == EINVAL) // as from FUSE
-        return fail(QStringLiteral("the file system cannot name it without replacing other files"));
-    return reason == 0 ? Copied : fail(qt_error_string(reason));
-}
-
-FileCopier::Outcome FileCopier::compare(QFile& source, const QString& copyPath) {
-    QFile copy(copyPath);
-    const int reason = openRegular(copy);
-    if (reason == ELOOP)
-        return fail(
-            QStringLiteral("what is there under this name is not a file; it was left alone"));
-    if (reason != 0 && reason != EFBIG)
-        return fail(QStringLiteral("the copy that is there cannot be read: ") +
-                    qt_error_string(reason));
-    m_message.clear();
-    bool isEqual = reason == 0 && source.size() == copy.size() && source.seek(0);
-    while (isEqual && console::interruption() == 0) {
-        const QByteArray bytes = source.read(chunkSize);
-        isEqual = bytes == copy.read(chunkSize);
-        if (bytes.isEmpty())
-            break;
-    }
-    if (console::interruption() != 0)
-        return fail(QStringLiteral("interrupted"));
-    for (const QFile* file : {&source, &copy}) {
-        if (file->error() != QFileDevice::NoError)
-            return fail(QStringLiteral("it cannot be compared with the copy that is there: ") +
-                        file->errorString());
-    }
-    return isEqual
-               ? Kept
-               : fail(QStringLiteral("another file with this name is there; it was left alone"));
-}
-
-FileCopier::Outcome FileCopier::transfer(QFile& source, QFile& target, const QDateTime& time) {
-    const qint64 size = source.size();
-    qint64 copied = 0;
-    while (copied <= size) { // a file that never ends would fill the target
-        if (console::interruption() != 0)
-            return fail(QStringLiteral("interrupted"));
-        const QByteArray bytes = source.read(chunkSize);
-        if (bytes.isEmpty())
-            break;
-        // If only a part fits on the disk, errorString() does not say why.
-        if (target.write(bytes) != bytes.size())
-            return fail(qt_error_string(errno));
-        copied += bytes.size();
-    }
-    if (source.error() != QFileDevice::NoError)
-        return fail(source.errorString());
-    if (copied != size)
-        return fail(QStringLiteral("it changed while it was copied"));
-    // A file system that cannot keep this time silently stores its own latest one.
-    constexpr auto modification = QFileDevice::FileModificationTime;
-    if (!target.setFileTime(time, modification) ||
-        target.fileTime(modification).toSecsSinceEpoch() != time.toSecsSinceEpoch())
-        m_message = QStringLiteral("copied, but its modification time could not be set");
-    // Only the owner may read a temporary file. FAT has no permissions and refuses to change them.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(target.handle(), 0666 & ~mask);
-    return ::fsync(target.handle()) == 0 ? Copied : fail(qt_error_string(errno));
+        return {QStringLiteral("the file system cannot name it without replacing other files")};
+    return reason == 0 ? result : Result{qt_error_string(reason)};
 }
 
 int FileCopier::sync() {
     return m_hasCopied ? syncDirectory(m_directory) : 0;
-}
-
-FileCopier::Outcome FileCopier::fail(const QString& reason) {
-    m_message = reason;
-    return Failed;
 }
 
 } // namespace readkey

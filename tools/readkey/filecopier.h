@@ -20,9 +20,13 @@ class FileCopier {
 public:
     enum Outcome {
         NotAsked, // for callers without a copier
-        Copied,   // and, after sync(), on the disk; message() may have something to say
+        Copied,   // and, after sync(), on the disk; there may be a message
         Kept,     // the same bytes were there already; they were not touched
-        Failed,   // message() says why; nothing was left behind
+        Failed,   // the message says why; nothing was left behind
+    };
+    struct Result {
+        QString message; // why it failed, or what is odd about the copy
+        Outcome outcome = Failed;
     };
 
     explicit FileCopier(const QString& directory)
@@ -34,21 +38,14 @@ public:
     QString open(const QStringList& sources);
 
     // Copies the file at `path`, whose bare name it keeps. `time` becomes the modification time.
-    Outcome copy(const QString& path, const QDateTime& time);
+    Result copy(const QString& path, const QDateTime& time);
 
     // Writes the names of all copies to the disk, if there may be any. Returns 0 or an errno.
     int sync();
 
-    QString message() const { return m_message; } // of the last copy(); empty if there is none
-
 private:
-    Outcome compare(QFile& source, const QString& copyPath);
-    Outcome transfer(QFile& source, QFile& target, const QDateTime& time);
-    Outcome fail(const QString& reason);
-
     QString m_directory;
     bool m_hasCopied = false;
-    QString m_message;
 };
 
 } // namespace readkey

@@ -198,18 +198,19 @@ std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key
         return nullptr;
     }
     const QByteArray begin = device.peek(512);
-    const LogFile::Kind named = file.kind;
-    if (named == LogFile::Other)
-        file.kind = isVehicleUnit(begin) ? LogFile::Vehicle : LogFile::Card;
+    const LogFile::Kind kind = file.kind != LogFile::Other ? file.kind
+                               : isVehicleUnit(begin)      ? LogFile::Vehicle
+                                                           : LogFile::Card;
     std::unique_ptr<downloadkey::VehicleInfo> vehicle;
-    if (file.kind == LogFile::Vehicle)
+    if (kind == LogFile::Vehicle)
         vehicle = std::make_unique<downloadkey::VehicleInfo>(device);
     const aux::Error error = vehicle ? vehicle->read() : readCard(key, device, file);
-    if (error.isEmpty())
-        return vehicle;
-    file.kind = named;
-    set(file, LogFile::Failed, parserReason(key, device, error, named, begin));
-    return nullptr;
+    if (!error.isEmpty()) {
+        set(file, LogFile::Failed, parserReason(key, device, error, file.kind, begin));
+        return nullptr;
+    }
+    file.kind = kind;
+    return vehicle;
 }
 
 QString errorText(const aux::Error& error) {

@@ -45,7 +45,7 @@ QString nameOfStray(const QString& mountDir) {
         root += QLatin1Char('/');
     for (const QString& path : {downloadDirOf(mountDir), mountDir + QLatin1String("/downloaded")}) {
         const QFileInfo directory(path);
-        if ((directory.exists() || directory.isSymLink()) &&
+        if (directory.isSymLink() &&
             !(directory.canonicalFilePath() + QLatin1Char('/')).startsWith(root))
             return directory.fileName();
     }
@@ -252,14 +252,13 @@ struct KeyReader {
         qint64 bytes = 0;
         int vehicles = 0;
         for (const LogFile& file : m_listing.files) {
-            const bool isParsed = file.kind == LogFile::Vehicle && file.status == LogFile::Ok &&
-                                  ++vehicles <= downloadkey::parsedFilesOfEachKind;
-            bytes += isParsed ? file.size : 0;
-            if (bytes > largestRead ||
-                (file.size > largestDownload && file.status != LogFile::Skipped))
+            if (file.size > largestDownload && file.status != LogFile::Skipped)
                 return true;
+            if (file.kind == LogFile::Vehicle && file.status == LogFile::Ok &&
+                ++vehicles <= downloadkey::parsedFilesOfEachKind)
+                bytes += file.size;
         }
-        return false;
+        return bytes > largestRead;
     }
 
     void listDirectory(const QString& directory) {
@@ -321,12 +320,11 @@ struct KeyReader {
         if (!m_copier)
             return m_options.copyTo.isEmpty() ? FileCopier::NotAsked : FileCopier::Failed;
         const QString name = QFileInfo(path).fileName();
-        const FileCopier::Outcome outcome = m_copier->copy(path, time);
+        const auto [message, outcome] = m_copier->copy(path, time);
         if (outcome == FileCopier::Failed)
-            fail(QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, m_copier->message()),
-                 name);
-        else if (!m_copier->message().isEmpty())
-            warn(m_copier->message(), name);
+            fail(QStringLiteral("not copied to %1: %2").arg(m_options.copyTo, message), name);
+        else if (!message.isEmpty())
+            warn(message, name);
         return outcome;
     }
 
@@ -369,8 +367,7 @@ QString mountDirOf(const QString& path) {
 
 void readPath(const Options& options, const QString& path, Logbook& book, FileCopier* copier,
               QIODevice* events, const std::function<void(int)>& progress) {
-    KeyReader reader{options, path, book, copier, events, progress};
-    reader.read();
+    KeyReader{options, path, book, copier, events, progress}.read();
 }
 
 } // namespace readkey

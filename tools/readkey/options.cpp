@@ -81,7 +81,7 @@ Filter filterOf(Values& values, const Clock& clock) {
         result.from = clock.startOf(from);
     if (to.isValid())
         result.to = clock.startOf(to.addDays(1));
-    if (from.isValid() && to.isValid() && to < from)
+    if (to.isValid() && to < from)
         values.problems.append(QStringLiteral("--from is later than --to"));
     return result;
 }
