@@ -291,14 +291,18 @@ struct KeyReader {
         file.key = m_name;
         file.copy = m_copies.take(file.name);
         std::shared_ptr<downloadkey::VehicleInfo> vehicle = m_vehicles.take(file.name);
-        const bool isReadable = file.status == LogFile::Ok;
-        if (isReadable && !vehicle)
-            vehicle = readFile(m_key, path, file);
-        // Named like a download it is copied whatever is in it.
-        if (isReadable && file.kind != LogFile::Other && file.copy == FileCopier::NotAsked)
-            file.copy =
-                copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
-                                               : QFileInfo(path).lastModified());
+        const auto copyUnlessDone = [&] {
+            if (file.copy == FileCopier::NotAsked && file.kind != LogFile::Other)
+                file.copy =
+                    copyFile(path, file.downloaded ? QDateTime::fromSecsSinceEpoch(*file.downloaded)
+                                                   : QFileInfo(path).lastModified());
+        };
+        if (file.status == LogFile::Ok) {
+            copyUnlessDone(); // before anything else fails, and whatever is in it
+            if (!vehicle)
+                vehicle = readFile(m_key, path, file);
+            copyUnlessDone(); // if its kind was not known
+        }
         if (file.status == LogFile::Failed) {
             const bool isMissed = file.copy == FileCopier::NotAsked && !m_options.copyTo.isEmpty();
             if (isMissed)
