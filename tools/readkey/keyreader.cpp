@@ -98,7 +98,6 @@ struct KeyReader {
     QMap<QString, FileCopier::Outcome> m_copies = {};                         // by name
     QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles = {}; // from the library
     int m_percent = 0; // done before addFiles()
-    int m_failures = 0;
 
     ~KeyReader() {
         aux::SystemHelper::setRemountHandler({});
@@ -147,28 +146,27 @@ struct KeyReader {
 
     void connectSignals() {
         using downloadkey::DownloadKey;
-        const auto on = [this](auto signal, auto slot) {
-            QObject::connect(&m_key, signal, &m_key, slot);
-        };
-        on(&DownloadKey::progress, [this](int percent) {
+        QObject::connect(&m_key, &DownloadKey::progress, [this](int percent) {
             m_percent = percent / 2; // addFiles() has the other half
             m_progress(m_percent);
             if (console::interruption() != 0)
                 m_key.close(); // ends the read() at the next file
         });
-        on(&DownloadKey::downloadFile, [this](const QString& path, const QDateTime& time) {
-            const QString name = QFileInfo(path).fileName();
-            m_copies[name] = copyFile(path, time);
-            if (fileOf(name).kind == LogFile::Vehicle)
-                m_vehicleFiles.append(name);
-        });
+        QObject::connect(&m_key, &DownloadKey::downloadFile,
+                         [this](const QString& path, const QDateTime& time) {
+                             const QString name = QFileInfo(path).fileName();
+                             m_copies[name] = copyFile(path, time);
+                             if (fileOf(name).kind == LogFile::Vehicle)
+                                 m_vehicleFiles.append(name);
+                         });
         // A VehicleInfo does not know its file. But no file failed, so the vehicles are those of
         // the first vehicle files offered, in the same order.
-        on(&DownloadKey::readDone, [this](const auto& /*cards*/, const auto& vehicles) {
-            int next = 0;
-            for (const auto& vehicle : vehicles)
-                m_vehicles[m_vehicleFiles.value(next++)] = vehicle;
-        });
+        QObject::connect(&m_key, &DownloadKey::readDone,
+                         [this](const auto& /*cards*/, const auto& vehicles) {
+                             int next = 0;
+                             for (const auto& vehicle : vehicles)
+                                 m_vehicles[m_vehicleFiles.value(next++)] = vehicle;
+                         });
     }
 
     void readFolder() {
@@ -240,9 +238,9 @@ struct KeyReader {
                 file.reason = QStringLiteral("was not read, a listing of the key left it out");
             }
         }
-        const int before = m_failures;
+        const size_t before = m_book.failures.size();
         addFiles();
-        if (!error.isEmpty() && m_failures == before)
+        if (!error.isEmpty() && m_book.failures.size() == before)
             fail(QStringLiteral("a file that failed can be read now: the key's contents changed"),
                  {}, true);
     }
@@ -352,7 +350,6 @@ struct KeyReader {
     }
 
     bool fail(const QString& reason, const QString& file = {}, bool isDamage = false) {
-        ++m_failures;
         m_book.failures.push_back({m_name, file, reason, isDamage});
         return false;
     }

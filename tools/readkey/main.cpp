@@ -37,14 +37,12 @@ QStringList keysOf(const QStringList& paths) {
 }
 
 void readKeys(const Options& options, Logbook& book, QIODevice* events) {
-    const auto fail = [&](const QString& reason) {
-        book.failures.push_back({options.copyTo, {}, reason});
-    };
     FileCopier copier(options.copyTo);
     const bool isAsked = !options.copyTo.isEmpty();
     const QString problem = isAsked ? copier.open(keysOf(options.paths)) : QString();
     if (!problem.isEmpty())
-        fail(QStringLiteral("nothing can be copied there: ") + problem);
+        book.failures.push_back(
+            {options.copyTo, {}, QStringLiteral("nothing can be copied there: ") + problem});
     const bool isCopying = isAsked && problem.isEmpty();
     const int count = options.paths.size();
     for (int i = 0; i < count && console::interruption() == 0; ++i) {
@@ -53,7 +51,8 @@ void readKeys(const Options& options, Logbook& book, QIODevice* events) {
     }
     console::removeProgress();
     if (const int reason = copier.sync(); reason != 0) {
-        fail(QStringLiteral("the copies may not be on the disk: ") + qt_error_string(reason));
+        const QString text = QStringLiteral("the copies may not be on the disk: ");
+        book.failures.push_back({options.copyTo, {}, text + qt_error_string(reason)});
         book.doubtCopies();
     }
 }
@@ -122,11 +121,9 @@ int run(const Options& options, console::StandardOutput& out) {
     report(book.warnings, book);
     if (isInterrupted || !areTables || !console::isOneTerminal()) // the tables have them, too
         report(book.failures, book);
-    if (isInterrupted) {
+    if (isInterrupted)
         console::error(QStringLiteral("interrupted before the end"));
-        return EXIT_FAILURE;
-    }
-    if (!show(book, options, out))
+    if (isInterrupted || !show(book, options, out))
         return EXIT_FAILURE;
     const bool isAllDone = std::all_of(book.failures.begin(), book.failures.end(),
                                        [](const Failure& failure) { return failure.isDamage; });

@@ -109,8 +109,7 @@ void chooseView(Values& values, Options& options) {
 }
 
 CommandLine optionsOf(const QCommandLineParser& parser) {
-    CommandLine result;
-    Options& options = result.options;
+    Options options;
     Values values{parser};
     options.paths = parser.positionalArguments();
     if (options.paths.isEmpty())
@@ -127,8 +126,7 @@ CommandLine optionsOf(const QCommandLineParser& parser) {
     options.makeDownloadedDir = values.isSet("downloaded-dir");
     options.remount = values.isSet("remount");
     options.verbose = values.isSet("verbose");
-    result.problem = values.problems.value(0);
-    return result;
+    return {options, {}, values.problems.value(0)};
 }
 
 } // namespace
