@@ -118,7 +118,7 @@ struct KeyReader {
         else if (!m_events && downloadDirOf(m_mountDir).isEmpty() &&
                  !listFiles(m_path).files.empty())
             readFolder();
-        else if (openKey())
+        else
             readKey();
         m_key.close();
         m_key.uninit();
@@ -140,7 +140,9 @@ struct KeyReader {
             return;
         aux::SystemHelper::setRemountHandler([this](const QString& mountDir) {
             const QString reason = remountReadOnly(mountDir);
-            return reason.isEmpty() || fail(QStringLiteral("not remounted: ") + reason);
+            if (!reason.isEmpty())
+                fail(QStringLiteral("not remounted: ") + reason);
+            return reason.isEmpty();
         });
     }
 
@@ -196,41 +198,32 @@ struct KeyReader {
         aux::SystemHelper::remountReadOnly(m_mountDir);
     }
 
-    bool openKey() {
+    void readKey() {
         const QString stray = nameOfStray(m_mountDir);
         if (!stray.isEmpty())
             return fail(QStringLiteral("not read: \"%1\" leads out of the key").arg(stray));
         QDir mountDir(m_mountDir);
-        const aux::Error error = m_key.open(mountDir);
+        const aux::Error notOpened = m_key.open(mountDir);
         if (m_events)
-            writeReturned(QStringLiteral("open"), error, *m_events);
-        if (!error.isEmpty())
+            writeReturned(QStringLiteral("open"), notOpened, *m_events);
+        if (!notOpened.isEmpty())
             return fail(reasonNotOpened());
         listDirectory(downloadDirOf(m_mountDir));
         const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
         if (m_listing.files.empty() && !listFiles(second).files.empty())
             warn(QStringLiteral("\"download\" is empty, \"DOWNLOAD\" is not: PATH may be %1")
                      .arg(second));
-        return true;
-    }
-
-    void readKey() {
-        if (isTooMuch()) {
-            if (!m_events)
-                return readOneByOne();
-            fail(QStringLiteral("not read: its files are too large to be read at once"));
-            return;
-        }
+        if (isTooMuch() && m_events)
+            return fail(QStringLiteral("not read: its files are too large to be read at once"));
+        if (isTooMuch())
+            return readOneByOne();
         const aux::Error error = m_key.read();
         if (console::interruption() != 0)
             return;
         if (m_events)
             writeReturned(QStringLiteral("read"), error, *m_events);
-        // After an error the library drops what it parsed, and with it the reason of each failure.
-        if (!error.isEmpty() && !QFileInfo(m_downloadDir).isDir()) {
-            fail(QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
-            return;
-        }
+        if (!error.isEmpty() && !QFileInfo(m_downloadDir).isDir())
+            return fail(QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
         // If the disk fails during the library's own listing, that list is just shorter.
         for (LogFile& file : m_listing.files) {
             if (error.isEmpty() && file.status == LogFile::Ok && !m_copies.contains(file.name)) {
@@ -238,6 +231,7 @@ struct KeyReader {
                 file.reason = QStringLiteral("was not read, a listing of the key left it out");
             }
         }
+        // After an error the library drops what it parsed, and with it the reason of each failure.
         const size_t before = m_book.failures.size();
         addFiles();
         if (!error.isEmpty() && m_book.failures.size() == before)
@@ -349,9 +343,8 @@ struct KeyReader {
         m_book.warnings.push_back({m_name, file, text});
     }
 
-    bool fail(const QString& reason, const QString& file = {}, bool isDamage = false) {
+    void fail(const QString& reason, const QString& file = {}, bool isDamage = false) {
         m_book.failures.push_back({m_name, file, reason, isDamage});
-        return false;
     }
 };
 
