@@ -34,19 +34,14 @@ QByteArray line(const QByteArrayList& cells) {
 QByteArray insertionLines(const Logbook& book) {
     QByteArray result = "key,file,plate,holder,slot,inserted,odometerAtInsertion,withdrawn,"
                         "odometerAtWithdrawal,driversOfName,crosses\r\n";
-    std::vector<QByteArray> files; // their cells, which many insertions share
-    for (const LogFile& file : book.files)
-        files.push_back(quoted(file.key) + ',' + quoted(file.name) + ',' + quoted(file.plate));
-    std::vector<QByteArray> holders;
-    for (const DriverSummary& driver : book.drivers)
-        holders.push_back(quoted(driver.name));
     for (const Stretch& insertion : book.stretches) {
+        const LogFile& file = *insertion.file;
         if (insertion.driver)
-            result +=
-                line({files[insertion.file->index], holders[insertion.driver->index],
-                      number(insertion.slot), time(insertion.from), number(insertion.odometerFrom),
-                      time(insertion.to), number(insertion.odometerTo),
-                      number(insertion.driver->holders), number(insertion.crosses)});
+            result += line({quoted(file.key), quoted(file.name), quoted(file.plate),
+                            quoted(insertion.driver->name), number(insertion.slot),
+                            time(insertion.from), number(insertion.odometerFrom),
+                            time(insertion.to), number(insertion.odometerTo),
+                            number(insertion.driver->holders), number(insertion.crosses)});
     }
     return result;
 }

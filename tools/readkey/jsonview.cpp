@@ -78,8 +78,8 @@ QByteArray cardOf(const LogFile& file) {
                    {"holder", stringOrNull(file.holder)}});
 }
 
-QByteArray insertionObject(const Stretch& insertion, const QByteArray& holder) {
-    return object({{"holder", holder},
+QByteArray insertionObject(const Stretch& insertion) {
+    return object({{"holder", stringOrNull(insertion.driver->name)},
                    {"slot", QByteArray::number(insertion.slot)},
                    {"inserted", time(insertion.from)},
                    {"odometerAtInsertion", number(insertion.odometerFrom)},
@@ -136,16 +136,12 @@ QByteArray vehicleObject(const std::shared_ptr<downloadkey::VehicleInfo>& vehicl
 } // namespace
 
 void writeJson(const Logbook& book, const Options& options, QIODevice& out) {
-    std::vector<QByteArray> holders;
-    for (const DriverSummary& driver : book.drivers)
-        holders.push_back(stringOrNull(driver.name));
     std::vector<QByteArray> insertions(book.files.size());
     for (const Stretch& insertion : book.stretches) {
         if (!insertion.driver)
             continue;
         QByteArray& list = insertions[insertion.file->index];
-        list += (list.isEmpty() ? "" : ",") +
-                insertionObject(insertion, holders[insertion.driver->index]);
+        list += (list.isEmpty() ? "" : ",") + insertionObject(insertion);
     }
     for (const LogFile& file : book.files)
         out.write(fileLine(file, insertions[file.index]));

@@ -46,12 +46,6 @@ QString numberText(std::optional<qint64> number) {
     return number ? QString::number(*number) : QStringLiteral("-");
 }
 
-QString vehicleHeading(const VehicleSummary& vehicle, const Clock& clock) {
-    return QStringLiteral("Vehicle %1, downloaded %2 (%3)")
-        .arg(printable(orDash(vehicle.plate)), clock.minute(vehicle.lastDownload.time),
-             ageText(vehicle.lastDownload));
-}
-
 // The logbook's stretches are ordered by vehicle.
 void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
     const Clock& clock = paper.clock;
@@ -67,11 +61,15 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
                           slotName(next->slot), clock.minute(next->from),
                           clock.end(next->from, next->to), numberText(next->odometerFrom),
                           numberText(next->odometerTo), numberText(next->distance())});
-        const QString rows =
-            table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper);
-        out.write((QLatin1Char('\n') + paper.heading(vehicleHeading(vehicle, clock)) + rows +
-                   crossingLine(vehicle.crossing, paper))
-                      .toUtf8());
+        const QString heading =
+            QStringLiteral("Vehicle %1, downloaded %2 (%3)")
+                .arg(printable(orDash(vehicle.plate)), clock.minute(vehicle.lastDownload.time),
+                     ageText(vehicle.lastDownload));
+        out.write(
+            (QLatin1Char('\n') + paper.heading(heading) +
+             (table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper)) +
+             crossingLine(vehicle.crossing, paper))
+                .toUtf8());
     }
 }
 
