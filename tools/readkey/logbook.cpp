@@ -22,18 +22,6 @@ QString driverName(const QString& holder) {
     return name.simplified();
 }
 
-Stretch insertionOf(const downloadkey::VehicleInfo::_FeDriverActivities& activity) {
-    Stretch result;
-    result.slot = activity.slot;
-    result.from = activity.insertionTime.toSecsSinceEpoch();
-    const qint64 withdrawn = activity.withdrawalTime.toSecsSinceEpoch();
-    if (withdrawn != 0 && withdrawn != downloadkey::notWithdrawn)
-        result.to = withdrawn;
-    result.odometerFrom = kilometres(activity.odometerAtInsertion);
-    result.odometerTo = kilometres(activity.odometerAtWithdrawal);
-    return result;
-}
-
 // The item known by this text; a new one if there is none.
 template <typename Item>
 Item& itemOf(const QString& text, std::list<Item>& items, QHash<QString, Item*>& known) {
@@ -244,20 +232,19 @@ void sortCards(DriverSummary& driver) {
     }
 }
 
-void judge(Download& download, qint64 allowedDays, const QDate& asOf, const Clock& clock) {
-    if (!download.time)
-        return;
-    download.age = clock.date(*download.time).daysTo(asOf);
-    download.isOverdue = *download.age > allowedDays;
-}
-
 void judgeDownloads(Logbook& book, const Clock& clock) {
+    const auto judge = [&](Download& download, qint64 allowedDays) {
+        if (!download.time)
+            return;
+        download.age = clock.date(*download.time).daysTo(book.asOf);
+        download.isOverdue = *download.age > allowedDays;
+    };
     for (VehicleSummary& vehicle : book.vehicles)
-        judge(vehicle.lastDownload, vehicleDownloadDays, book.asOf, clock);
+        judge(vehicle.lastDownload, vehicleDownloadDays);
     for (DriverSummary& driver : book.drivers) {
         sortCards(driver);
         for (CardSummary& card : driver.cards) {
-            judge(card.lastDownload, cardDownloadDays, book.asOf, clock);
+            judge(card.lastDownload, cardDownloadDays);
             card.lastDownload.isOverdue &= card.counts;
             driver.isOverdue |= card.lastDownload.isOverdue;
         }
@@ -351,10 +338,17 @@ void Logbook::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
         DriverSummary*& driver = known[activity.holderName];
         if (!driver)
             driver = &driverOf(driverName(activity.holderName));
-        Stretch& insertion = insertions.emplace_back(insertionOf(activity));
+        Stretch& insertion = insertions.emplace_back();
         insertion.vehicle = &vehicle;
         insertion.driver = driver;
         insertion.file = &added;
+        insertion.slot = activity.slot;
+        insertion.from = activity.insertionTime.toSecsSinceEpoch();
+        const qint64 withdrawn = activity.withdrawalTime.toSecsSinceEpoch();
+        if (withdrawn != 0 && withdrawn != downloadkey::notWithdrawn)
+            insertion.to = withdrawn;
+        insertion.odometerFrom = kilometres(activity.odometerAtInsertion);
+        insertion.odometerTo = kilometres(activity.odometerAtWithdrawal);
     }
     merge(insertions);
     findKnown(insertions);

@@ -37,9 +37,8 @@ QString openingText(const Logbook& book, const Options& options, const Paper& pa
 }
 
 QString slotName(quint16 slot) {
-    return slot == driverSlot ? QStringLiteral("driver")
-           : slot == 1        ? QStringLiteral("co-driver")
-                              : QString::number(slot);
+    static const char* const names[] = {"driver", "co-driver"};
+    return slot < 2 ? QString::fromLatin1(names[slot]) : QString::number(slot);
 }
 
 QString numberText(std::optional<qint64> number) {
