@@ -91,13 +91,11 @@ QByteArray driverLines(const Logbook& book) {
         for (const Totals& part : {driver.totals, driver.crossing})
             totals += {number(part.insertions), number(part.seconds), number(part.kilometres)};
         for (const CardSummary& card : driver.cards) {
-            const QByteArrayList cells{quoted(driver.name),
-                                       number(driver.holders),
-                                       quoted(card.number),
-                                       card.generation > 0 ? number(card.generation) : QByteArray(),
-                                       downloadCells(card.lastDownload, book),
-                                       number(card.counts)};
-            result += line(cells + totals);
+            const Download& download = card.lastDownload;
+            result += line(QByteArrayList{quoted(driver.name), number(driver.holders),
+                                          quoted(card.number), number(card.generation),
+                                          downloadCells(download, book), number(card.counts)} +
+                           totals);
             std::fill(totals.begin(), totals.end(), QByteArray());
         }
     }

@@ -75,7 +75,7 @@ struct VehicleSummary {
 
 struct CardSummary {
     QString number;
-    int generation = 0; // 0: not known
+    std::optional<qint64> generation; // 1 or 2
     Download lastDownload;
     // The first 14 characters are the holder's, the last two count replacements and renewals. Of
     // one holder's cards the one downloaded last counts; of equal ones the one renewed, then

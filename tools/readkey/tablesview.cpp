@@ -176,8 +176,7 @@ Table driverTable(const Logbook& book, const Paper& paper) {
                 book.counts.driverCards == 0 ? QStringLiteral("no card files") : ageText(download);
             table.addRow(
                 QStringList{
-                    name, orDash(card.number),
-                    card.generation > 0 ? QString::number(card.generation) : QStringLiteral("-"),
+                    name, orDash(card.number), numberText(card.generation),
                     paper.clock.minute(download.time),
                     age + QLatin1String(card.counts || !download.age ? "" : ", not counted")} +
                     totals,
