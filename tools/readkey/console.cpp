@@ -95,7 +95,7 @@ bool isOneTerminal() {
 
 void showProgress(int percent) {
     static const bool onTerminal = ::isatty(STDERR_FILENO) == 1;
-    if (!onTerminal || percent == shownProgress)
+    if (!onTerminal || percent <= shownProgress)
         return;
     constexpr int width = 32; // with the percentage it fits 40 columns
     shownProgress = percent;

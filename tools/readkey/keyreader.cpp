@@ -11,8 +11,9 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
-#include <QtCore/QMap>
+#include <QtCore/QSet>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <sys/mount.h>
@@ -24,7 +25,7 @@ namespace readkey {
 
 namespace {
 
-// Bytes that the library may keep in memory at once.
+// Bytes that the library's own read() may keep in memory at once.
 constexpr qint64 largestRead = 4 * largestDownload;
 
 // Empty if there is none.
@@ -93,11 +94,8 @@ struct KeyReader {
     QString m_name = m_path; // of the key in the logbook
     QString m_mountDir = mountDirOf(m_path);
     QString m_downloadDir = {};
-    Listing m_listing = {};          // as it was when the key was opened
-    QStringList m_vehicleFiles = {}; // names, in the order in which the library offered them
-    QMap<QString, FileCopier::Outcome> m_copies = {};                         // by name
-    QMap<QString, std::shared_ptr<downloadkey::VehicleInfo>> m_vehicles = {}; // from the library
-    int m_percent = 0; // done before addFiles()
+    Listing m_listing = {};
+    QSet<QString> m_offered = {}; // by the library: names
 
     ~KeyReader() {
         aux::SystemHelper::setRemountHandler({});
@@ -110,8 +108,7 @@ struct KeyReader {
         const QFileInfo path(m_path);
         setUpHost();
         if (m_events)
-            writeSignals(m_key, *m_events);
-        connectSignals();
+            connectSignals();
         m_key.init();
         if (!m_events && !path.isDir() && (path.exists() || path.isSymLink()))
             readSingleFile();
@@ -148,26 +145,16 @@ struct KeyReader {
 
     void connectSignals() {
         using downloadkey::DownloadKey;
+        writeSignals(m_key, *m_events);
         QObject::connect(&m_key, &DownloadKey::progress, [this](int percent) {
-            m_percent = percent / 2; // addFiles() has the other half
-            m_progress(m_percent);
+            m_progress(percent);
             if (console::interruption() != 0)
                 m_key.close(); // ends the read() at the next file
         });
         QObject::connect(&m_key, &DownloadKey::downloadFile,
                          [this](const QString& path, const QDateTime& time) {
-                             const QString name = QFileInfo(path).fileName();
-                             m_copies[name] = copyFile(path, time);
-                             if (fileOf(name).kind == LogFile::Vehicle)
-                                 m_vehicleFiles.append(name);
-                         });
-        // A VehicleInfo does not know its file. But no file failed, so the vehicles are those of
-        // the first vehicle files offered, in the same order.
-        QObject::connect(&m_key, &DownloadKey::readDone,
-                         [this](const auto& /*cards*/, const auto& vehicles) {
-                             int next = 0;
-                             for (const auto& vehicle : vehicles)
-                                 m_vehicles[m_vehicleFiles.value(next++)] = vehicle;
+                             m_offered.insert(QFileInfo(path).fileName());
+                             copyFile(path, time);
                          });
     }
 
@@ -190,7 +177,6 @@ struct KeyReader {
         readOneByOne();
     }
 
-    // Without the library's own read(), so that readkey itself copies and remounts.
     void readOneByOne() {
         if (m_options.makeDownloadedDir && m_downloadDir != downloadDirOf(m_mountDir))
             fail(QStringLiteral("no \"downloaded\" directory is created in a folder of files"));
@@ -213,29 +199,32 @@ struct KeyReader {
         if (m_listing.files.empty() && !listFiles(second).files.empty())
             warn(QStringLiteral("\"download\" is empty, \"DOWNLOAD\" is not: PATH may be %1")
                      .arg(second));
-        if (isTooMuch() && m_events)
-            return fail(QStringLiteral("not read: its files are too large to be read at once"));
+        if (m_events)
+            readForEvents();
+        else
+            readOneByOne();
+    }
+
+    // By the library's own read(), for its signals. Its result does not say which file failed, and
+    // if the disk fails during its listing, that is just shorter; so all are read again then.
+    void readForEvents() {
         if (isTooMuch())
-            return readOneByOne();
+            return fail(QStringLiteral("not read: its files are too large to be read at once"));
         const aux::Error error = m_key.read();
         if (console::interruption() != 0)
             return;
-        if (m_events)
-            writeReturned(QStringLiteral("read"), error, *m_events);
-        if (!error.isEmpty() && !QFileInfo(m_downloadDir).isDir())
-            return fail(QStringLiteral("%1: the directory has gone").arg(m_downloadDir));
-        // If the disk fails during the library's own listing, that list is just shorter.
-        for (LogFile& file : m_listing.files) {
-            if (error.isEmpty() && file.status == LogFile::Ok && !m_copies.contains(file.name)) {
-                file.status = LogFile::Failed;
-                file.reason = QStringLiteral("was not read, a listing of the key left it out");
-            }
-        }
-        // After an error the library drops what it parsed, and with it the reason of each failure.
+        writeReturned(QStringLiteral("read"), error, *m_events);
+        const bool areAllOffered = std::all_of(
+            m_listing.files.begin(), m_listing.files.end(), [this](const LogFile& file) {
+                return file.status == LogFile::Skipped || m_offered.contains(file.name);
+            });
+        if (error.isEmpty() && areAllOffered)
+            return;
         const size_t before = m_book.failures.size();
         addFiles();
-        if (!error.isEmpty() && m_book.failures.size() == before)
-            fail(QStringLiteral("a file that failed can be read now: the key's contents changed"),
+        if (m_book.failures.size() == before)
+            fail(QStringLiteral(
+                     "a file that was not read can be read now: the key's contents changed"),
                  {}, true);
     }
 
@@ -256,6 +245,8 @@ struct KeyReader {
     void listDirectory(const QString& directory) {
         m_downloadDir = directory;
         m_listing = listFiles(directory);
+        if (m_listing.error != 0) // a disk may fail once
+            m_listing = listFiles(directory);
         if (m_listing.error != 0)
             fail(directory + QStringLiteral(": cannot be read: ") +
                  qt_error_string(m_listing.error));
@@ -270,19 +261,18 @@ struct KeyReader {
         for (LogFile& file : m_listing.files) {
             if (console::interruption() != 0)
                 return;
-            const int size = static_cast<int>(m_listing.files.size());
-            m_progress(m_percent + (100 - m_percent) * ++done / size);
+            if (!QFileInfo(m_downloadDir).isDir())
+                return fail(m_downloadDir + QStringLiteral(": the directory has gone"));
+            m_progress(100 * done++ / static_cast<int>(m_listing.files.size()));
             addFile(std::move(file));
         }
-        for (const QString& name : m_copies.keys())
-            addFile(fileOf(name));
+        m_progress(100);
     }
 
     void addFile(LogFile file) {
         const QString path = m_downloadDir + QLatin1Char('/') + file.name;
         file.key = m_name;
-        file.copy = m_copies.take(file.name);
-        std::shared_ptr<downloadkey::VehicleInfo> vehicle = m_vehicles.take(file.name);
+        std::unique_ptr<downloadkey::VehicleInfo> vehicle;
         const auto copyUnlessDone = [&] {
             if (file.copy == FileCopier::NotAsked && file.kind != LogFile::Other)
                 file.copy =
@@ -291,8 +281,7 @@ struct KeyReader {
         };
         if (file.status == LogFile::Ok) {
             copyUnlessDone(); // before anything else fails, and whatever is in it
-            if (!vehicle)
-                vehicle = readFile(m_key, path, file);
+            vehicle = readFile(m_key, path, file);
             copyUnlessDone(); // if its kind was not known
         }
         if (file.status == LogFile::Failed) {

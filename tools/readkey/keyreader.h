@@ -1,5 +1,6 @@
-// Reads one key, from open to close, as any host drives the library; or a folder of download files,
-// or a single file, which the library does not read.
+// Reads a key that the library opens, a folder of download files, or a single file, with the
+// library's classes: file by file, so that only one is in memory, and each failure has its reason.
+// For --events the library reads the key itself, as for any host.
 #pragma once
 
 #include "options.h"

@@ -1,5 +1,5 @@
-// readkey: shows what is on mounted download keys. It is also the model of a host: keyreader.*
-// drives the library, logbook.* is what comes out of it, and each view prints that.
+// readkey: shows what is on mounted download keys. keyreader.* drives the library, logbook.* is
+// what comes out of it, and each view prints that.
 #include "console.h"
 #include "keyreader.h"
 #include "views.h"
