@@ -3,7 +3,6 @@
 #include "console.h"
 #include "keyfiles.h"
 #include "text.h"
-#include "views.h"
 
 #include "auxiliary/configuration.h"
 #include "auxiliary/systemhelper.h"

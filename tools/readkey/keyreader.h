@@ -3,7 +3,7 @@
 // For --events the library reads the key itself, as for any host.
 #pragma once
 
-#include "options.h"
+#include "views.h"
 
 #include <functional>
 

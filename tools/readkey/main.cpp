@@ -2,7 +2,6 @@
 // what comes out of it, and each view prints that.
 #include "console.h"
 #include "keyreader.h"
-#include "views.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFileInfo>
@@ -139,16 +138,15 @@ int start(int argc, char* argv[]) {
     const QCoreApplication application(argc, argv);
     std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters
 
-    const CommandLine commandLine = parseCommandLine(QCoreApplication::arguments());
-    if (!commandLine.problem.isEmpty()) {
-        console::error(commandLine.problem);
+    const Options options = parseCommandLine(QCoreApplication::arguments());
+    if (!options.problem.isEmpty()) {
+        console::error(options.problem);
         console::error(QStringLiteral("\"readkey --help\" shows how it is used"));
         return 2;
     }
     console::StandardOutput standardOutput;
-    standardOutput.write(commandLine.output.toUtf8());
-    const int status =
-        commandLine.output.isEmpty() ? run(commandLine.options, standardOutput) : EXIT_SUCCESS;
+    standardOutput.write(options.output.toUtf8());
+    const int status = options.output.isEmpty() ? run(options, standardOutput) : EXIT_SUCCESS;
     if (console::interruption() != 0)
         console::endBySignal(console::interruption());
     if (standardOutput.failure() == EPIPE) // the reader has seen enough

@@ -1,4 +1,3 @@
-#include "options.h"
 #include "views.h"
 
 #include "tools/optionrow.h"
@@ -108,7 +107,7 @@ void chooseView(Values& values, Options& options) {
                                csvKinds().join(QStringLiteral(", ")));
 }
 
-CommandLine optionsOf(const QCommandLineParser& parser) {
+Options optionsOf(const QCommandLineParser& parser) {
     Options options;
     Values values{parser};
     options.paths = parser.positionalArguments();
@@ -126,12 +125,13 @@ CommandLine optionsOf(const QCommandLineParser& parser) {
     options.makeDownloadedDir = values.isSet("downloaded-dir");
     options.remount = values.isSet("remount");
     options.verbose = values.isSet("verbose");
-    return {options, {}, values.problems.value(0)};
+    options.problem = values.problems.value(0);
+    return options;
 }
 
 } // namespace
 
-CommandLine parseCommandLine(QStringList arguments) {
+Options parseCommandLine(QStringList arguments) {
     // For the parser an option's value is never optional.
     const int end = arguments.indexOf(QStringLiteral("--"));
     for (int i = 1; i < (end < 0 ? arguments.size() : end); ++i) {
@@ -142,13 +142,16 @@ CommandLine parseCommandLine(QStringList arguments) {
     for (const OptionRow& row : rows)
         parser.addOption(parserOption(row));
     const bool understood = parser.parse(arguments);
+    Options options;
     if (parser.isSet(QStringLiteral("help")))
-        return {{}, helpText()};
-    if (parser.isSet(QStringLiteral("version")))
-        return {{}, QStringLiteral("readkey " READKEY_VERSION "\n")};
-    if (!understood)
-        return {{}, {}, parser.errorText()};
-    return optionsOf(parser);
+        options.output = helpText();
+    else if (parser.isSet(QStringLiteral("version")))
+        options.output = QStringLiteral("readkey " READKEY_VERSION "\n");
+    else if (understood)
+        options = optionsOf(parser);
+    else
+        options.problem = parser.errorText();
+    return options;
 }
 
 } // namespace readkey

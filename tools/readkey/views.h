@@ -1,17 +1,37 @@
-// The views of readkey. A view shows a logbook: it is a function and a row of the table. It has its
-// own file, unless it shares parts with another view.
+// The command line of readkey, as plain values, and its views. A view shows a logbook: it is a
+// function and a row of the table. It has its own file, unless it shares parts with another view.
 #pragma once
 
-#include "options.h"
+#include "logbook.h"
 
 #include "downloadkey/downloadkey.h"
 
 #include <QtCore/QIODevice>
+#include <QtCore/QStringList>
 
 namespace readkey {
 
 class Table;
 struct Paper;
+struct View;
+
+struct Options {
+    QStringList paths;          // as they were given
+    const View* view = nullptr; // never null once they are parsed
+    QString viewArgument;       // of --csv: what; of --html: the file
+    Filter filter;
+    QDate asOf; // the day to which ages count
+    bool utc = false;
+    QString copyTo; // empty: nothing is copied
+    bool makeDownloadedDir = false;
+    bool remount = false;
+    bool verbose = false;
+    QString output;  // instead of a view: the help or the version
+    QString problem; // what is wrong with the command line
+};
+
+// `arguments` begins with the program's name.
+Options parseCommandLine(QStringList arguments);
 
 struct View {
     const char* option; // without dashes; null: the default
