@@ -1,7 +1,6 @@
 #include "table.h"
 
 #include <QtCore/QLocale>
-#include <QtCore/QVector>
 
 #include <algorithm>
 
@@ -15,8 +14,10 @@ namespace {
 constexpr int shortestName = 12;
 constexpr int longestPath = 30; // that is not on a line of its own
 
-// The text cut to `width` columns, with an ellipsis at its end.
+// The text, cut to `width` columns with an ellipsis at its end if it is longer.
 QString shortened(const QString& text, int width) {
+    if (displayWidth(text) <= width)
+        return text;
     QVector<uint> codePoints = text.toUcs4();
     const auto result = [&] { return QString::fromUcs4(codePoints.data(), codePoints.size()); };
     while (!codePoints.isEmpty() && displayWidth(result()) > width - 1)
@@ -72,81 +73,68 @@ Table::Table(std::initializer_list<Column> columns)
 }
 
 void Table::addRow(const QStringList& cells, const QByteArray& style) {
-    if (static_cast<size_t>(cells.size()) != m_columns.size())
-        qFatal("the table of \"%s\" has %zu columns, but a row of it has %d cells",
+    if (cells.size() != m_columns.size())
+        qFatal("the table of \"%s\" has %d columns, but a row of it has %d cells",
                m_columns.front().title, m_columns.size(), cells.size());
-    Row& row = m_rows.emplace_back();
-    row.style = style;
-    for (const QString& cell : cells) {
-        const QString text = printable(cell);
-        row.cells.push_back({text, displayWidth(text)});
-    }
+    m_rows.append({{}, style});
+    for (const QString& cell : cells)
+        m_rows.last().cells += printable(cell);
 }
 
 // An empty column has no width, whatever its title.
-std::vector<int> Table::widestCells() const {
-    std::vector<int> widths(m_columns.size());
-    for (size_t row = 1; row < m_rows.size(); ++row) {
-        for (size_t i = 0; i < widths.size(); ++i) {
-            const int width = m_rows[row].cells[i].width;
+QVector<int> Table::widestCells() const {
+    QVector<int> widths(m_columns.size());
+    for (const Row& row : m_rows.mid(1)) {
+        for (int i = 0; i < widths.size(); ++i) {
+            const int width = displayWidth(row.cells[i]);
             const bool fits = m_columns[i].kind != Path || width <= longestPath;
             if (width > 0)
-                widths[i] = std::max({widths[i], m_rows[0].cells[i].width, fits ? width : 0});
+                widths[i] = std::max({widths[i], m_rows[0].cells[i].size(), fits ? width : 0});
         }
     }
     return widths;
 }
 
-// Shortens names, the last column first. Returns whether a line then fits the terminal.
-bool Table::shortenNames(std::vector<int>& widths, int terminal) const {
-    int tooMuch = -terminal;
-    for (const int width : widths)
-        tooMuch += width == 0 ? 0 : 2 + width;
-    for (size_t i = widths.size(); i-- > 0 && tooMuch > 0;) {
-        if (m_columns[i].kind < Name || widths[i] <= shortestName)
-            continue;
-        const int cut = std::min(tooMuch, widths[i] - shortestName);
-        widths[i] -= cut;
-        tooMuch -= cut;
-    }
-    return tooMuch <= 0;
-}
-
-std::vector<int> Table::columnWidths(const Paper& paper) const {
-    std::vector<int> widths = widestCells();
-    for (int turn = 1;; ++turn) {
-        std::vector<int> shortened = widths;
-        if (paper.width == 0 || shortenNames(shortened, paper.width))
-            return shortened;
+// Shortens names, the last column first, and then leaves out one column after another.
+QVector<int> Table::columnWidths(const Paper& paper) const {
+    QVector<int> widths = widestCells();
+    for (int turn = 1; paper.width > 0; ++turn) {
+        QVector<int> shorter = widths;
+        int tooMuch = -paper.width;
+        for (const int width : widths)
+            tooMuch += width == 0 ? 0 : 2 + width;
+        for (int i = widths.size() - 1; i >= 0 && tooMuch > 0; --i) {
+            if (m_columns[i].kind >= Name && widths[i] > shortestName)
+                shorter[i] = std::max(shortestName, widths[i] - tooMuch);
+            tooMuch -= widths[i] - shorter[i];
+        }
         const auto next =
             std::find_if(m_columns.begin(), m_columns.end(),
                          [turn](const Column& column) { return column.turn == turn; });
-        if (next == m_columns.end())
-            return shortened;
-        widths[static_cast<size_t>(next - m_columns.begin())] = 0;
+        if (tooMuch <= 0 || next == m_columns.end())
+            return shorter;
+        widths[static_cast<int>(next - m_columns.begin())] = 0;
     }
+    return widths;
 }
 
-QString Table::line(const Row& row, const std::vector<int>& widths) const {
+QString Table::line(const Row& row, const QVector<int>& widths) const {
     QString result;
     int position = 0;
-    for (size_t i = 0; i < widths.size(); ++i) {
+    for (int i = 0; i < widths.size(); ++i) {
         if (widths[i] == 0)
             continue;
-        Cell cell = row.cells[i];
-        if (cell.width > widths[i] && m_columns[i].kind == Path) {
-            result += QLatin1String("  ") + cell.text + QLatin1Char('\n') +
+        QString cell = row.cells[i];
+        if (m_columns[i].kind == Path && displayWidth(cell) > widths[i]) {
+            result += QLatin1String("  ") + cell + QLatin1Char('\n') +
                       QString(position, QLatin1Char(' '));
-            cell = {{}, 0};
-        } else if (cell.width > widths[i]) {
-            cell.text = shortened(cell.text, widths[i]);
-            cell.width = displayWidth(cell.text);
+            cell.clear();
         }
+        cell = shortened(cell, widths[i]);
+        const QString blanks(widths[i] - displayWidth(cell), QLatin1Char(' '));
+        result +=
+            QLatin1String("  ") + (m_columns[i].kind == Right ? blanks + cell : cell + blanks);
         position += 2 + widths[i];
-        const int blanks = widths[i] - cell.width;
-        const bool isRight = m_columns[i].kind == Right;
-        result += QString(2 + (isRight ? blanks : 0), QLatin1Char(' ')) + cell.text +
-                  QString(isRight ? 0 : blanks, QLatin1Char(' '));
     }
     while (result.endsWith(QLatin1Char(' ')))
         result.chop(1);
@@ -154,13 +142,12 @@ QString Table::line(const Row& row, const std::vector<int>& widths) const {
 }
 
 QString Table::text(const Paper& paper) const {
-    const std::vector<int> widths = columnWidths(paper);
+    const QVector<int> widths = columnWidths(paper);
     QString result = paper.heading(line(m_rows[0], widths));
-    for (size_t i = 1; i < m_rows.size(); ++i) {
-        const QByteArray& style = m_rows[i].style;
-        const QString text = line(m_rows[i], widths);
-        result += (style == "failed" || style.startsWith("overdue") ? paper.alarm(text) : text) +
-                  QLatin1Char('\n');
+    for (const Row& row : m_rows.mid(1)) {
+        const bool isAlarm = row.style == "failed" || row.style.startsWith("overdue");
+        const QString text = line(row, widths);
+        result += (isAlarm ? paper.alarm(text) : text) + QLatin1Char('\n');
     }
     return result;
 }
@@ -176,22 +163,22 @@ QHash<QByteArray, QByteArray> Table::markup(const Paper& paper) const {
     QByteArray body;
     int count = -1; // without the titles
     int overdue = 0;
-    const std::vector<int> widths = widestCells();
-    size_t header = widths.size() - 1;
+    const QVector<int> widths = widestCells();
+    int header = widths.size() - 1;
     while (m_columns[header].kind < Name)
         --header;
-    for (size_t row = 0, next = 1; row < m_rows.size(); row = next++) {
+    for (int row = 0, next = 1; row < m_rows.size(); row = next++) {
         QByteArray style = m_rows[row].style;
-        for (; next < m_rows.size() && m_rows[next].cells[header].text.isEmpty(); ++next)
+        for (; next < m_rows.size() && m_rows[next].cells[header].isEmpty(); ++next)
             style = std::max(style, m_rows[next].style); // none, or "overdue"
         QByteArray& lines = row == 0 ? titles : body;
         lines += "<tr" + classOf(style) + '>';
-        for (size_t i = 0; i < widths.size(); ++i) {
+        for (int i = 0; i < widths.size(); ++i) {
             if (widths[i] == 0 && !isEmpty())
                 continue;
             QStringList texts;
-            for (size_t part = row; part < next; ++part)
-                texts += m_rows[part].cells[i].text.toHtmlEscaped();
+            for (int part = row; part < next; ++part)
+                texts += m_rows[part].cells[i].toHtmlEscaped();
             texts.removeAll({});
             const QByteArray tag = row == 0      ? "th scope=\"col\""
                                    : i == header ? "th scope=\"row\""

@@ -7,8 +7,7 @@
 
 #include <QtCore/QHash>
 #include <QtCore/QStringList>
-
-#include <vector>
+#include <QtCore/QVector>
 
 namespace readkey {
 
@@ -57,22 +56,17 @@ public:
     QHash<QByteArray, QByteArray> markup(const Paper& paper) const;
 
 private:
-    struct Cell {
-        QString text;
-        int width;
-    };
     struct Row {
-        std::vector<Cell> cells;
+        QStringList cells;
         QByteArray style;
     };
 
-    std::vector<int> widestCells() const;
-    bool shortenNames(std::vector<int>& widths, int terminal) const;
-    std::vector<int> columnWidths(const Paper& paper) const;
-    QString line(const Row& row, const std::vector<int>& widths) const;
+    QVector<int> widestCells() const;
+    QVector<int> columnWidths(const Paper& paper) const;
+    QString line(const Row& row, const QVector<int>& widths) const;
 
-    std::vector<Column> m_columns;
-    std::vector<Row> m_rows; // the first row holds the titles
+    QVector<Column> m_columns;
+    QVector<Row> m_rows; // the first row holds the titles
 };
 
 } // namespace readkey
