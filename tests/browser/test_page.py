@@ -31,21 +31,21 @@ HOSTILE_PLATE = "<b>&amp;\"'"
 SORTED_NAMES = "Jo Käthe Łucja Pat Zoé Žofie Ελένη Вера".split()
 
 # What no sample has, in readkey's rows. "05T07" is the 5th of March 2024, 07:00 UTC. At 09:00 UTC the clock is put back:
-# 10:00 to 11:00 comes twice. A vehicle: known from, newest download. A gap: vehicle, 0 without a card or 1 without data,
-# from, to, km. An insertion: vehicle, driver, slot, inserted, withdrawn, km at both, downloaded.
+# 10:00 to 11:00 comes twice. A vehicle: known from, newest download. A stretch: 0 with a card, 1 without,
+# 2 without data; vehicle, driver, slot, from, to, km at both, downloaded.
 ODD_ROWS = {
     "clock": "0,7200 05T09,3600",
     "vehicle": "05T05,06T18 04T06,06T18 04T06,06T18 04T06,15T08 , 04T06,",
-    "gap": "0,0,05T12,06T06,12 1,1,05T11,06T06,7 1,1,04T11,04T12, 5,1,700000000,04T06,",
-    "insertion": """
-        0,0,0,05T05,05T07,1000,1100,06T18 0,1,1,05T05,05T06,1000,1050,06T18 0,1,0,05T07,05T08:30,1100,1090,06T18
-        0,0,0,05T08:40,05T09:20,,,06T18 0,2,2,05T10,05T12,5,6,06T18
-        1,3,0,05T06,05T10,10,110,06T18 1,4,0,05T09,05T12,50,120,06T18 1,0,0,05T06:30,05T06:45,50,120,06T18
-        2,5,0,05T06,,700,,05T12 2,6,0,05T11,05T11:30,710,720,05T12 2,6,1,05T12:30,,,,05T12
-        3,7,0,05T12,05T11,10,10,15T08 3,7,0,05T20,06T02,10,20,15T08
-        5,0,0,04T06:11,04T06:14,1,2, 5,1,0,04T06:14,04T06:16,2,3, 5,2,0,04T06:16,04T06:17,3,4,
-        5,3,0,04T06:17,04T06:21,4,5, 5,4,0,04T06:21,04T06:26,5,6, 5,5,0,04T06:26,04T06:32,6,7,
-        5,6,0,04T06:32,04T06:39,7,8, 5,7,0,1712206800,1712210400,1,2,"""}
+    "stretch": """
+        1,0,,0,05T12,06T06,0,12, 2,1,,0,05T11,06T06,0,7, 2,1,,0,04T11,04T12,,, 2,5,,0,700000000,04T06,,,
+        0,0,0,0,05T05,05T07,1000,1100,06T18 0,0,1,1,05T05,05T06,1000,1050,06T18
+        0,0,1,0,05T07,05T08:30,1100,1090,06T18 0,0,0,0,05T08:40,05T09:20,,,06T18 0,0,2,2,05T10,05T12,5,6,06T18
+        0,1,3,0,05T06,05T10,10,110,06T18 0,1,4,0,05T09,05T12,50,120,06T18 0,1,0,0,05T06:30,05T06:45,50,120,06T18
+        0,2,5,0,05T06,,700,,05T12 0,2,6,0,05T11,05T11:30,710,720,05T12 0,2,6,1,05T12:30,,,,05T12
+        0,3,7,0,05T12,05T11,10,10,15T08 0,3,7,0,05T20,06T02,10,20,15T08 0,5,0,0,04T06:11,04T06:14,1,2,
+        0,5,1,0,04T06:14,04T06:16,2,3, 0,5,2,0,04T06:16,04T06:17,3,4, 0,5,3,0,04T06:17,04T06:21,4,5,
+        0,5,4,0,04T06:21,04T06:26,5,6, 0,5,5,0,04T06:26,04T06:32,6,7, 0,5,6,0,04T06:32,04T06:39,7,8,
+        0,5,7,0,1712206800,1712210400,1,2,"""}
 # The lanes of the 5th: their texts, and what a screen reader says of them; and what is in them, as marks() says it.
 ODD_LANES = """\
 AB 100 CD | 4:10 + 3:00 h, 100 km | 3 drivers, card in the driver's slot 4:10 h, in others 3:00 h, 100 km
@@ -272,7 +272,7 @@ class PageTest(unittest.TestCase):
         self.lanes_by("driver")
         ActionChains(self.browser, 0).move_to_element(self.one(".bar")).perform()
         self.open_insertions()
-        self.assertEqual(len(self.all("img, table b, .label b b, #tip b b, script")), 5)  # the page's own scripts
+        self.assertEqual(len(self.all("img, table b, .label b b, #tip b b, script")), 4)  # the page's own scripts
 
     def test_page_says_what_it_is_of(self):
         self.assertEqual(self.browser.title, f"{self.sample_key}, 2024-02-16 to 2024-03-15 - tachograph logbook")

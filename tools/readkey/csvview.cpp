@@ -83,9 +83,8 @@ QByteArray vehicleLines(const Logbook& book) {
 // A line for each card; only the driver's first has the totals, so that columns add up.
 QByteArray driverLines(const Logbook& book) {
     QByteArray result = "driver,driversOfName,cardNumber,generation,downloaded,asOf,ageDays,"
-                        "overdue,counts,vehicles,"
-                        "insertions,cardInSeconds,kilometres,crossingInsertions,crossingSeconds,"
-                        "crossingKilometres\r\n";
+                        "overdue,counts,vehicles,insertions,cardInSeconds,kilometres,"
+                        "crossingInsertions,crossingSeconds,crossingKilometres\r\n";
     for (const DriverSummary& driver : book.drivers) {
         QByteArrayList totals{number(driver.vehicles)};
         for (const Totals& part : {driver.totals, driver.crossing})

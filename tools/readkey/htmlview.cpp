@@ -64,24 +64,15 @@ void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> value
     rows.back() = '\n';
 }
 
-QByteArray insertionRows(const Logbook& book) {
+QByteArray stretchRows(const Logbook& book) {
     QByteArray rows;
     for (const Stretch& stretch : book.stretches) {
         const LogFile& file = *stretch.file;
-        if (stretch.driver)
-            addRow(rows, {stretch.vehicle->index, stretch.driver->index, stretch.slot, stretch.from,
-                          stretch.to, stretch.odometerFrom, stretch.odometerTo,
-                          file.isFromFuture ? std::nullopt : file.downloaded});
-    }
-    return rows;
-}
-
-QByteArray gapRows(const Logbook& book) {
-    QByteArray rows;
-    for (const Stretch& stretch : book.stretches) {
-        if (!stretch.driver)
-            addRow(rows, {stretch.vehicle->index, stretch.kind == Stretch::WithoutData,
-                          stretch.from, stretch.to, stretch.distance()});
+        const auto driver =
+            stretch.driver ? std::make_optional(stretch.driver->index) : std::nullopt;
+        addRow(rows, {stretch.kind, stretch.vehicle->index, driver, stretch.slot, stretch.from,
+                      stretch.to, stretch.odometerFrom, stretch.odometerTo,
+                      file.isFromFuture ? std::nullopt : file.downloaded});
     }
     return rows;
 }
@@ -174,8 +165,7 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         {"CARDDAYS", QByteArray::number(cardDownloadDays)},
         {"ASOF", book.asOf.toString(Qt::ISODate).toLatin1()},
         {"LISTS", failures(book, paper) + section("files", "Files", fileTable(book, paper), paper)},
-        {"INSERTIONROWS", insertionRows(book)},
-        {"GAPROWS", gapRows(book)},
+        {"STRETCHROWS", stretchRows(book)},
         {"VEHICLEROWS", vehicleRows(book)},
         {"CLOCKROWS", clockRows(book, clock)},
     };

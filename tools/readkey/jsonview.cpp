@@ -71,13 +71,6 @@ QByteArray array(const Items& items, ToJson toJson) {
     return result;
 }
 
-QByteArray cardOf(const LogFile& file) {
-    return object({{"type", string(cardTypeName(file.cardType))},
-                   {"generation", QByteArray::number(file.cardGeneration)},
-                   {"cardNumber", stringOrNull(file.cardNumber)},
-                   {"holder", stringOrNull(file.holder)}});
-}
-
 QByteArray insertionObject(const Stretch& insertion) {
     return object({{"holder", stringOrNull(insertion.driver->name)},
                    {"slot", QByteArray::number(insertion.slot)},
@@ -91,7 +84,10 @@ QByteArray fileLine(const LogFile& file, const QByteArray& insertions) {
     QByteArray card = QByteArrayLiteral("null");
     QByteArray vehicle = card;
     if (file.status == LogFile::Ok && file.kind == LogFile::Card)
-        card = cardOf(file);
+        card = object({{"type", string(cardTypeName(file.cardType))},
+                       {"generation", QByteArray::number(file.cardGeneration)},
+                       {"cardNumber", stringOrNull(file.cardNumber)},
+                       {"holder", stringOrNull(file.holder)}});
     else if (file.status == LogFile::Ok)
         vehicle = object({{"plate", string(file.plate)}, {"insertions", '[' + insertions + ']'}});
     return object({{"file", stringOrNull(file.name)},

@@ -103,14 +103,20 @@ const drivers = tableRows("drivers").map((row) =>
     ({name: textOf(row, "th"), cards: textOf(row, ".cards").split("\n")}));
 const newest = vehicles.reduce((time, {download}) => Math.max(time, download), 0); // download
 
-const insertions = rows("insertion-rows").map(([vehicle, driver, slot, start, withdrawn, kmIn, kmOut, seen]) => {
+// What the odometer has gained; it may run back.
+const distance = (from, to) => (from === null || to === null || to < from ? null : to - from);
+
+const MISSING = ["", "card", "data"]; // by the kind of a stretch
+const stretches = rows("stretch-rows");
+const insertions = stretches.filter(([kind]) => !MISSING[kind]).map((row) => {
+    const [, vehicle, driver, slot, start, withdrawn, kmIn, kmOut, seen] = row;
     const open = withdrawn === null;
     return {
         vehicle, driver, slot, start, open, kmIn, kmOut,
         // Where the bar ends. An open one can be seen, and goes on to the download.
         end: Math.max(start, open ? Math.max(start + 3600, seen) : withdrawn),
         seconds: open ? null : Math.max(0, withdrawn - start),
-        km: kmIn === null || kmOut === null || kmOut < kmIn ? null : kmOut - kmIn,
+        km: distance(kmIn, kmOut),
     };
 });
 insertions.sort((a, b) => a.start - b.start || a.slot - b.slot);
@@ -130,8 +136,8 @@ closeOpenBars();
 
 // Driven without a card, or nothing known: between downloads, before a vehicle's first record and behind its
 // newest download.
-const gaps = rows("gap-rows").map(([vehicle, kind, start, end, km]) =>
-    ({gap: kind === 0 ? "card" : "data", vehicle, start, end, km}));
+const gaps = stretches.filter(([kind]) => MISSING[kind]).map(([kind, vehicle, , , start, end, kmIn, kmOut]) =>
+    ({gap: MISSING[kind], vehicle, start, end, km: distance(kmIn, kmOut)}));
 const measured = [...insertions, ...gaps]; // what has a beginning and an end
 vehicles.forEach(({knownFrom, download}, vehicle) => {
     const orElse = (time, other) => (time === null ? other : time);
