@@ -90,11 +90,11 @@ QByteArray driverLines(const Logbook& book) {
         for (const Totals& part : {driver.totals, driver.crossing})
             totals += {number(part.insertions), number(part.seconds), number(part.kilometres)};
         for (const CardSummary& card : driver.cards) {
-            const Download& download = card.lastDownload;
-            result += line(QByteArrayList{quoted(driver.name), number(driver.holders),
-                                          quoted(card.number), number(card.generation),
-                                          downloadCells(download, book), number(card.counts)} +
-                           totals);
+            result +=
+                line(QByteArrayList{quoted(driver.name), number(driver.holders),
+                                    quoted(card.number), number(card.generation),
+                                    downloadCells(card.lastDownload, book), number(card.counts)} +
+                     totals);
             std::fill(totals.begin(), totals.end(), QByteArray());
         }
     }

@@ -1,7 +1,6 @@
 // The page: page.html filled with its style, its script and the logbook. The tables can be read
 // with scripts off; the script takes them over and draws the rest from rows of numbers. The page's
 // policy names style and script by their hashes, so that a browser runs nothing else.
-#include "table.h"
 #include "views.h"
 
 #include <QtCore/QCryptographicHash>
@@ -31,11 +30,6 @@ QByteArrayList filled(const char* name, const QHash<QByteArray, QByteArray>& par
 // As the policy names a script.
 QByteArray hash(const QByteArray& text) {
     return QCryptographicHash::hash(text, QCryptographicHash::Sha256).toBase64();
-}
-
-// Text from a key, escaped for markup.
-QByteArray html(const QString& text) {
-    return printable(text).toHtmlEscaped().toUtf8();
 }
 
 QByteArray section(const char* id, const char* title, const Table& table, const Paper& paper) {
@@ -141,11 +135,11 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         {"SCRIPTHASH", hash(code)},
         {"STYLE", style},
         {"SCRIPT", code},
-        {"KEYS", html(options.paths.join(QStringLiteral(", ")))},
+        {"KEYS", printable(options.paths.join(QStringLiteral(", "))).toHtmlEscaped().toUtf8()},
         {"FROM", date(options.filter.from.value_or(first))},
         {"TO", date(options.filter.to ? *options.filter.to - 1 : last)},
         {"NEWEST", clock.minute(book.newestDownload).toLatin1()},
-        {"ZONE", html(clock.zone())},
+        {"ZONE", clock.zone().toHtmlEscaped().toUtf8()},
         {"VERSION", READKEY_VERSION},
         {"NOW", clock.minute(QDateTime::currentSecsSinceEpoch()).toLatin1()},
         {"LEFTOUT", number(book.insertionsFound - totals.insertions)},

@@ -4,7 +4,6 @@
 #include "text.h"
 #include "views.h"
 
-#include "downloadkey/downloadkey.h"
 #include "scard/scardgeneric.h"
 
 #include <QtCore/QJsonArray>
@@ -132,15 +131,15 @@ QByteArray vehicleObject(const std::shared_ptr<downloadkey::VehicleInfo>& vehicl
 } // namespace
 
 void writeJson(const Logbook& book, const Options& options, QIODevice& out) {
-    std::vector<QByteArray> insertions(book.files.size());
+    QHash<const LogFile*, QByteArray> insertions;
     for (const Stretch& insertion : book.stretches) {
         if (!insertion.driver)
             continue;
-        QByteArray& list = insertions[insertion.file->index];
+        QByteArray& list = insertions[insertion.file];
         list += (list.isEmpty() ? "" : ",") + insertionObject(insertion);
     }
     for (const LogFile& file : book.files)
-        out.write(fileLine(file, insertions[file.index]));
+        out.write(fileLine(file, insertions.value(&file)));
     for (const Failure& failure : book.failures) {
         LogFile key;
         key.key = failure.key;

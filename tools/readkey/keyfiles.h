@@ -4,8 +4,6 @@
 
 #include "logbook.h"
 
-#include "downloadkey/downloadkey.h"
-
 namespace readkey {
 
 // The contents of a download directory.

@@ -2,8 +2,6 @@
 
 #include "text.h"
 
-#include "downloadkey/downloadkey.h"
-
 #include <algorithm>
 #include <functional>
 #include <set>
@@ -34,14 +32,12 @@ Item& itemOf(const QString& text, std::list<Item>& items, QHash<QString, Item*>&
 }
 
 void number(Logbook& book) {
-    const auto numberItems = [](auto& items) {
-        size_t next = 0;
-        for (auto& item : items)
-            item.index = next++;
-    };
-    numberItems(book.files);
-    numberItems(book.vehicles);
-    numberItems(book.drivers);
+    size_t next = 0;
+    for (VehicleSummary& vehicle : book.vehicles)
+        vehicle.index = next++;
+    next = 0;
+    for (DriverSummary& driver : book.drivers)
+        driver.index = next++;
 }
 
 auto identity(const Stretch& insertion) {

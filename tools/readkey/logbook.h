@@ -1,22 +1,19 @@
 // Who drove which vehicle when, from all keys together. A logbook is built once, from what the
-// library reads from each file; the views only print it.
-//
-// An insertion that lasts past midnight, or that two downloads share, is one insertion here: one
-// (plate, slot, insertion time, holder), taken from the newest download that closes it.
+// library reads from each file; the views only print it. An insertion that lasts past midnight, or
+// that two downloads share, is one insertion here: one (plate, slot, insertion time, holder), taken
+// from the newest download that closes it.
 #pragma once
 
 #include "clock.h"
 #include "filecopier.h"
+
+#include "downloadkey/downloadkey.h"
 
 #include <QtCore/QHash>
 
 #include <list>
 #include <optional>
 #include <vector>
-
-namespace downloadkey {
-class VehicleInfo;
-}
 
 namespace readkey {
 
@@ -25,10 +22,9 @@ struct LogFile {
     enum Kind { Card, Vehicle, Other };
     enum Status { Ok, Failed, Skipped };
 
-    size_t index = 0; // its place in the logbook
-    QString key;      // the path as it was given; of a path to a single file its directory
-    QString name;     // bare name
-    qint64 size = 0;  // bytes
+    QString key;     // the path as it was given; of a path to a single file its directory
+    QString name;    // bare name
+    qint64 size = 0; // bytes
     Kind kind = Other;
     Status status = Ok;
     FileCopier::Outcome copy = FileCopier::NotAsked;
@@ -101,7 +97,6 @@ QString nameOf(const DriverSummary& driver); // "-", "Jo Sample", "Jo Sample (2 
 
 // With a card: from its insertion to its withdrawal; it has no end if the card was still in when
 // the vehicle was downloaded. Otherwise a gap, between two insertions into the driver's slot.
-//
 // Without a card: one download has both the withdrawal before it and the insertion after it, so no
 // card was in, and the vehicle was driven. Without data: no download has both; it is listed however
 // far the vehicle was driven, and begins at the download if the card before it was still in.

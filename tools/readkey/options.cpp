@@ -70,21 +70,6 @@ struct Values {
     }
 };
 
-Filter filterOf(Values& values, const Clock& clock) {
-    Filter result;
-    result.plate = values.value("vehicle");
-    result.driver = values.value("driver");
-    const QDate from = values.date("from");
-    const QDate to = values.date("to");
-    if (from.isValid())
-        result.from = clock.startOf(from);
-    if (to.isValid())
-        result.to = clock.startOf(to.addDays(1));
-    if (to.isValid() && to < from)
-        values.problems.append(QStringLiteral("--from is later than --to"));
-    return result;
-}
-
 void chooseView(Values& values, Options& options) {
     QStringList given;
     options.view = &views[0];
@@ -117,7 +102,17 @@ Options optionsOf(const QCommandLineParser& parser) {
         values.problems.append(QStringLiteral("PATH is empty"));
     options.utc = values.isSet("utc");
     const Clock clock{options.utc};
-    options.filter = filterOf(values, clock);
+    Filter& filter = options.filter;
+    filter.plate = values.value("vehicle");
+    filter.driver = values.value("driver");
+    const QDate from = values.date("from");
+    const QDate to = values.date("to");
+    if (from.isValid())
+        filter.from = clock.startOf(from);
+    if (to.isValid())
+        filter.to = clock.startOf(to.addDays(1));
+    if (from.isValid() && to.isValid() && to < from)
+        values.problems.append(QStringLiteral("--from is later than --to"));
     const QDate asOf = values.date("as-of");
     options.asOf = asOf.isValid() ? asOf : clock.date(QDateTime::currentSecsSinceEpoch());
     chooseView(values, options);

@@ -1,6 +1,5 @@
 // Tables for people: every driver and every vehicle with its insertions, or with --summary only
 // their totals. Both end with the files, the failures, and a line of counts.
-#include "table.h"
 #include "views.h"
 
 namespace readkey {

@@ -3,16 +3,13 @@
 #pragma once
 
 #include "logbook.h"
-
-#include "downloadkey/downloadkey.h"
+#include "table.h"
 
 #include <QtCore/QIODevice>
 #include <QtCore/QStringList>
 
 namespace readkey {
 
-class Table;
-struct Paper;
 struct View;
 
 struct Options {

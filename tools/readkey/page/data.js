@@ -104,7 +104,7 @@ const drivers = tableRows("drivers").map((row) =>
 const newest = vehicles.reduce((time, {download}) => Math.max(time, download), 0); // download
 
 // What the odometer has gained; it may run back.
-const distance = (from, to) => (from === null || to === null || to < from ? null : to - from);
+const gained = (from, to) => (from === null || to === null || to < from ? null : to - from);
 
 const MISSING = ["", "card", "data"]; // by the kind of a stretch
 const stretches = rows("stretch-rows");
@@ -116,7 +116,7 @@ const insertions = stretches.filter(([kind]) => !MISSING[kind]).map((row) => {
         // Where the bar ends. An open one can be seen, and goes on to the download.
         end: Math.max(start, open ? Math.max(start + 3600, seen) : withdrawn),
         seconds: open ? null : Math.max(0, withdrawn - start),
-        km: distance(kmIn, kmOut),
+        km: gained(kmIn, kmOut),
     };
 });
 insertions.sort((a, b) => a.start - b.start || a.slot - b.slot);
@@ -137,7 +137,7 @@ closeOpenBars();
 // Driven without a card, or nothing known: between downloads, before a vehicle's first record and behind its
 // newest download.
 const gaps = stretches.filter(([kind]) => MISSING[kind]).map(([kind, vehicle, , , start, end, kmIn, kmOut]) =>
-    ({gap: MISSING[kind], vehicle, start, end, km: distance(kmIn, kmOut)}));
+    ({gap: MISSING[kind], vehicle, start, end, km: gained(kmIn, kmOut)}));
 const measured = [...insertions, ...gaps]; // what has a beginning and an end
 vehicles.forEach(({knownFrom, download}, vehicle) => {
     const orElse = (time, other) => (time === null ? other : time);
