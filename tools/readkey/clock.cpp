@@ -14,10 +14,7 @@ namespace {
 std::tm partsOf(qint64 seconds, bool utc) {
     const auto time = static_cast<std::time_t>(seconds);
     std::tm parts{};
-    if (utc)
-        ::gmtime_r(&time, &parts);
-    else
-        ::localtime_r(&time, &parts);
+    (utc ? ::gmtime_r : ::localtime_r)(&time, &parts);
     return parts;
 }
 

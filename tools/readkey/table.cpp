@@ -14,10 +14,8 @@ namespace {
 constexpr int shortestName = 12;
 constexpr int longestPath = 30; // that is not on a line of its own
 
-// The text, cut to `width` columns with an ellipsis at its end if it is longer.
+// The text cut to `width` columns, with an ellipsis at its end.
 QString shortened(const QString& text, int width) {
-    if (displayWidth(text) <= width)
-        return text;
     QVector<uint> codePoints = text.toUcs4();
     const auto result = [&] { return QString::fromUcs4(codePoints.data(), codePoints.size()); };
     while (!codePoints.isEmpty() && displayWidth(result()) > width - 1)
@@ -84,9 +82,9 @@ void Table::addRow(const QStringList& cells, const QByteArray& style) {
 // An empty column has no width, whatever its title.
 QVector<int> Table::widestCells() const {
     QVector<int> widths(m_columns.size());
-    for (const Row& row : m_rows.mid(1)) {
+    for (int row = 1; row < m_rows.size(); ++row) {
         for (int i = 0; i < widths.size(); ++i) {
-            const int width = displayWidth(row.cells[i]);
+            const int width = displayWidth(m_rows[row].cells[i]);
             const bool fits = m_columns[i].kind != Path || width <= longestPath;
             if (width > 0)
                 widths[i] = std::max({widths[i], m_rows[0].cells[i].size(), fits ? width : 0});
@@ -125,15 +123,19 @@ QString Table::line(const Row& row, const QVector<int>& widths) const {
         if (widths[i] == 0)
             continue;
         QString cell = row.cells[i];
-        if (m_columns[i].kind == Path && displayWidth(cell) > widths[i]) {
+        const bool isTooWide = displayWidth(cell) > widths[i];
+        if (isTooWide && m_columns[i].kind == Path) {
             result += QLatin1String("  ") + cell + QLatin1Char('\n') +
                       QString(position, QLatin1Char(' '));
             cell.clear();
+        } else if (isTooWide) {
+            cell = shortened(cell, widths[i]);
         }
-        cell = shortened(cell, widths[i]);
-        const QString blanks(widths[i] - displayWidth(cell), QLatin1Char(' '));
-        result +=
-            QLatin1String("  ") + (m_columns[i].kind == Right ? blanks + cell : cell + blanks);
+        const int blanks = widths[i] - displayWidth(cell);
+        const bool isRight = m_columns[i].kind == Right;
+        result.resize(result.size() + 2 + (isRight ? blanks : 0), QLatin1Char(' '));
+        result += cell;
+        result.resize(result.size() + (isRight ? 0 : blanks), QLatin1Char(' '));
         position += 2 + widths[i];
     }
     while (result.endsWith(QLatin1Char(' ')))
