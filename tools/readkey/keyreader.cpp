@@ -260,7 +260,8 @@ struct KeyReader {
         for (LogFile& file : m_listing.files) {
             if (console::interruption() != 0)
                 return;
-            if (!QFileInfo(m_downloadDir).isDir())
+            if (::access(QFile::encodeName(m_downloadDir).constData(), F_OK) != 0 &&
+                errno == ENOENT)
                 return fail(m_downloadDir + QStringLiteral(": the directory has gone"));
             m_progress(100 * done++ / static_cast<int>(m_listing.files.size()));
             addFile(std::move(file));
