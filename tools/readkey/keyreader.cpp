@@ -10,7 +10,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
-#include <QtCore/QSet>
+#include <QtCore/QHash>
 
 #include <algorithm>
 #include <cerrno>
@@ -94,7 +94,7 @@ struct KeyReader {
     QString m_mountDir = mountDirOf(m_path);
     QString m_downloadDir = {};
     Listing m_listing = {};
-    QSet<QString> m_offered = {}; // by the library: names
+    QHash<QString, FileCopier::Outcome> m_offered = {}; // by the library: names
 
     ~KeyReader() {
         aux::SystemHelper::setRemountHandler({});
@@ -152,8 +152,7 @@ struct KeyReader {
         });
         QObject::connect(&m_key, &DownloadKey::downloadFile,
                          [this](const QString& path, const QDateTime& time) {
-                             m_offered.insert(QFileInfo(path).fileName());
-                             copyFile(path, time);
+                             m_offered[QFileInfo(path).fileName()] = copyFile(path, time);
                          });
     }
 
@@ -272,6 +271,7 @@ struct KeyReader {
     void addFile(LogFile file) {
         const QString path = m_downloadDir + QLatin1Char('/') + file.name;
         file.key = m_name;
+        file.copy = m_offered.value(file.name);
         std::unique_ptr<downloadkey::VehicleInfo> vehicle;
         const auto copyUnlessDone = [&] {
             if (file.copy == FileCopier::NotAsked && file.kind != LogFile::Other)
