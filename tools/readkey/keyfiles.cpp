@@ -63,7 +63,8 @@ LogFile examineEntry(int directory, const char* bytes) {
         return set(file, LogFile::Skipped, QLatin1String(skipped));
     if (name.toUtf8() != bytes) // Qt also drops a byte-order mark
         return set(file, LogFile::Failed,
-                   QStringLiteral("cannot be read: its name is not valid UTF-8"));
+                   QStringLiteral("cannot be read: its name is not valid UTF-8, or begins with a "
+                                  "byte-order mark"));
     if (file.size > largestDownload)
         return set(file, LogFile::Failed, openReason(EFBIG, file.size));
     if (::faccessat(directory, bytes, R_OK, 0) != 0)

@@ -125,8 +125,7 @@ struct KeyReader {
         m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
         m_configuration.setValue(aux::SettingsCode::DownloadedDirEnabled,
                                  m_options.makeDownloadedDir);
-        // The library logs one error: it cannot create that directory. Below a relative path it
-        // never can.
+        // The library's only error: it cannot create that directory, as below any relative path.
         logging::Logger::setSink([this](const aux::Error& error, logging::Level /*level*/) {
             const bool isRelative = QDir::isRelativePath(m_mountDir);
             fail(errorText(error) +
@@ -272,6 +271,7 @@ struct KeyReader {
         const QString path = m_downloadDir + QLatin1Char('/') + file.name;
         file.key = m_name;
         file.copy = m_offered.value(file.name);
+        qDebug("%s:", qUtf8Printable(path)); // the library's lines do not name it
         std::unique_ptr<downloadkey::VehicleInfo> vehicle;
         const auto copyUnlessDone = [&] {
             if (file.copy == FileCopier::NotAsked && file.kind != LogFile::Other)

@@ -51,8 +51,7 @@ QStringList csvKinds(); // the arguments that --csv takes, the default first
 void writeHtml(const Logbook& book, const Options& options, QIODevice& out);
 // --events writes the library's own signals while a key is read, and nothing after that.
 inline void writeNothing(const Logbook& /*book*/, const Options& /*options*/, QIODevice& /*out*/) {}
-void writeSignals(downloadkey::DownloadKey& key,
-                  QIODevice& out); // as they come; `out` lasts longer
+void writeSignals(downloadkey::DownloadKey& key, QIODevice& out); // `out` must outlive `key`
 void writeReturned(const QString& call, const aux::Error& error, QIODevice& out); // "open", "read"
 
 constexpr View views[] = {
