@@ -70,8 +70,7 @@ QString remountReadOnly(const QString& mountDir) {
     if (::statvfs(path.constData(), &fileSystem) != 0)
         return qt_error_string(errno);
     // A remount sets all flags, so the present ones are passed again. statvfs() has the same
-    // numbers for them as mount(), except for MS_RELATIME, which is what a remount keeps or sets by
-    // itself.
+    // numbers for them as mount(), except for MS_RELATIME, which a remount keeps or sets itself.
     constexpr unsigned long kept = MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS | MS_NOATIME |
                                    MS_NODIRATIME | MS_MANDLOCK;
     const unsigned long flags = MS_REMOUNT | MS_RDONLY | (fileSystem.f_flag & kept);
@@ -202,8 +201,8 @@ struct KeyReader {
             readOneByOne();
     }
 
-    // By the library's own read(), for its signals. Its result does not say which file failed, and
-    // if the disk fails during its listing, that is just shorter; so all are read again then.
+    // By the library's own read(), for its signals. All are read again if one failed, which it does
+    // not name, if a failing disk made its listing shorter, or if it did not parse the oldest.
     void readForEvents() {
         if (isTooMuch())
             return fail(QStringLiteral("not read: its files are too large to be read at once"));
@@ -211,15 +210,17 @@ struct KeyReader {
         if (console::interruption() != 0)
             return;
         writeReturned(QStringLiteral("read"), error, *m_events);
-        const bool areAllOffered = std::all_of(
-            m_listing.files.begin(), m_listing.files.end(), [this](const LogFile& file) {
-                return file.status == LogFile::Skipped || m_offered.contains(file.name);
-            });
-        if (error.isEmpty() && areAllOffered)
+        bool isWhole = error.isEmpty();
+        int counts[] = {0, 0, 0}; // by kind
+        for (const LogFile& file : m_listing.files) {
+            isWhole &= file.status == LogFile::Skipped || m_offered.contains(file.name);
+            ++counts[file.kind];
+        }
+        if (isWhole && std::max(counts[0], counts[1]) <= downloadkey::parsedFilesOfEachKind)
             return;
         const size_t before = m_book.failures.size();
         addFiles();
-        if (m_book.failures.size() == before)
+        if (!isWhole && m_book.failures.size() == before)
             fail(QStringLiteral(
                      "a file that was not read can be read now: the key's contents changed"),
                  {}, true);

@@ -1,6 +1,5 @@
-// Reads a key that the library opens, a folder of download files, or a single file, with the
-// library's classes: file by file, so that only one is in memory, and each failure has its reason.
-// For --events the library reads the key itself, as for any host.
+// Reads a key, a folder of download files, or a single file: file by file, so that only one is in
+// memory, and each failure has its reason. For --events the library reads the key, as for any host.
 #pragma once
 
 #include "views.h"
