@@ -91,7 +91,7 @@ struct KeyReader {
     downloadkey::DownloadKey m_key{m_configuration};
     QString m_name = m_path; // of the key in the logbook
     QString m_mountDir = mountDirOf(m_path);
-    QString m_downloadDir = {};
+    QString m_downloadDir = downloadDirOf(m_mountDir); // or what else has the files
     Listing m_listing = {};
     QHash<QString, FileCopier::Outcome> m_offered = {}; // by the library: names
 
@@ -110,8 +110,7 @@ struct KeyReader {
         m_key.init();
         if (!m_events && !path.isDir() && (path.exists() || path.isSymLink()))
             readSingleFile();
-        else if (!m_events && downloadDirOf(m_mountDir).isEmpty() &&
-                 !listFiles(m_path).files.empty())
+        else if (!m_events && m_downloadDir.isEmpty() && !listFiles(m_path).files.empty())
             readFolder();
         else
             readKey();
@@ -190,7 +189,7 @@ struct KeyReader {
             writeReturned(QStringLiteral("open"), notOpened, *m_events);
         if (!notOpened.isEmpty())
             return fail(reasonNotOpened());
-        listDirectory(downloadDirOf(m_mountDir));
+        listDirectory(m_downloadDir);
         const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
         if (m_listing.files.empty() && !listFiles(second).files.empty())
             warn(QStringLiteral("\"download\" is empty, \"DOWNLOAD\" is not: PATH may be %1")
