@@ -107,6 +107,7 @@ void addGap(std::vector<Stretch>& all, const Stretch& before, const Stretch& aft
 void findGaps(std::vector<Stretch>& stretches) {
     std::vector<Stretch> insertions;
     insertions.swap(stretches);
+    stretches.reserve(insertions.size());
     const Stretch* last = nullptr; // to end of those before
     for (const Stretch& insertion : insertions) {
         if (insertion.slot == driverSlot && last && last->vehicle == insertion.vehicle)
