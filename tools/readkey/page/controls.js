@@ -2,7 +2,7 @@
 
 const WEEKS_AT_FIRST = 4;
 
-// The first and the last day of which anything is known.
+// The first and the last day of which anything is known. readkey's own filter has left out what lies behind its days.
 function dataDays() {
     let first = Infinity;
     let last = newest;
@@ -10,7 +10,10 @@ function dataDays() {
         first = Math.min(first, start);
         last = Math.max(last, end);
     }
-    return [dayOf(Math.min(first, last)), dayOf(last)];
+    const {from, to} = byId("picture").dataset;
+    const dayAt = (text) => Date.parse(text) / 1000 / DAY;
+    const end = Math.min(dayOf(last), dayAt(to));
+    return [Math.min(Math.max(dayOf(first), dayAt(from)), end), end];
 }
 
 const insertionTable = makeTables();
