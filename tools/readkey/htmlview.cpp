@@ -123,9 +123,8 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
     const QByteArray style = resource("page.css");
     const QByteArray code = resource("page.js");
     const auto [first, last] = period(book, clock);
-    const auto date = [&clock](qint64 time) {
-        return clock.date(time).toString(Qt::ISODate).toLatin1();
-    };
+    const qint64 from = options.filter.from.value_or(first);
+    const qint64 to = options.filter.to.value_or(std::max(last, from) + 1) - 1;
     const Totals& totals = book.totals;
     const auto number = [&paper](auto value) {
         return paper.number(static_cast<qint64>(value)).toUtf8();
@@ -136,8 +135,8 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         {"STYLE", style},
         {"SCRIPT", code},
         {"KEYS", printable(options.paths.join(QStringLiteral(", "))).toHtmlEscaped().toUtf8()},
-        {"FROM", date(options.filter.from.value_or(first))},
-        {"TO", date(options.filter.to ? *options.filter.to - 1 : last)},
+        {"FROM", clock.date(std::min(from, to)).toString(Qt::ISODate).toLatin1()},
+        {"TO", clock.date(to).toString(Qt::ISODate).toLatin1()},
         {"NEWEST", clock.minute(book.newestDownload).toLatin1()},
         {"ZONE", clock.zone().toHtmlEscaped().toUtf8()},
         {"VERSION", READKEY_VERSION},
