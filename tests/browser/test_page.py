@@ -32,52 +32,53 @@ SORTED_NAMES = "Jo Käthe Łucja Pat Zoé Žofie Ελένη Вера".split()
 
 # What no sample has, in readkey's rows. "05T07" is the 5th of March 2024, 07:00 UTC. At 09:00 UTC the clock is put back:
 # 10:00 to 11:00 comes twice. A vehicle: known from, newest download. A stretch: 0 with a card, 1 without,
-# 2 without data; vehicle, driver, slot, from, to, km at both, downloaded.
+# 2 without data; vehicle, driver, slot, from, to, km at both, until when a card may have been in.
 ODD_ROWS = {
     "clock": "0,7200 05T09,3600",
     "vehicle": "05T05,06T18 04T06,06T18 04T06,06T18 04T06,15T08 , 04T06,",
     "stretch": """
         1,0,,0,05T12,06T06,0,12, 2,1,,0,05T11,06T06,0,7, 2,1,,0,04T11,04T12,,, 2,5,,0,700000000,04T06,,,
-        0,0,0,0,05T05,05T07,1000,1100,06T18 0,0,1,1,05T05,05T06,1000,1050,06T18
-        0,0,1,0,05T07,05T08:30,1100,1090,06T18 0,0,0,0,05T08:40,05T09:20,,,06T18 0,0,2,2,05T10,05T12,5,6,06T18
-        0,1,3,0,05T06,05T10,10,110,06T18 0,1,4,0,05T09,05T12,50,120,06T18 0,1,0,0,05T06:30,05T06:45,50,120,06T18
-        0,2,5,0,05T06,,700,,05T12 0,2,6,0,05T11,05T11:30,710,720,05T12 0,2,6,1,05T12:30,,,,05T12
-        0,3,7,0,05T12,05T11,10,10,15T08 0,3,7,0,05T20,06T02,10,20,15T08 0,5,0,0,04T06:11,04T06:14,1,2,
-        0,5,1,0,04T06:14,04T06:16,2,3, 0,5,2,0,04T06:16,04T06:17,3,4, 0,5,3,0,04T06:17,04T06:21,4,5,
-        0,5,4,0,04T06:21,04T06:26,5,6, 0,5,5,0,04T06:26,04T06:32,6,7, 0,5,6,0,04T06:32,04T06:39,7,8,
-        0,5,7,0,1712206800,1712210400,1,2,"""}
+        0,0,0,0,05T05,05T07,1000,1100,05T07 0,0,1,1,05T05,05T06,1000,1050,05T06
+        0,0,1,0,05T07,05T08:30,1100,1090,05T08:30 0,0,0,0,05T08:40,05T09:20,,,05T09:20 0,0,2,2,05T10,05T12,5,6,05T12
+        0,1,3,0,05T06,05T10,10,110,05T10 0,1,4,0,05T09,05T12,50,120,05T12 0,1,0,0,05T06:30,05T06:45,50,120,05T06:45
+        0,2,5,0,05T06,,700,,05T11 0,2,6,0,05T11,05T11:30,710,720,05T11:30 0,2,6,1,05T12:30,,,,05T12:30
+        0,3,7,0,05T12,05T11,10,10,05T12 0,3,7,0,05T20,06T02,10,20,06T02 0,5,0,0,04T06:11,04T06:14,1,2,04T06:14
+        0,5,1,0,04T06:14,04T06:16,2,3,04T06:16 0,5,2,0,04T06:16,04T06:17,3,4,04T06:17 0,5,3,0,04T06:17,04T06:21,4,5,04T06:21
+        0,5,4,0,04T06:21,04T06:26,5,6,04T06:26 0,5,5,0,04T06:26,04T06:32,6,7,04T06:32 0,5,6,0,04T06:32,04T06:39,7,8,04T06:39
+        0,5,7,0,1712206800,1712210400,1,2,1712210400"""}
 # The lanes of the 5th: their texts, and what a screen reader says of them; and what is in them, as marks() says it.
 ODD_LANES = """\
-AB 100 CD | 4:10 + 3:00 h, 100 km | 3 drivers, card in the driver's slot 4:10 h, in others 3:00 h, 100 km
-AB 104 CD | 7:15 h, 240 km | two cards in one slot | 3 drivers, card in the driver's slot 7:15 h, 240 km, two cards in one slot
-KX 102 CD | 0:30 h, 10 km | 2 drivers, card in the driver's slot 0:30 h, 10 km
-MÜ 101 CD | 6:00 h, 10 km | 1 driver, card in the driver's slot 6:00 h, 10 km
+AB 100 CD | card in 4:10 + 3:00 h, 100 km | 3 drivers, card in the driver's slot 4:10 h, in others 3:00 h, 100 km
+AB 104 CD | card in 7:15 h, 240 km | two cards in one slot | 3 drivers, card in the driver's slot 7:15 h, 240 km, two cards in one slot
+KX 102 CD | card in 0:30 h, 10 km | 2 drivers, card in the driver's slot 0:30 h, 10 km
+MÜ 101 CD | card in 6:00 h, 10 km | 1 driver, card in the driver's slot 6:00 h, 10 km
 MÜ 105 CD | no card inserted | no card inserted
 ZT 103 CD | no card inserted | no card inserted"""
 ODD_BOXES = """\
 gap card 14-25 9 [12 km] 12 km without a card, AB 100 CD, 05 13:00 – 06 07:00
 gap data 0-7 0 [no data] No data, AB 100 CD, before 05 07:00
-bar driver c0 wide 7-9 5 [Jo Sample] Jo Sample, AB 100 CD, driver, 05 07:00 – 09:00 (2:00 h), 1 000 – 1 100 km (100 km)
-bar other c1 wide 7-8 27 [] Käthe Beispiel, AB 100 CD, co-driver, 05 07:00 – 08:00 (1:00 h), 1 000 – 1 050 km (50 km)
-bar driver c1 wide 9-10.5 5 [Beispiel] Käthe Beispiel, AB 100 CD, driver, 05 09:00 – 10:30a (1:30 h), 1 100 – 1 090 km (- km)
-bar driver c0 wide 10.75-11.25 5 [] Jo Sample, AB 100 CD, driver, 05 10:40a – 10:20b (0:40 h), - – - km (- km)
-bar other c2 wide 12-14 27 [] Pat Placeholder, AB 100 CD, slot 2, 05 11:00 – 13:00 (2:00 h), 5 – 6 km (1 km)
+bar driver c0 wide 7-9 5 [Jo Sample] Jo Sample, AB 100 CD, driver, 05 07:00 – 09:00 (card in 2:00 h), 1 000 – 1 100 km (100 km)
+bar other c1 wide 7-8 27 [] Käthe Beispiel, AB 100 CD, co-driver, 05 07:00 – 08:00 (card in 1:00 h), 1 000 – 1 050 km (50 km)
+bar driver c1 wide 9-10.5 5 [Beispiel] Käthe Beispiel, AB 100 CD, driver, 05 09:00 – 10:30a (card in 1:30 h), 1 100 – 1 090 km (- km)
+bar driver c0 wide 10.75-11.25 5 [] Jo Sample, AB 100 CD, driver, 05 10:40a – 10:20b (card in 0:40 h), - – - km (- km)
+bar other c2 wide 12-14 27 [] Pat Placeholder, AB 100 CD, slot 2, 05 11:00 – 13:00 (card in 2:00 h), 5 – 6 km (1 km)
 gap data 13-25 0 [no data] No data, AB 104 CD, 05 12:00 – 06 07:00, 7 km
-bar driver c3 wide 8-12 5 [Zoé Exemple] Zoé Exemple, AB 104 CD, driver, 05 08:00 – 11:00 (4:00 h), 10 – 110 km (100 km)
-bar driver c0 wide 8.5-8.75 27 [] Jo Sample, AB 104 CD, driver, 05 08:30 – 08:45 (0:15 h), 50 – 120 km (70 km)
-bar driver c4 wide 11-14 27 [Łucja Przykład] Łucja Przykład, AB 104 CD, driver, 05 10:00b – 13:00 (3:00 h), 50 – 120 km (70 km)
+bar driver c3 wide 8-12 5 [Zoé Exemple] Zoé Exemple, AB 104 CD, driver, 05 08:00 – 11:00 (card in 4:00 h), 10 – 110 km (100 km)
+bar driver c0 wide 8.5-8.75 27 [] Jo Sample, AB 104 CD, driver, 05 08:30 – 08:45 (card in 0:15 h), 50 – 120 km (70 km)
+bar driver c4 wide 11-14 27 [Łucja Przykład] Łucja Przykład, AB 104 CD, driver, 05 10:00b – 13:00 (card in 3:00 h), 50 – 120 km (70 km)
 bar driver c5 open wide 8-13 5 [Žofie Vzorová] Žofie Vzorová, KX 102 CD, driver, 05 08:00 – not withdrawn at the download, from 700 km
-bar driver c6 wide 13-13.5 5 [] Ελένη Δείγμα, KX 102 CD, driver, 05 12:00 – 12:30 (0:30 h), 710 – 720 km (10 km)
-bar other c6 open wide 14.5-15.5 27 [] Ελένη Δείγμα, KX 102 CD, co-driver, 05 13:30 – not withdrawn at the download, from - km
-bar driver c7 14 5 [] Вера Образец, MÜ 101 CD, driver, 05 13:00 – 13:00 (0:00 h), 10 – 10 km (0 km)
-bar driver c7 wide 22-25 5 [Вера Образец] Вера Образец, MÜ 101 CD, driver, 05 21:00 – 06 03:00 (6:00 h), 10 – 20 km (10 km)
+bar driver c6 wide 13-13.5 5 [] Ελένη Δείγμα, KX 102 CD, driver, 05 12:00 – 12:30 (card in 0:30 h), 710 – 720 km (10 km)
+bar other c6 open 14.5 27 [] Ελένη Δείγμα, KX 102 CD, co-driver, 05 13:30 – not withdrawn at the download, from - km
+bar driver c7 14 5 [] Вера Образец, MÜ 101 CD, driver, 05 13:00 – 13:00 (card in 0:00 h), 10 – 10 km (0 km)
+bar driver c7 wide 22-25 5 [Вера Образец] Вера Образец, MÜ 101 CD, driver, 05 21:00 – 06 03:00 (card in 6:00 h), 10 – 20 km (10 km)
 gap data 0-25 0 [no data] No data, MÜ 105 CD, at any time"""
-SHORT = "Ελένη Δείγμα 0:07 h, Žofie Vzorová 0:06 h, Łucja Przykład 0:05 h, Zoé Exemple 0:04 h, Jo Sample 0:03 h, and 2 more"
+SHORT = ("Ελένη Δείγμα: card in 0:07 h, Žofie Vzorová: card in 0:06 h, Łucja Przykład: card in 0:05 h, "
+         "Zoé Exemple: card in 0:04 h, Jo Sample: card in 0:03 h, and 2 more")
 ODD_COLUMNS = f"""\
-Tue 2024-03-05, AB 100 CD, Jo Sample 2:40 h, Käthe Beispiel 2:30 h, Pat Placeholder 2:00 h, 3:00 h as co-driver, 12 km without a card
-Tue 2024-03-05, AB 104 CD, Zoé Exemple 4:00 h, Łucja Przykład 3:00 h, Jo Sample 0:15 h
-Tue 2024-03-05, KX 102 CD, Žofie Vzorová 5:00 h, Ελένη Δείγμα 1:30 h, 1:00 h as co-driver
-Tue 2024-03-05, MÜ 101 CD, Вера Образец 3:00 h
+Tue 2024-03-05, AB 100 CD, Jo Sample: card in 2:40 h, Käthe Beispiel: card in 2:30 h, Pat Placeholder: card in 2:00 h, card in 3:00 h as co-driver, 12 km without a card
+Tue 2024-03-05, AB 104 CD, Zoé Exemple: card in 4:00 h, Łucja Przykład: card in 3:00 h, Jo Sample: card in 0:15 h
+Tue 2024-03-05, KX 102 CD, Ελένη Δείγμα: card in 0:30 h, Žofie Vzorová: card not withdrawn at the download, Ελένη Δείγμα: card not withdrawn at the download
+Tue 2024-03-05, MÜ 101 CD, Вера Образец: card in 3:00 h
 Mon 2024-03-04, ZT 103 CD, {SHORT}"""
 
 
@@ -374,7 +375,7 @@ class PageTest(unittest.TestCase):
             "c0 M364 1.0000V0.8933z", "c1 M364 0.8933V0.8333z", "c0 M364 1.0000V0.9900z", "c3 M364 0.9900V0.8300z", "c4 M364 0.8300V0.7100z",
             "c5 M364 1.0000V0.8000z", "c6 M364 0.8000V0.7800z", "c7 M364 1.0000V0.8800zM365 1.0000V0.8750z"])
         self.all(".column")[3].send_keys(Keys.ARROW_RIGHT, Keys.ARROW_LEFT, Keys.ARROW_RIGHT)
-        self.assertEqual(self.labels(".column")[3], "Wed 2024-03-06, MÜ 101 CD, Вера Образец 3:00 h")
+        self.assertEqual(self.labels(".column")[3], "Wed 2024-03-06, MÜ 101 CD, Вера Образец: card in 3:00 h")
         self.all(".column")[3].send_keys(Keys.ENTER)
         self.assertEqual(self.one("#shown").text[:25], "2024-03-06 to 2024-03-06.")
         self.choose("period", "all")
@@ -402,6 +403,9 @@ class PageTest(unittest.TestCase):
         self.assertEqual([len(self.all(f".lane .gap.{kind}")) for kind in ("card", "data")], [0, 4])
         self.one("#drivers tr:nth-child(4) .chip").click()
         self.assertEqual([self.totals()[0][1], round(self.rects("#picture")[0]["top"])], ["31 of 349", 0])
+        self.script("drivers[4].name = 'Zoé Exemple jr'")  # Only a click means the whole name.
+        self.choose("driver", "Zoé Exemple")
+        self.assertEqual(self.totals()[0][1], "52 of 349")
         self.choose("driver", "")
         self.lanes_by("driver")
         rows = sorted(self.rows, key=lambda row: (row["holder"], row["inserted"], row["slot"]))

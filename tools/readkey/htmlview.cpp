@@ -61,12 +61,10 @@ void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> value
 QByteArray stretchRows(const Logbook& book) {
     QByteArray rows;
     for (const Stretch& stretch : book.stretches) {
-        const LogFile& file = *stretch.file;
         const auto driver =
             stretch.driver ? std::make_optional(stretch.driver->index) : std::nullopt;
         addRow(rows, {stretch.kind, stretch.vehicle->index, driver, stretch.slot, stretch.from,
-                      stretch.to, stretch.odometerFrom, stretch.odometerTo,
-                      file.isFromFuture ? std::nullopt : file.downloaded});
+                      stretch.to, stretch.odometerFrom, stretch.odometerTo, stretch.end});
     }
     return rows;
 }

@@ -3,7 +3,9 @@
 #include "text.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <set>
 #include <tuple>
 
@@ -54,12 +56,6 @@ std::optional<qint64> downloadOf(const Stretch& insertion) {
     return insertion.file->isFromFuture ? std::nullopt : insertion.file->downloaded;
 }
 
-// The end of an insertion as far as it is known: an open one lasts until its download.
-qint64 endOf(const Stretch& insertion) {
-    const qint64 end = insertion.to ? *insertion.to : downloadOf(insertion).value_or(0);
-    return std::max(insertion.from, end);
-}
-
 // Orders the insertions. Of equal ones it keeps that of the newest download that closes it.
 void merge(std::vector<Stretch>& all) {
     const auto rank = [](const Stretch& a) {
@@ -83,14 +79,26 @@ void findKnown(std::vector<Stretch>& insertions) {
             continue;
         insertion.knownFrom = withdrawn;
         if (insertion.to)
-            withdrawn = std::max(withdrawn, std::make_optional(endOf(insertion)));
+            withdrawn = std::max(withdrawn, std::make_optional(insertion.end));
+    }
+}
+
+// An open insertion may have lasted until its download, or the next card in its slot.
+void findEnds(std::vector<Stretch>& insertions) {
+    std::map<std::pair<VehicleSummary*, quint16>, qint64> following;
+    for (auto i = insertions.rbegin(); i != insertions.rend(); ++i) {
+        const auto next = following.insert({{i->vehicle, i->slot}, INT64_MAX}).first;
+        if (!i->to)
+            i->end = std::max(i->from, std::min(downloadOf(*i).value_or(0), next->second));
+        next->second = i->from;
     }
 }
 
 void addGap(std::vector<Stretch>& all, const Stretch& before, const Stretch& after) {
     Stretch gap;
-    gap.from = endOf(before);
+    gap.from = before.end;
     gap.to = after.from;
+    gap.end = after.from;
     const bool isKnown = before.to && after.knownFrom == gap.from;
     gap.kind = isKnown ? Stretch::WithoutCard : Stretch::WithoutData;
     gap.vehicle = after.vehicle;
@@ -116,8 +124,7 @@ void findGaps(std::vector<Stretch>& stretches) {
         if (insertion.slot != driverSlot)
             continue;
         // A card that was still in has been withdrawn when the next one is inserted.
-        if (!last || last->vehicle != insertion.vehicle || !last->to ||
-            endOf(*last) <= endOf(insertion))
+        if (!last || last->vehicle != insertion.vehicle || !last->to || last->end <= insertion.end)
             last = &insertion;
     }
 }
@@ -136,13 +143,13 @@ void filterRecords(Logbook& book, const Filter& filter) {
             driver.isWanted |= matches(card.number, filter.driver);
     }
     removeUnless(book.stretches, [&filter](Stretch& stretch) {
-        const qint64 end = endOf(stretch);
         const bool beginsBefore = filter.from && stretch.from < *filter.from;
-        const bool endsAfter = filter.to && end >= *filter.to;
+        const bool endsAfter = filter.to && stretch.end >= *filter.to;
         stretch.crosses = beginsBefore || endsAfter;
         // A gap does not belong to a driver.
         const bool isOfDriver = stretch.driver ? stretch.driver->isWanted : filter.driver.isEmpty();
-        return isOfDriver && stretch.vehicle->isWanted && !(beginsBefore && end < *filter.from) &&
+        return isOfDriver && stretch.vehicle->isWanted &&
+               !(beginsBefore && stretch.end < *filter.from) &&
                !(endsAfter && stretch.from >= *filter.to);
     });
 }
@@ -344,6 +351,7 @@ void Logbook::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {
         const qint64 withdrawn = activity.withdrawalTime.toSecsSinceEpoch();
         if (withdrawn != 0 && withdrawn != downloadkey::notWithdrawn)
             insertion.to = withdrawn;
+        insertion.end = std::max(insertion.from, insertion.to.value_or(0));
         insertion.odometerFrom = kilometres(activity.odometerAtInsertion);
         insertion.odometerTo = kilometres(activity.odometerAtWithdrawal);
     }
@@ -431,6 +439,7 @@ void Logbook::finish(const Filter& filter, const QDate& day, const Clock& clock)
     number(*this);
     merge(stretches);
     insertionsFound = static_cast<qint64>(stretches.size());
+    findEnds(stretches);
     findGaps(stretches);
     for (const Stretch& insertion : stretches) {
         std::optional<qint64>& first = insertion.vehicle->knownFrom;

@@ -104,9 +104,10 @@ struct Stretch {
     enum Kind { WithCard, WithoutCard, WithoutData };
 
     Kind kind = WithCard;
-    VehicleSummary* vehicle = nullptr;   // in the same logbook, and so on
-    qint64 from = 0;                     // seconds since 1970 UTC
-    std::optional<qint64> to;            // every gap has one
+    VehicleSummary* vehicle = nullptr; // in the same logbook, and so on
+    qint64 from = 0;                   // seconds since 1970 UTC
+    std::optional<qint64> to;          // every gap has one
+    qint64 end = 0; // `to`; of an open insertion, until when the card may have been in
     std::optional<quint32> odometerFrom; // kilometres
     std::optional<quint32> odometerTo;
     LogFile* file = nullptr;         // which has the insertion, or that before a gap

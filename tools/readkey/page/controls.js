@@ -116,14 +116,15 @@ function onFrom() {
 // ---------------------------------------------------------------------------------------------------
 // The form
 
-function onTyped(kind) {
+function onTyped(kind, name) {
     state[kind] = byId(kind).value.trim();
+    only[kind] = name;
     update(false);
 }
 
 function chooseOnly(kind, name) {
     byId(kind).value = name;
-    onTyped(kind);
+    onTyped(kind, name);
     byId("picture").scrollIntoView();
 }
 
@@ -139,7 +140,7 @@ function listenToForm() {
         });
     }
     for (const kind of ["driver", "vehicle"])
-        byId(kind).addEventListener("input", () => onTyped(kind));
+        byId(kind).addEventListener("input", () => onTyped(kind, ""));
     fillList(byId("driver-names"), drivers.map((driver) => driver.name));
     fillList(byId("plates"), vehicles.map((vehicle) => vehicle.plate));
     byId("period").addEventListener("change", onPeriod);

@@ -109,30 +109,15 @@ const gained = (from, to) => (from === null || to === null || to < from ? null :
 const MISSING = ["", "card", "data"]; // by the kind of a stretch
 const stretches = rows("stretch-rows");
 const insertions = stretches.filter(([kind]) => !MISSING[kind]).map((row) => {
-    const [, vehicle, driver, slot, start, withdrawn, kmIn, kmOut, seen] = row;
-    const open = withdrawn === null;
+    const [, vehicle, driver, slot, start, withdrawn, kmIn, kmOut, end] = row;
+    const open = withdrawn === null; // its bar ends at the download or the next card in its slot
     return {
-        vehicle, driver, slot, start, open, kmIn, kmOut,
-        // Where the bar ends. An open one can be seen, and goes on to the download.
-        end: Math.max(start, open ? Math.max(start + 3600, seen) : withdrawn),
+        vehicle, driver, slot, start, open, kmIn, kmOut, end,
         seconds: open ? null : Math.max(0, withdrawn - start),
         km: gained(kmIn, kmOut),
     };
 });
 insertions.sort((a, b) => a.start - b.start || a.slot - b.slot);
-
-// An open bar goes on to the next card in the same slot, if that comes before the download.
-function closeOpenBars() {
-    const next = new Map();
-    for (let i = insertions.length - 1; i >= 0; --i) {
-        const insertion = insertions[i];
-        const slot = `${insertion.vehicle}/${insertion.slot}`;
-        if (insertion.open && next.has(slot))
-            insertion.end = Math.min(insertion.end, next.get(slot));
-        next.set(slot, insertion.start);
-    }
-}
-closeOpenBars();
 
 // Driven without a card, or nothing known: between downloads, before a vehicle's first record and behind its
 // newest download.
@@ -203,19 +188,18 @@ const colourOf = {
 
 // The period's firstDay and days, and the instants of its start and end, come from setPeriod().
 const state = {lanes: "vehicle", driver: "", vehicle: ""}; // what was typed
+const only = {driver: "", vehicle: ""}; // or whose name was clicked
 
 // As readkey matches: each word, without regard to case, accents, blanks and commas.
 const LETTERS = {"Ł": "L", "Ø": "O", "Đ": "D", "Ħ": "H", "Ŧ": "T", "Æ": "AE", "Œ": "OE", "Ð": "D", "Þ": "TH"};
 const folded = (text) => text.normalize("NFKD").toUpperCase().replace(/[\p{M}\s,]/gu, "")
     .replace(/[ŁØĐĦŦÆŒÐÞ]/g, (letter) => LETTERS[letter]);
 
-// Says for each item whether one of its texts contains what was typed; if that is the whole text of some,
-// only those.
-function matching(items, texts, typed) {
-    const exact = items.map((item) => texts(item).includes(typed));
-    if (typed && exact.includes(true))
-        return exact;
-    const words = typed.split(/[\s,]+/).map(folded);
+// Says for each item whether one of its texts contains what was typed.
+function matching(kind, items, texts) {
+    if (only[kind])
+        return items.map((item) => texts(item)[0] === only[kind]);
+    const words = state[kind].split(/[\s,]+/).map(folded);
     const fits = (text) => words.every((word) => folded(text).includes(word));
     return items.map((item) => texts(item).some(fits));
 }
@@ -226,8 +210,8 @@ const crosses = (item) => item.start < state.start || item.end > state.end;
 // What the reader asked for of the insertions and gaps, in the order of time, and the vehicles. A stretch
 // without a card is nobody's: it goes when the reader asks for a driver.
 function chosen() {
-    const driverShown = matching(drivers, (driver) => [driver.name, ...driver.cards], state.driver);
-    const vehicleShown = matching(vehicles, (vehicle) => [vehicle.plate], state.vehicle);
+    const driverShown = matching("driver", drivers, (driver) => [driver.name, ...driver.cards]);
+    const vehicleShown = matching("vehicle", vehicles, (vehicle) => [vehicle.plate]);
     const isShown = (item) => vehicleShown[item.vehicle] && inPeriod(item);
     return {
         list: insertions.filter((insertion) => driverShown[insertion.driver] && isShown(insertion)),

@@ -222,7 +222,7 @@ function makeLane(kind, id, {list, gaps: laneGaps}) {
     const overlaps = !overlap(kind, list) ? [] :
         [kind === "vehicle" ? "two cards in one slot" : "in two places at once"];
     const label = list.length === 0 ? ["no card inserted"] :
-        [`${hours(driver)}${others ? ` + ${hours(others)}` : ""} h, ${number(km)} km`];
+        [`card in ${hours(driver)}${others ? ` + ${hours(others)}` : ""} h, ${number(km)} km`];
     const said = list.length === 0 ? label : [all, `card in the driver's slot ${hours(driver)} h`,
         ...(others ? [`in others ${hours(others)} h`] : []), `${number(km)} km`];
     node.firstChild.append(element("b", "", laneName(lane)), ...label.map((text) => element("small", "", text)),

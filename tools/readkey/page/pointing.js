@@ -5,6 +5,8 @@ const REACH = 22; // pixels from a finger to what it means
 const tip = byId("tip");
 let tipped = []; // the lane and item that it is of
 
+const closed = (members) => members.filter(({open}) => !open);
+
 function describeGap({gap, vehicle, start, end, km}) {
     const when = start > -Infinity ? end < Infinity ? span(start, end) : `since ${dateAndTime(start)}` :
         end < Infinity ? `before ${dateAndTime(end)}` : "at any time";
@@ -21,15 +23,18 @@ function describeInsertion(insertion) {
         return [nameOf.driver(insertion), where,
             `${dateAndTime(insertion.start)} – not withdrawn at the download`, `from ${from} km`];
     return [nameOf.driver(insertion), where,
-        `${span(insertion.start, insertion.end)} (${hours(insertion.seconds)} h)`,
+        `${span(insertion.start, insertion.end)} (card in ${hours(insertion.seconds)} h)`,
         `${from} – ${orDash(insertion.kmOut, number)} km (${orDash(insertion.km, number)} km)`];
 }
 
-// "Jo Sample 7:12 h" for each name, the longest first.
+// "Jo Sample: card in 7:12 h" for each name, the longest first.
 function describeTimes(members, seconds) {
-    const names = times(members, other(), seconds).map(([id, time]) =>
-        `${other() === "driver" ? drivers[id].name : vehicles[id].plate} ${hours(time)} h`);
-    return names.length > 6 ? [...names.slice(0, 5), `and ${names.length - 5} more`] : names;
+    const name = (id) => (other() === "driver" ? drivers[id].name : vehicles[id].plate);
+    const lines = [
+        ...times(closed(members), other(), seconds).map(([id, time]) => `${name(id)}: card in ${hours(time)} h`),
+        ...times(members.filter(({open}) => open), other(), seconds)
+            .map(([id]) => `${name(id)}: card not withdrawn at the download`)];
+    return lines.length > 6 ? [...lines.slice(0, 5), `and ${lines.length - 5} more`] : lines;
 }
 
 function describeDays({lane, members, gaps: without, start, end}) {
@@ -37,8 +42,8 @@ function describeDays({lane, members, gaps: without, start, end}) {
     const last = dayOf(end) - 1;
     const day = WEEKDAYS[(first + 4) % 7];
     const within = (item) => Math.min(item.end, end) - Math.max(item.start, start);
-    const others = members.filter((insertion) => insertion.slot !== 0);
-    const slots = others.length && lane.kind === "vehicle" ? [`${hours(sum(others, within))} h as co-driver`] : [];
+    const others = closed(members).filter((insertion) => insertion.slot !== 0);
+    const slots = others.length && lane.kind === "vehicle" ? [`card in ${hours(sum(others, within))} h as co-driver`] : [];
     return [first === last ? `${day} ${date(first)}` : `${date(first)} – ${date(last)}`, laneName(lane),
         ...describeTimes(members, within), ...slots,
         ...without.map((gap) => `${number(gap.km)} km without a card`)];
