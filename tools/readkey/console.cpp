@@ -94,8 +94,8 @@ bool isOneTerminal() {
 }
 
 void showProgress(int percent) {
-    static const bool onTerminal = ::isatty(STDERR_FILENO) == 1;
-    if (!onTerminal || percent <= shownProgress)
+    static const bool isWanted = ::isatty(STDERR_FILENO) == 1 && qgetenv("TERM") != "dumb";
+    if (!isWanted || percent <= shownProgress)
         return;
     constexpr int width = 32; // with the percentage it fits 40 columns
     shownProgress = percent;
