@@ -1,10 +1,7 @@
 # fish completion for readkey
 complete -c readkey -l summary -d 'Totals by vehicle and driver'
 complete -c readkey -l json -d 'JSON Lines, one object for each file'
-complete -c readkey -l csv -d 'CSV of insertions'
-for kind in insertions gaps vehicles drivers cards files
-    complete -c readkey -l csv=$kind -d "CSV of $kind"
-end
+complete -c readkey -l csv -f -a 'insertions gaps vehicles drivers cards files' -d 'CSV'
 complete -c readkey -l html -r -d 'One self-contained page'
 complete -c readkey -l events -d 'The signals of the library as JSON Lines'
 complete -c readkey -l vehicle -x -d 'Only vehicles with these words in the plate'
