@@ -262,12 +262,13 @@ void judgeDownloads(Logbook& book, const Clock& clock) {
 
 // The text as a search compares it.
 QString essence(const QString& text) {
-    static const QString struck = QStringLiteral("\u0141\u00D8\u0110\u0126\u0166");
+    static const QString letters = QStringLiteral("ŁØĐĦŦÐÆŒÞ");
+    static const char* const plain[] = {"L", "O", "D", "H", "T", "D", "AE", "OE", "TH"};
     QString result;
     for (const QChar c : text.normalized(QString::NormalizationForm_KD).toUpper()) {
-        const int letter = struck.indexOf(c);
+        const int letter = letters.indexOf(c);
         if (letter >= 0)
-            result += QLatin1Char("LODHT"[letter]);
+            result += QLatin1String(plain[letter]);
         else if (!c.isSpace() && !c.isMark() && c != QLatin1Char(','))
             result += c;
     }

@@ -166,8 +166,8 @@ bool isDriverCard(int type);
 QString cardTypeName(int type); // "driver", "workshop", "control", "company" or the number
 
 // Whether each word that was typed is in the text. Words end at blanks and commas. Both are
-// compared in Unicode's form NFKD and capital letters, without accents, blanks and commas, and with
-// plain L, O, D, H and T for the same letters with a stroke.
+// compared in Unicode's form NFKD and capital letters, without accents, blanks, commas and strokes,
+// and with AE, OE and TH for ligatures and thorn.
 bool matches(const QString& text, const QString& typed);
 
 constexpr quint16 driverSlot = 0;
