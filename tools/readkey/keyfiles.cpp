@@ -37,7 +37,7 @@ const LogFile& set(LogFile& file, LogFile::Status status, const QString& reason)
 // Why openRegular() does not open a file of that size.
 QString openReason(int error, qint64 size) {
     if (error == ELOOP)
-        return QStringLiteral("it is not a regular file");
+        return QStringLiteral("it is a link, or not a regular file");
     if (error == EFBIG)
         return QStringLiteral("too large for a download (%1)")
             .arg(QLocale::c().formattedDataSize(size, 0, QLocale::DataSizeTraditionalFormat));
@@ -74,12 +74,12 @@ LogFile examineEntry(int directory, const char* bytes) {
 
 // What a file that is not a download is, by its first bytes; empty if that is not known.
 QString nameOfContents(const QByteArray& begin) {
-    static const std::pair<const char*, const char*> known[] = {
-        {"PK\x03\x04", "a ZIP archive"}, {"\x89PNG", "a picture"}, {"\xFF\xD8\xFF", "a picture"}};
-    for (const auto& [bytes, name] : known) {
+    for (const char* bytes : {"\x89PNG", "\xFF\xD8\xFF", "GIF8"}) {
         if (begin.startsWith(bytes))
-            return QLatin1String(name);
+            return QStringLiteral("a picture");
     }
+    if (begin.startsWith("PK\x03\x04"))
+        return QStringLiteral("a ZIP archive");
     QTextCodec::ConverterState state;
     const QString text = QTextCodec::codecForName("UTF-8")->toUnicode(begin, begin.size(), &state);
     const bool isText = std::none_of(text.begin(), text.end(), [](QChar character) {
@@ -126,7 +126,8 @@ QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind
     const QString contents = nameOfContents(begin);
     if (!contents.isEmpty())
         return QStringLiteral("not a %1 but %2").arg(QLatin1String(wanted[kind]), contents);
-    if (kind == LogFile::Card || isVehicleUnit(begin))
+    const bool isCard = begin.startsWith(QByteArrayLiteral("\0\2\0")); // with the chip's data
+    if (isVehicleUnit(begin) || (isCard && kind != LogFile::Vehicle))
         return QStringLiteral("damaged or cut off");
     return QStringLiteral("not a ") + QLatin1String(wanted[kind]);
 }
@@ -195,13 +196,13 @@ std::unique_ptr<downloadkey::VehicleInfo> readFile(downloadkey::DownloadKey& key
     if (opening != 0 || size < downloadkey::smallestUsableFile) {
         set(file, LogFile::Failed,
             opening != 0 ? openReason(opening, size)
-                         : QStringLiteral("the file is too small (%1 bytes)").arg(size));
+                         : QStringLiteral("the file is too small (%1)").arg(counted(size, "byte")));
         return nullptr;
     }
     const QByteArray begin = device.peek(512);
-    const LogFile::Kind kind = file.kind != LogFile::Other ? file.kind
-                               : isVehicleUnit(begin)      ? LogFile::Vehicle
-                                                           : LogFile::Card;
+    if (file.kind == LogFile::Other && isVehicleUnit(begin))
+        file.kind = LogFile::Vehicle;
+    const auto kind = file.kind == LogFile::Vehicle ? LogFile::Vehicle : LogFile::Card;
     std::unique_ptr<downloadkey::VehicleInfo> vehicle;
     if (kind == LogFile::Vehicle)
         vehicle = std::make_unique<downloadkey::VehicleInfo>(device);

@@ -367,7 +367,7 @@ void Logbook::addFile(LogFile file) {
     if (file.status == LogFile::Failed)
         file.contents = QStringLiteral("failed");
     else if (file.status == LogFile::Skipped)
-        file.contents = QStringLiteral("not a download: ") + file.reason;
+        file.contents = QStringLiteral("left alone: ") + file.reason;
     else
         file.contents = cardTypeName(file.cardType) + QStringLiteral(" card");
     if (isDriverCard(file.cardType)) {
