@@ -142,7 +142,6 @@ QString FileCopier::open(const QStringList& sources) {
 }
 
 FileCopier::Result FileCopier::copy(const QString& path, const QDateTime& time) {
-    m_hasCopied = true;
     QFile source(path);
     int reason = openRegular(source);
     if (reason != 0)
@@ -171,7 +170,7 @@ FileCopier::Result FileCopier::copy(const QString& path, const QDateTime& time) 
 }
 
 int FileCopier::sync() {
-    return m_hasCopied ? syncDirectory(m_directory) : 0;
+    return syncDirectory(m_directory);
 }
 
 } // namespace readkey

@@ -40,12 +40,11 @@ public:
     // Copies the file at `path`, whose bare name it keeps. `time` becomes the modification time.
     Result copy(const QString& path, const QDateTime& time);
 
-    // Writes the names of all copies to the disk, if there may be any. Returns 0 or an errno.
+    // Writes the names of all copies to the disk. Returns 0 or an errno.
     int sync();
 
 private:
     QString m_directory;
-    bool m_hasCopied = false;
 };
 
 } // namespace readkey

@@ -27,11 +27,6 @@ QByteArrayList filled(const char* name, const QHash<QByteArray, QByteArray>& par
     return pieces;
 }
 
-// As the policy names a script.
-QByteArray hash(const QByteArray& text) {
-    return QCryptographicHash::hash(text, QCryptographicHash::Sha256).toBase64();
-}
-
 QByteArray section(const char* id, const char* title, const Table& table, const Paper& paper) {
     QHash<QByteArray, QByteArray> parts = table.markup(paper);
     parts["ID"] = id;
@@ -120,6 +115,7 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
     const Paper paper{clock, 0, false, true};
     const QByteArray style = resource("page.css");
     const QByteArray code = resource("page.js");
+    constexpr auto sha256 = QCryptographicHash::Sha256;
     const auto [first, last] = period(book, clock);
     const qint64 from = options.filter.from.value_or(first);
     const qint64 to = options.filter.to.value_or(std::max(last, from) + 1) - 1;
@@ -128,8 +124,8 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         return paper.number(static_cast<qint64>(value)).toUtf8();
     };
     const QHash<QByteArray, QByteArray> parts{
-        {"STYLEHASH", hash(style)},
-        {"SCRIPTHASH", hash(code)},
+        {"STYLEHASH", QCryptographicHash::hash(style, sha256).toBase64()},
+        {"SCRIPTHASH", QCryptographicHash::hash(code, sha256).toBase64()},
         {"STYLE", style},
         {"SCRIPT", code},
         {"KEYS", printable(options.paths.join(QStringLiteral(", "))).toHtmlEscaped().toUtf8()},

@@ -145,7 +145,8 @@ void writeJson(const Logbook& book, const Options& options, QIODevice& out) {
         key.key = failure.key;
         key.status = LogFile::Failed;
         key.reason = failure.reason;
-        if (failure.file.isEmpty() && failure.key != options.copyTo)
+        if (failure.file.isEmpty() &&
+            (failure.key != options.copyTo || options.paths.contains(failure.key)))
             out.write(fileLine(key, {}));
     }
 }

@@ -97,8 +97,7 @@ void findEnds(std::vector<Stretch>& insertions) {
 void addGap(std::vector<Stretch>& all, const Stretch& before, const Stretch& after) {
     Stretch gap;
     gap.from = before.end;
-    gap.to = after.from;
-    gap.end = after.from;
+    gap.to = gap.end = after.from;
     const bool isKnown = before.to && after.knownFrom == gap.from;
     gap.kind = isKnown ? Stretch::WithoutCard : Stretch::WithoutData;
     gap.vehicle = after.vehicle;
@@ -173,7 +172,7 @@ void sumUp(Logbook& book) {
                 ++stretch.driver->vehicles;
             }
             const bool drives = stretch.slot == driverSlot;
-            part = {1, drives ? distance : 0, stretch.duration()};
+            part = {1, drives ? distance : 0, stretch.to ? stretch.end - stretch.from : 0};
             add(stretch, part, *stretch.driver);
             part.seconds = drives ? part.seconds : 0;
         } else {
@@ -217,7 +216,7 @@ QString holderOf(const CardSummary& card) {
 // The newest downloads come first; of equal ones the card that was renewed, then replaced, more
 // often: these characters count from 0 to 9, then from A to Z.
 auto byHolder(const CardSummary& card, const CardSummary& newer) {
-    return std::make_tuple(holderOf(card), newer.lastDownload.time,
+    return std::make_tuple(holderOf(card), newer.lastDownload.rank(),
                            newer.number.mid(15, 1) + newer.number.mid(14, 1));
 }
 
@@ -232,7 +231,7 @@ void sortCards(DriverSummary& driver) {
     removeUnless(cards, [&](const CardSummary& card) { return known.insert(card.number).second; });
     for (size_t i = 0; i < cards.size(); ++i) {
         cards[i].counts = i == 0 || holderOf(cards[i]) != holderOf(cards[i - 1]);
-        driver.holders += cards[i].counts ? 1 : 0;
+        driver.holders += cards[i].counts && !driver.name.isEmpty() ? 1 : 0;
     }
 }
 
@@ -256,7 +255,7 @@ void judgeDownloads(Logbook& book, const Clock& clock) {
             continue;
         // A card without a name may be anybody's.
         driver.isOverdue = book.counts.driverCards > 0 && !driver.name.isEmpty();
-        driver.cards.emplace_back().lastDownload.isOverdue = driver.isOverdue;
+        driver.cards.push_back({{}, {}, {{}, {}, driver.isOverdue}, true});
     }
 }
 
@@ -319,10 +318,6 @@ std::optional<qint64> Stretch::distance() const {
     return odometerFrom && odometerTo && *odometerFrom <= *odometerTo
                ? std::make_optional(qint64{*odometerTo} - *odometerFrom)
                : std::nullopt;
-}
-
-qint64 Stretch::duration() const {
-    return std::max(to.value_or(from) - from, qint64{0});
 }
 
 QString Logbook::placeOf(const Failure& failure) const {
@@ -415,7 +410,7 @@ void Logbook::takeDownloads(const Clock& clock) {
             VehicleSummary& vehicle = vehicleOf(file.plate);
             if (download.time > vehicle.lastDownload.time)
                 vehicle.plate = file.plate;
-            if (!vehicle.lastDownload.time || download.time > vehicle.lastDownload.time)
+            if (!vehicle.lastDownload.file || download.rank() > vehicle.lastDownload.rank())
                 vehicle.lastDownload = download;
         } else if (isDriverCard(file.cardType)) {
             ++counts.driverCards;

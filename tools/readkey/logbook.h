@@ -46,6 +46,9 @@ struct Download {
     std::optional<qint64> age;  // whole days: midnights from `time` until the day asOf
     bool isOverdue = false;     // older than allowed, or known to be missing ("never")
     LogFile* file = nullptr;
+
+    // Grows with the time. One from the future says less than one without a time.
+    auto rank() const { return std::make_pair(time, !isOverdue); }
 };
 
 struct Totals {
@@ -120,8 +123,6 @@ struct Stretch {
 
     // Kilometres; none if a value is missing or runs back.
     std::optional<qint64> distance() const;
-    // Seconds; 0 while it is open.
-    qint64 duration() const;
 };
 
 struct Failure {

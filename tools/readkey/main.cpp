@@ -20,8 +20,6 @@ namespace readkey {
 
 namespace {
 
-constexpr int damagedStatus = 3;
-
 // The keys among the paths, to which nothing is copied. A single file need not be on a key.
 QStringList keysOf(const QStringList& paths) {
     QStringList keys;
@@ -49,7 +47,7 @@ void readKeys(const Options& options, Logbook& book, QIODevice* events) {
                  [i, count](int percent) { console::showProgress((100 * i + percent) / count); });
     }
     console::removeProgress();
-    if (const int reason = copier.sync(); reason != 0) {
+    if (const int reason = isCopying ? copier.sync() : 0; reason != 0) {
         const QString text = QStringLiteral("the copies may not be on the disk: ");
         book.failures.push_back({options.copyTo, {}, text + qt_error_string(reason)});
         book.doubtCopies();
@@ -69,8 +67,9 @@ void report(const std::vector<Failure>& failures, const Logbook& book) {
     for (const Failure& failure : failures) {
         QStringList& group = places[cause(failure)];
         if (group.size() > many) {
-            console::error(QStringLiteral("%1: %2 files, the first are %3")
-                               .arg(cause(failure), QString::number(group.size()),
+            console::error(QStringLiteral("%1: %2, the first are %3")
+                               .arg(cause(failure),
+                                    counted(group.size(), failure.file.isEmpty() ? "path" : "file"),
                                     QStringList(group.mid(0, 3)).join(QStringLiteral(", "))));
             group.clear();
         } else if (!group.isEmpty()) {
@@ -126,7 +125,7 @@ int run(const Options& options, console::StandardOutput& out) {
         return EXIT_FAILURE;
     const bool isAllDone = std::all_of(book.failures.begin(), book.failures.end(),
                                        [](const Failure& failure) { return failure.isDamage; });
-    return !isAllDone ? EXIT_FAILURE : book.failures.empty() ? EXIT_SUCCESS : damagedStatus;
+    return !isAllDone ? EXIT_FAILURE : book.failures.empty() ? EXIT_SUCCESS : 3;
 }
 
 int start(int argc, char* argv[]) {

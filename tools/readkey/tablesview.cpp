@@ -36,8 +36,7 @@ QString openingText(const Logbook& book, const Options& options, const Paper& pa
 }
 
 QString slotName(quint16 slot) {
-    static const char* const names[] = {"driver", "co-driver"};
-    return slot < 2 ? QString::fromLatin1(names[slot]) : QString::number(slot);
+    return slot > 1 ? QString::number(slot) : QLatin1String(slot == 0 ? "driver" : "co-driver");
 }
 
 QString numberText(std::optional<qint64> number) {

@@ -1,5 +1,5 @@
 // The command line of readkey, as plain values, and its views. A view shows a logbook: it is a
-// function and a row of the table. It has its own file, unless it shares parts with another view.
+// function and a row of the table.
 #pragma once
 
 #include "logbook.h"
