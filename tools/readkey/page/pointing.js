@@ -5,7 +5,7 @@ const REACH = 22; // pixels from a finger to what it means
 const tip = byId("tip");
 let tipped = []; // the lane and item that it is of
 
-const closed = (members) => members.filter(({open}) => !open);
+const withdrawn = (members) => members.filter(({open}) => !open);
 
 function describeGap({gap, vehicle, start, end, km}) {
     const when = start > -Infinity ? end < Infinity ? span(start, end) : `since ${dateAndTime(start)}` :
@@ -31,7 +31,7 @@ function describeInsertion(insertion) {
 function describeTimes(members, seconds) {
     const name = (id) => (other() === "driver" ? drivers[id].name : vehicles[id].plate);
     const lines = [
-        ...times(closed(members), other(), seconds).map(([id, time]) => `${name(id)}: card in ${hours(time)} h`),
+        ...times(withdrawn(members), other(), seconds).map(([id, time]) => `${name(id)}: card in ${hours(time)} h`),
         ...times(members.filter(({open}) => open), other(), seconds)
             .map(([id]) => `${name(id)}: card not withdrawn at the download`)];
     return lines.length > 6 ? [...lines.slice(0, 5), `and ${lines.length - 5} more`] : lines;
@@ -42,8 +42,9 @@ function describeDays({lane, members, gaps: without, start, end}) {
     const last = dayOf(end) - 1;
     const day = WEEKDAYS[(first + 4) % 7];
     const within = (item) => Math.min(item.end, end) - Math.max(item.start, start);
-    const others = closed(members).filter((insertion) => insertion.slot !== 0);
-    const slots = others.length && lane.kind === "vehicle" ? [`card in ${hours(sum(others, within))} h as co-driver`] : [];
+    const others = withdrawn(members).filter((insertion) => insertion.slot !== 0);
+    const slots = others.length && lane.kind === "vehicle" ?
+        [`card in ${hours(sum(others, within))} h as co-driver`] : [];
     return [first === last ? `${day} ${date(first)}` : `${date(first)} – ${date(last)}`, laneName(lane),
         ...describeTimes(members, within), ...slots,
         ...without.map((gap) => `${number(gap.km)} km without a card`)];
