@@ -14,6 +14,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <new>
 
 namespace readkey {
@@ -110,8 +111,13 @@ int run(const Options& options, console::StandardOutput& out) {
     if (!clock.isZoneKnown())
         console::error(QStringLiteral("times are UTC: the time zone TZ=%1 is not known here")
                            .arg(qEnvironmentVariable("TZ")));
+    // The library's local times are not unique where clocks were put back for good.
+    const QByteArray zone = qgetenv("TZ");
+    qputenv("TZ", "UTC");
     Logbook book;
     readKeys(options, book, options.view->write == writeNothing ? &out : nullptr);
+    qputenv("TZ", zone);
+    ::tzset(); // as Qt does by itself
     const bool isInterrupted = console::interruption() != 0;
     book.finish(options.filter, options.asOf, clock);
     const bool areTables =
@@ -129,9 +135,12 @@ int run(const Options& options, console::StandardOutput& out) {
 }
 
 int start(int argc, char* argv[]) {
-    // Without TZ the C library checks the system's zone file before every conversion of a time.
+    // Without TZ the C library checks the system's zone file before every conversion of a time. If
+    // TZ is empty, Qt names the zone of that file, but the C library takes UTC.
     if (!qEnvironmentVariableIsSet("TZ") && QFileInfo::exists(QStringLiteral("/etc/localtime")))
         qputenv("TZ", ":/etc/localtime");
+    else if (qEnvironmentVariableIsEmpty("TZ"))
+        qputenv("TZ", "UTC");
     // Arguments, and names on keys, are UTF-8 in every locale.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
