@@ -36,9 +36,9 @@ QByteArray timeText(const std::tm& parts, char separator, int count) {
 }
 
 // "a" or "b" for the first or second time that the clock shows this, otherwise nothing. Clocks are
-// put back by two hours at most.
+// put back by three hours at most.
 const char* repetitionMark(qint64 seconds) {
-    constexpr qint64 longest = 7200;
+    constexpr qint64 longest = 10800;
     // Most weeks have no change, and most times are in the same week as the one before.
     constexpr qint64 week = 604800;
     static qint64 quietWeek = -1;
@@ -97,13 +97,19 @@ QString Clock::end(qint64 from, std::optional<qint64> seconds) const {
 }
 
 QDate Clock::date(qint64 seconds) const {
-    return QDateTime::fromSecsSinceEpoch(seconds, utc ? Qt::UTC : Qt::LocalTime).date();
+    const std::tm parts = partsOf(seconds, utc);
+    return {parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday};
+}
+
+qint64 Clock::offset(qint64 seconds) const {
+    return partsOf(seconds, utc).tm_gmtoff;
 }
 
 qint64 Clock::startOf(QDate date) const {
-    const auto start = [this](QDate day) { return day.startOfDay(utc ? Qt::UTC : Qt::LocalTime); };
-    const QDateTime here = start(date);
-    return (here.isValid() ? here : start(date.addDays(1))).toSecsSinceEpoch();
+    qint64 start = date.startOfDay(Qt::UTC).toSecsSinceEpoch() + 86400; // or earlier
+    for (qint64 step = 131072; step > 0; step /= 2)
+        start -= this->date(start - step) < date ? 0 : step;
+    return start;
 }
 
 } // namespace readkey

@@ -23,6 +23,7 @@ struct Clock {
     QString end(qint64 from, std::optional<qint64> seconds) const;
 
     QDate date(qint64 seconds) const;
+    qint64 offset(qint64 seconds) const; // in seconds ahead of UTC
     // The first second of the day. A day that the zone skipped begins with the next.
     qint64 startOf(QDate date) const;
 };

@@ -87,22 +87,18 @@ std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
 // times with them, because the browser may be in another zone.
 QByteArray clockRows(const Logbook& book, const Clock& clock) {
     constexpr qint64 week = 604800; // no clock changes twice in it
-    const auto offset = [&clock](qint64 time) {
-        const auto zone = clock.utc ? Qt::UTC : Qt::LocalTime;
-        return QDateTime::fromSecsSinceEpoch(time, zone).offsetFromUtc();
-    };
     const auto [first, last] = period(book, clock);
     QByteArray rows;
-    int known = offset(first - week);
+    qint64 known = clock.offset(first - week);
     addRow(rows, {first - week, known});
     for (qint64 low = first - week; low < last + week; low += week) {
-        if (offset(low + week) == known)
+        if (clock.offset(low + week) == known)
             continue;
         qint64 before = low;
         qint64 after = low + week;
         while (after - before > 1)
-            (offset((before + after) / 2) == known ? before : after) = (before + after) / 2;
-        known = offset(after);
+            (clock.offset((before + after) / 2) == known ? before : after) = (before + after) / 2;
+        known = clock.offset(after);
         addRow(rows, {after, known});
     }
     return rows;
