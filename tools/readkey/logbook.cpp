@@ -13,13 +13,9 @@ namespace readkey {
 
 namespace {
 
-// The library's "first names, surname" as cards have it: "first names surname".
+// "First names surname", of a vehicle unit's "first names, surname" or a card's name.
 QString driverName(const QString& holder) {
-    QString name = holder;
-    const int comma = name.lastIndexOf(QLatin1String(", "));
-    if (comma >= 0)
-        name.remove(comma, 1);
-    return name.simplified();
+    return QString(holder).replace(QLatin1Char(','), QLatin1Char(' ')).simplified();
 }
 
 // The item known by this text; a new one if there is none.
@@ -366,7 +362,7 @@ void Logbook::addFile(LogFile file) {
     else
         file.contents = cardTypeName(file.cardType) + QStringLiteral(" card");
     if (isDriverCard(file.cardType)) {
-        file.holder = file.holder.simplified();
+        file.holder = driverName(file.holder);
         file.contents += QLatin1Char(' ') + file.cardNumber + QLatin1Char(' ') + file.holder;
     }
     files.push_back(std::move(file));
