@@ -100,13 +100,11 @@ aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file)
     if (!error.isEmpty())
         return error;
     const std::shared_ptr<scard::SCardGeneric> card = key.generateSpecific(generic);
-    if (isDriverCard(card->getCardType())) {
-        error = card->calcDataSize();
-        if (error.isEmpty())
-            error = card->readData();
-        if (!error.isEmpty())
-            return error;
-    }
+    error = card->calcDataSize();
+    if (error.isEmpty() && isDriverCard(card->getCardType()))
+        error = card->readData();
+    if (!error.isEmpty())
+        return error;
     file.cardType = card->getCardType();
     file.cardGeneration = card->is2ndGeneneration() ? 2 : 1;
     file.cardNumber = card->cardNumber();
@@ -118,15 +116,17 @@ aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file)
 QString contentsReason(downloadkey::DownloadKey& key, QFile& file, LogFile::Kind kind,
                        const QByteArray& begin) {
     static const char* const wanted[] = {"card download", "vehicle-unit download", "download"};
+    const QString contents = nameOfContents(begin);
+    if (!contents.isEmpty())
+        return QStringLiteral("not a %1 but %2").arg(QLatin1String(wanted[kind]), contents);
     LogFile card;
     if (kind == LogFile::Card && isVehicleUnit(begin))
         return QStringLiteral("a vehicle-unit download under a card's name");
     if (kind == LogFile::Vehicle && !isVehicleUnit(begin) && readCard(key, file, card).isEmpty())
         return QStringLiteral("a %1 card under a vehicle's name").arg(cardTypeName(card.cardType));
-    const QString contents = nameOfContents(begin);
-    if (!contents.isEmpty())
-        return QStringLiteral("not a %1 but %2").arg(QLatin1String(wanted[kind]), contents);
-    const bool isCard = begin.startsWith(QByteArrayLiteral("\0\2\0")); // with the chip's data
+    // A card begins with its chip's data, behind 76 06 if a vehicle unit downloaded it.
+    const bool isCard =
+        begin.mid(begin.startsWith("\x76\x06") ? 2 : 0).startsWith(QByteArrayLiteral("\0\2\0"));
     if (isVehicleUnit(begin) || (isCard && kind != LogFile::Vehicle))
         return QStringLiteral("damaged or cut off");
     return QStringLiteral("not a ") + QLatin1String(wanted[kind]);
