@@ -74,7 +74,8 @@ QByteArray vehicleLines(const Logbook& book) {
                              time(vehicle.knownFrom), number(vehicle.drivers)};
         for (const Totals& totals : {vehicle.totals, vehicle.crossing})
             cells += {number(totals.insertions), number(totals.seconds), number(totals.kilometres),
-                      number(totals.kilometresWithoutCard), number(totals.kilometresWithoutData)};
+                      number(book.ofGaps(totals.kilometresWithoutCard)),
+                      number(book.ofGaps(totals.kilometresWithoutData))};
         result += line(cells);
     }
     return result;

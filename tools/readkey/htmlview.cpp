@@ -115,9 +115,8 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
     const auto [first, last] = period(book, clock);
     const qint64 from = options.filter.from.value_or(first);
     const qint64 to = options.filter.to.value_or(std::max(last, from) + 1) - 1;
-    const Totals& totals = book.totals;
-    const auto number = [&paper](auto value) {
-        return paper.number(static_cast<qint64>(value)).toUtf8();
+    const auto number = [&paper](std::optional<qint64> value) {
+        return paper.number(value).toUtf8();
     };
     const QHash<QByteArray, QByteArray> parts{
         {"STYLEHASH", QCryptographicHash::hash(style, sha256).toBase64()},
@@ -131,15 +130,15 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         {"ZONE", clock.zone().toHtmlEscaped().toUtf8()},
         {"VERSION", READKEY_VERSION},
         {"NOW", clock.minute(QDateTime::currentSecsSinceEpoch()).toLatin1()},
-        {"LEFTOUT", number(book.insertionsFound - totals.insertions)},
+        {"LEFTOUT", number(book.insertionsFound - book.totals.insertions)},
         {"CROSSING", crossingText(book.crossing, paper).toUtf8()},
         {"OTHERS", number(book.otherEntries)},
         {"FUTURE", number(book.counts.fromFuture)},
-        {"INSERTIONCOUNT", number(totals.insertions)},
-        {"HOURS", paper.hours(totals.seconds).toUtf8()},
-        {"KM", number(totals.kilometres)},
-        {"KMWITHOUTCARD", number(totals.kilometresWithoutCard)},
-        {"KMWITHOUTDATA", number(totals.kilometresWithoutData)},
+        {"INSERTIONCOUNT", number(book.totals.insertions)},
+        {"HOURS", paper.hours(book.totals.seconds).toUtf8()},
+        {"KM", number(book.totals.kilometres)},
+        {"KMWITHOUTCARD", number(book.ofGaps(book.totals.kilometresWithoutCard))},
+        {"KMWITHOUTDATA", number(book.ofGaps(book.totals.kilometresWithoutData))},
         {"FAILURECOUNT", number(book.failures.size())},
         {"SUMMARY", section("vehicles", "Vehicles", vehicleTable(book, paper), paper) +
                         section("drivers", "Drivers", driverTable(book, paper), paper)},

@@ -130,6 +130,7 @@ void removeUnless(std::vector<Item>& items, IsWanted isWanted) {
 }
 
 void filterRecords(Logbook& book, const Filter& filter) {
+    book.countsGaps = filter.driver.isEmpty();
     for (VehicleSummary& vehicle : book.vehicles)
         vehicle.isWanted = matches(vehicle.plate, filter.plate);
     for (DriverSummary& driver : book.drivers) {
@@ -137,12 +138,12 @@ void filterRecords(Logbook& book, const Filter& filter) {
         for (const CardSummary& card : driver.cards)
             driver.isWanted |= matches(card.number, filter.driver);
     }
-    removeUnless(book.stretches, [&filter](Stretch& stretch) {
+    removeUnless(book.stretches, [&](Stretch& stretch) {
         const bool beginsBefore = filter.from && stretch.from < *filter.from;
         const bool endsAfter = filter.to && stretch.end >= *filter.to;
         stretch.crosses = beginsBefore || endsAfter;
         // A gap does not belong to a driver.
-        const bool isOfDriver = stretch.driver ? stretch.driver->isWanted : filter.driver.isEmpty();
+        const bool isOfDriver = stretch.driver ? stretch.driver->isWanted : book.countsGaps;
         return isOfDriver && stretch.vehicle->isWanted &&
                !(beginsBefore && stretch.end < *filter.from) &&
                !(endsAfter && stretch.from >= *filter.to);

@@ -211,7 +211,10 @@ public:
     std::optional<qint64> newestDownload; // of the files that could be read
     QDate asOf;                           // the day to which ages count: until its last second
     qint64 insertionsFound = 0;           // with those that the filter leaves out
+    bool countsGaps = true; // they are nobody's, so there are none if a driver is asked for
 
+    // Kilometres without a card or data; none if they were not counted.
+    auto ofGaps(qint64 km) const { return countsGaps ? std::optional(km) : std::nullopt; }
     // "KEY", "FILE" or, among several keys, "KEY: FILE".
     QString placeOf(const Failure& failure) const;
 

@@ -48,8 +48,8 @@ QString Paper::alarm(const QString& text) const {
     return isColoured ? QLatin1String("\033[31m") + text + QLatin1String("\033[0m") : text;
 }
 
-QString Paper::number(qint64 number) const {
-    return isPage ? grouped(number) : QString::number(number);
+QString Paper::number(std::optional<qint64> number) const {
+    return !number ? QStringLiteral("-") : isPage ? grouped(*number) : QString::number(*number);
 }
 
 QString Paper::grouped(qint64 number) const {

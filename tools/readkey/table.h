@@ -21,7 +21,7 @@ struct Paper {
     static Paper ofStandardOutput(bool utc);
     QString heading(const QString& line) const; // with the end of its line
     QString alarm(const QString& text) const;
-    QString number(qint64 number) const;  // "13437"; on the page as grouped()
+    QString number(std::optional<qint64> number) const; // "13437", "-"; on the page as grouped()
     QString grouped(qint64 number) const; // "13,437"; on the page with narrow no-break blanks
     QString hours(qint64 seconds) const;  // "31.5 h"; on the page "31:30 h"
 };

@@ -39,10 +39,6 @@ QString slotName(quint16 slot) {
     return slot > 1 ? QString::number(slot) : QLatin1String(slot == 0 ? "driver" : "co-driver");
 }
 
-QString numberText(std::optional<qint64> number) {
-    return number ? QString::number(*number) : QStringLiteral("-");
-}
-
 // The logbook's stretches are ordered by vehicle.
 void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
     const Clock& clock = paper.clock;
@@ -55,9 +51,9 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
             table.addRow({next->driver ? nameOf(*next->driver)
                                        : QStringLiteral("(no %1)").arg(
                                              QLatin1String(missingNames[next->kind])),
-                          slotName(next->slot), clock.minute(next->from),
-                          clock.end(next->from, next->to), numberText(next->odometerFrom),
-                          numberText(next->odometerTo), numberText(next->distance())});
+                          slotName(next->slot), paper.clock.minute(next->from),
+                          paper.clock.end(next->from, next->to), paper.number(next->odometerFrom),
+                          paper.number(next->odometerTo), paper.number(next->distance())});
         const QString heading =
             QStringLiteral("Vehicle %1, downloaded %2 (%3)")
                 .arg(printable(orDash(vehicle.plate)), clock.minute(vehicle.lastDownload.time),
@@ -146,8 +142,9 @@ Table vehicleTable(const Logbook& book, const Paper& paper) {
         table.addRow({orDash(vehicle.plate), paper.clock.minute(vehicle.lastDownload.time),
                       ageText(vehicle.lastDownload), paper.number(totals.insertions),
                       paper.number(vehicle.drivers), paper.hours(totals.seconds),
-                      paper.number(totals.kilometres), paper.number(totals.kilometresWithoutCard),
-                      paper.number(totals.kilometresWithoutData),
+                      paper.number(totals.kilometres),
+                      paper.number(book.ofGaps(totals.kilometresWithoutCard)),
+                      paper.number(book.ofGaps(totals.kilometresWithoutData)),
                       crossingText(vehicle.crossing, paper)},
                      QByteArray(vehicle.lastDownload.isOverdue ? "overdue" : "") +
                          (totals.kilometresWithoutCard > 0 ? " gaps" : ""));
@@ -174,7 +171,7 @@ Table driverTable(const Logbook& book, const Paper& paper) {
                 book.counts.driverCards == 0 ? QStringLiteral("no card files") : ageText(download);
             table.addRow(
                 QStringList{
-                    name, orDash(card.number), numberText(card.generation),
+                    name, orDash(card.number), paper.number(card.generation),
                     paper.clock.minute(download.time),
                     age + QLatin1String(card.counts || !download.age ? "" : ", not counted")} +
                     totals,
