@@ -138,14 +138,14 @@ Options parseCommandLine(QStringList arguments) {
         parser.addOption(parserOption(row));
     const bool understood = parser.parse(arguments);
     Options options;
-    if (parser.isSet(QStringLiteral("help")))
+    if (!understood) // "-csv" has -v in it
+        options.problem = parser.errorText();
+    else if (parser.isSet(QStringLiteral("help")))
         options.output = helpText();
     else if (parser.isSet(QStringLiteral("version")))
         options.output = QStringLiteral("readkey " READKEY_VERSION "\n");
-    else if (understood)
-        options = optionsOf(parser);
     else
-        options.problem = parser.errorText();
+        options = optionsOf(parser);
     return options;
 }
 
