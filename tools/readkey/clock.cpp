@@ -88,12 +88,10 @@ QString Clock::minute(std::optional<qint64> seconds) const {
 }
 
 QString Clock::end(qint64 from, std::optional<qint64> seconds) const {
-    const QString first = minute(from);
     const QString last = minute(seconds);
-    const int dateEnd = last.indexOf(QLatin1Char(' '));
-    const bool isSameDay = !seconds || first.leftRef(dateEnd) == last.leftRef(dateEnd);
-    const qint64 days = isSameDay ? 0 : date(from).daysTo(date(*seconds));
-    return last.mid(dateEnd + 1) + (isSameDay ? QString() : QString::asprintf(" %+lldd", days));
+    const qint64 days = seconds ? date(from).daysTo(date(*seconds)) : 0;
+    return last.mid(last.indexOf(QLatin1Char(' ')) + 1) +
+           (days == 0 ? QString() : QString::asprintf(" %+lldd", days));
 }
 
 QDate Clock::date(qint64 seconds) const {

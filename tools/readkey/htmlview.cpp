@@ -56,9 +56,8 @@ void addRow(QByteArray& rows, std::initializer_list<std::optional<qint64>> value
 QByteArray stretchRows(const Logbook& book) {
     QByteArray rows;
     for (const Stretch& stretch : book.stretches) {
-        const auto driver =
-            stretch.driver ? std::make_optional(stretch.driver->index) : std::nullopt;
-        addRow(rows, {stretch.kind, stretch.vehicle->index, driver, stretch.slot, stretch.from,
+        const auto who = stretch.driver ? std::optional(stretch.driver->index) : std::nullopt;
+        addRow(rows, {stretch.kind, stretch.vehicle->index, who, stretch.slot, stretch.from,
                       stretch.to, stretch.odometerFrom, stretch.odometerTo, stretch.end});
     }
     return rows;

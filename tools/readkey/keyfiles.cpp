@@ -180,10 +180,8 @@ Listing listFiles(const QString& downloadDir) {
     }
     result.error = errno;
     std::sort(result.files.begin(), result.files.end(), [](const LogFile& a, const LogFile& b) {
-        if (a.status != LogFile::Ok || b.status != LogFile::Ok)
-            return std::make_pair(a.status != LogFile::Ok, a.name) <
-                   std::make_pair(b.status != LogFile::Ok, b.name);
-        return std::tie(a.kind, b.downloaded, a.name) < std::tie(b.kind, a.downloaded, b.name);
+        return std::make_tuple(a.status != LogFile::Ok, a.kind, b.downloaded, a.name) <
+               std::make_tuple(b.status != LogFile::Ok, b.kind, a.downloaded, b.name);
     });
     return result;
 }

@@ -9,7 +9,7 @@ namespace readkey {
 // The contents of a download directory.
 struct Listing {
     // Card files, newest first, then vehicle-unit files, newest first, then skipped and failed
-    // ones, by name. The caller sets `key`.
+    // ones likewise. The caller sets `key`.
     std::vector<LogFile> files;
     QStringList others; // names that do not look like downloads
     int error = 0;      // an errno if the directory could not be listed to its end

@@ -113,13 +113,13 @@ void findGaps(std::vector<Stretch>& stretches) {
     stretches.reserve(insertions.size());
     const Stretch* last = nullptr; // to end of those before
     for (const Stretch& insertion : insertions) {
-        if (insertion.slot == driverSlot && last && last->vehicle == insertion.vehicle)
+        const bool drives = insertion.slot == driverSlot;
+        const bool isFirst = !last || last->vehicle != insertion.vehicle;
+        if (drives && !isFirst)
             addGap(stretches, *last, insertion);
         stretches.push_back(insertion);
-        if (insertion.slot != driverSlot)
-            continue;
         // A card that was still in has been withdrawn when the next one is inserted.
-        if (!last || last->vehicle != insertion.vehicle || !last->to || last->end <= insertion.end)
+        if (drives && (isFirst || !last->to || last->end <= insertion.end))
             last = &insertion;
     }
 }
@@ -246,13 +246,11 @@ void judgeDownloads(Logbook& book, const Clock& clock) {
         for (CardSummary& card : driver.cards) {
             judge(card.lastDownload, cardDownloadDays);
             card.lastDownload.isOverdue &= card.counts;
-            driver.isOverdue |= card.lastDownload.isOverdue;
         }
-        if (!driver.cards.empty())
-            continue;
         // A card without a name may be anybody's.
-        driver.isOverdue = book.counts.driverCards > 0 && !driver.name.isEmpty();
-        driver.cards.push_back({{}, {}, {{}, {}, driver.isOverdue}, true});
+        const bool isMissing = book.counts.driverCards > 0 && !driver.name.isEmpty();
+        if (driver.cards.empty())
+            driver.cards.push_back({{}, {}, {{}, {}, isMissing}, true});
     }
 }
 
@@ -318,9 +316,8 @@ std::optional<qint64> Stretch::distance() const {
 }
 
 QString Logbook::placeOf(const Failure& failure) const {
-    if (failure.file.isEmpty())
-        return failure.key;
-    return hasSeveralKeys ? failure.key + QStringLiteral(": ") + failure.file : failure.file;
+    const QString key = hasSeveralKeys ? failure.key + QStringLiteral(": ") : QString();
+    return failure.file.isEmpty() ? failure.key : key + failure.file;
 }
 
 void Logbook::addVehicle(LogFile file, downloadkey::VehicleInfo& info) {

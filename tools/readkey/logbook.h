@@ -89,8 +89,7 @@ struct DriverSummary {
     // Holder by holder, the one that counts first. A missing card is one without a number; it is
     // overdue if there are cards of others.
     std::vector<CardSummary> cards;
-    qint64 holders = 0;     // by the cards; above 1 an insertion may be of any of them
-    bool isOverdue = false; // a card is
+    qint64 holders = 0; // by the cards; above 1 an insertion may be of any of them
     qint64 vehicles = 0;
     Totals totals;
     Totals crossing;
@@ -110,7 +109,7 @@ struct Stretch {
     VehicleSummary* vehicle = nullptr; // in the same logbook, and so on
     qint64 from = 0;                   // seconds since 1970 UTC
     std::optional<qint64> to;          // every gap has one
-    qint64 end = 0; // `to`; of an open insertion, until when the card may have been in
+    qint64 end = 0; // `to`, or `from` if that is later; if open, until when a card may have been in
     std::optional<quint32> odometerFrom; // kilometres
     std::optional<quint32> odometerTo;
     LogFile* file = nullptr;         // which has the insertion, or that before a gap
@@ -208,7 +207,7 @@ public:
     Totals totals;                      // of all vehicles
     Totals crossing;
     FileCounts counts;
-    std::optional<qint64> newestDownload; // of the files that could be read
+    std::optional<qint64> newestDownload; // of those that count
     QDate asOf;                           // the day to which ages count: until its last second
     qint64 insertionsFound = 0;           // with those that the filter leaves out
     bool countsGaps = true; // they are nobody's, so there are none if a driver is asked for

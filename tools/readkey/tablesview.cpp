@@ -41,7 +41,6 @@ QString slotName(quint16 slot) {
 
 // The logbook's stretches are ordered by vehicle.
 void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
-    const Clock& clock = paper.clock;
     auto next = book.stretches.begin();
     for (const VehicleSummary& vehicle : book.vehicles) {
         Table table({Column{"Driver", Name}, Column{"Slot", Left, 3}, Column{"From"},
@@ -56,8 +55,8 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
                           paper.number(next->odometerTo), paper.number(next->distance())});
         const QString heading =
             QStringLiteral("Vehicle %1, downloaded %2 (%3)")
-                .arg(printable(orDash(vehicle.plate)), clock.minute(vehicle.lastDownload.time),
-                     ageText(vehicle.lastDownload));
+                .arg(printable(orDash(vehicle.plate)),
+                     paper.clock.minute(vehicle.lastDownload.time), ageText(vehicle.lastDownload));
         out.write(
             (QLatin1Char('\n') + paper.heading(heading) +
              (table.isEmpty() ? QStringLiteral("  no card insertions\n") : table.text(paper)) +

@@ -28,11 +28,8 @@ bool isPlain(const QString& text) {
 QString escapeUnsafe(const QString& text, QString (*escape)(uint codePoint)) {
     if (isPlain(text))
         return text;
-    const QVector<uint> codePoints = text.toUcs4();
-    if (std::none_of(codePoints.begin(), codePoints.end(), isUnsafe))
-        return text;
     QString result;
-    for (const uint codePoint : codePoints)
+    for (const uint codePoint : text.toUcs4())
         result += isUnsafe(codePoint) ? escape(codePoint) : QString::fromUcs4(&codePoint, 1);
     return result;
 }

@@ -1,5 +1,5 @@
 // Text for people and programs. Whoever wrote a key chose the names on it and in its files, so none
-// of them may reach a terminal unchecked. Pure functions.
+// of them may reach a terminal unchecked.
 #pragma once
 
 #include <QtCore/QString>
