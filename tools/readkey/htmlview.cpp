@@ -117,12 +117,15 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
     const auto number = [&paper](std::optional<qint64> value) {
         return paper.number(value).toUtf8();
     };
+    QString keys = QStringList(options.paths.mid(0, 3)).join(QStringLiteral(", "));
+    if (options.paths.size() > 3)
+        keys += QStringLiteral(" and %1 more").arg(options.paths.size() - 3);
     const QHash<QByteArray, QByteArray> parts{
         {"STYLEHASH", QCryptographicHash::hash(style, sha256).toBase64()},
         {"SCRIPTHASH", QCryptographicHash::hash(code, sha256).toBase64()},
         {"STYLE", style},
         {"SCRIPT", code},
-        {"KEYS", printable(options.paths.join(QStringLiteral(", "))).toHtmlEscaped().toUtf8()},
+        {"KEYS", printable(keys).toHtmlEscaped().toUtf8()},
         {"FROM", clock.date(std::min(from, to)).toString(Qt::ISODate).toLatin1()},
         {"TO", clock.date(to).toString(Qt::ISODate).toLatin1()},
         {"NEWEST", clock.minute(book.newestDownload).toLatin1()},

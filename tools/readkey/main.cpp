@@ -59,8 +59,9 @@ void readKeys(const Options& options, Logbook& book, QIODevice* events) {
 void report(const std::vector<Failure>& failures, const Logbook& book) {
     constexpr int many = 20;
     const auto cause = [](const Failure& failure) { // without what differs from file to file
-        return failure.isDamage ? failure.reason.section(QLatin1String(" ("), 0, 0)
-                                : failure.reason;
+        const QString& reason = failure.reason;
+        return reason.endsWith(QLatin1Char(')')) ? reason.section(QLatin1String(" ("), 0, 0)
+                                                 : reason;
     };
     QHash<QString, QStringList> places;
     for (const Failure& failure : failures)
