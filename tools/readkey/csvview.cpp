@@ -66,9 +66,8 @@ QByteArray downloadCells(const Download& download, const Logbook& book) {
 QByteArray vehicleLines(const Logbook& book) {
     QByteArray result =
         "plate,downloaded,asOf,ageDays,overdue,knownFrom,drivers,insertions,cardInSeconds,"
-        "kilometres,kilometresWithoutCard,kilometresWithoutData,crossingInsertions,"
-        "crossingSeconds,crossingKilometres,crossingKilometresWithoutCard,"
-        "crossingKilometresWithoutData\r\n";
+        "kilometres,kilometresWithoutCard,kilometresWithoutData,crossingInsertions,crossingSeconds,"
+        "crossingKilometres,crossingKilometresWithoutCard,crossingKilometresWithoutData\r\n";
     for (const VehicleSummary& vehicle : book.vehicles) {
         QByteArrayList cells{quoted(vehicle.plate), downloadCells(vehicle.lastDownload, book),
                              time(vehicle.knownFrom), number(vehicle.drivers)};

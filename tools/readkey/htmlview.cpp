@@ -114,9 +114,7 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
     const auto [first, last] = period(book, clock);
     const qint64 from = options.filter.from.value_or(first);
     const qint64 to = options.filter.to.value_or(std::max(last, from) + 1) - 1;
-    const auto number = [&paper](std::optional<qint64> value) {
-        return paper.number(value).toUtf8();
-    };
+    const auto number = [&paper](auto value) { return paper.number(value).toUtf8(); };
     QString keys = QStringList(options.paths.mid(0, 3)).join(QStringLiteral(", "));
     if (options.paths.size() > 3)
         keys += QStringLiteral(" and %1 more").arg(options.paths.size() - 3);

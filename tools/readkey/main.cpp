@@ -59,9 +59,8 @@ void readKeys(const Options& options, Logbook& book, QIODevice* events) {
 void report(const std::vector<Failure>& failures, const Logbook& book) {
     constexpr int many = 20;
     const auto cause = [](const Failure& failure) { // without what differs from file to file
-        const QString& reason = failure.reason;
-        return reason.endsWith(QLatin1Char(')')) ? reason.section(QLatin1String(" ("), 0, 0)
-                                                 : reason;
+        return failure.reason.section(QLatin1String(" ("), 0,
+                                      failure.reason.endsWith(QLatin1Char(')')) ? 0 : -1);
     };
     QHash<QString, QStringList> places;
     for (const Failure& failure : failures)

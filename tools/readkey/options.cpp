@@ -136,9 +136,8 @@ Options parseCommandLine(QStringList arguments) {
     QCommandLineParser parser;
     for (const OptionRow& row : rows)
         parser.addOption(parserOption(row));
-    const bool understood = parser.parse(arguments);
     Options options;
-    if (!understood) // "-csv" has -v in it
+    if (!parser.parse(arguments)) // "-csv" has -v in it
         options.problem = parser.errorText();
     else if (parser.isSet(QStringLiteral("help")))
         options.output = helpText();
