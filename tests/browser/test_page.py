@@ -275,6 +275,17 @@ class PageTest(unittest.TestCase):
         ActionChains(self.browser, 0).move_to_element(self.one(".bar")).perform()
         self.open_insertions()
         self.assertEqual(len(self.all("img, table b, .label b b, #tip b b, script")), 4)  # the page's own scripts
+        # Two drivers of one name can be in two places, and their number is no part of the name.
+        self.assertFalse(self.all(".lane .odd"))
+        self.one("#drivers .chip").click()
+        name = self.one("#driver").get_attribute("value")
+        self.assertEqual([name, name in self.each("#driver-names option", "node.value")],
+                         [f"{HOSTILE_FIRST_NAMES} {HOSTILE_SURNAME}", True])
+        found = self.totals()
+        self.choose("driver", name)
+        self.assertEqual(self.totals(), found)
+        self.choose("driver", "2 drivers")
+        self.assertEqual(self.all(".lane"), [])
 
     def test_page_says_what_it_is_of(self):
         self.assertEqual(self.browser.title, f"{self.sample_key}, 2024-02-16 to 2024-03-15 - tachograph logbook")

@@ -116,20 +116,21 @@ function onFrom() {
 // ---------------------------------------------------------------------------------------------------
 // The form
 
-function onTyped(kind, name) {
+function onTyped(kind, index) {
     state[kind] = byId(kind).value.trim();
-    only[kind] = name;
+    only[kind] = index;
     update(false);
 }
 
-function chooseOnly(kind, name) {
-    byId(kind).value = name;
-    onTyped(kind, name);
+function chooseOnly(kind, name, index) {
+    byId(kind).value = searched(name) || name;
+    onTyped(kind, index);
     byId("picture").scrollIntoView();
 }
 
 function fillList(list, texts) {
-    list.append(...[...new Set(texts)].map((text) => Object.assign(element("option"), {value: text})));
+    const named = texts.map(searched).filter((text) => text);
+    list.append(...named.map((text) => Object.assign(element("option"), {value: text})));
 }
 
 function listenToForm() {
@@ -140,7 +141,7 @@ function listenToForm() {
         });
     }
     for (const kind of ["driver", "vehicle"])
-        byId(kind).addEventListener("input", () => onTyped(kind, ""));
+        byId(kind).addEventListener("input", () => onTyped(kind, null));
     fillList(byId("driver-names"), drivers.map((driver) => driver.name));
     fillList(byId("plates"), vehicles.map((vehicle) => vehicle.plate));
     byId("period").addEventListener("change", onPeriod);

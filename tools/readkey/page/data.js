@@ -101,6 +101,10 @@ const vehicles = tableRows("vehicles").map((row, i) =>
     ({plate: textOf(row, "th"), knownFrom: known[i][0], download: known[i][1]}));
 const drivers = tableRows("drivers").map((row) =>
     ({name: textOf(row, "th"), cards: textOf(row, ".cards").split("\n")}));
+// What readkey searches: without the number of drivers who share a name, and nothing where there is none.
+const searched = (text) => (text === "-" ? "" : text.replace(/ \(\d+ drivers\)$/, ""));
+// Whether the name or plate is of one driver or vehicle, as far as the files say.
+const isOne = (text) => text === searched(text);
 const newest = vehicles.reduce((time, {download}) => Math.max(time, download), 0); // download
 
 // What the odometer has gained; it may run back.
@@ -188,7 +192,7 @@ const colourOf = {
 
 // The period's firstDay and days, and the instants of its start and end, come from setPeriod().
 const state = {lanes: "vehicle", driver: "", vehicle: ""}; // what was typed
-const only = {driver: "", vehicle: ""}; // or whose name was clicked
+const only = {driver: null, vehicle: null}; // or the index of the name that was clicked
 
 // As readkey matches: each word, without regard to case, accents, blanks and commas.
 const LETTERS = {"Ł": "L", "Ø": "O", "Đ": "D", "Ħ": "H", "Ŧ": "T", "Æ": "AE", "Œ": "OE", "Ð": "D", "Þ": "TH"};
@@ -197,10 +201,10 @@ const folded = (text) => text.normalize("NFKD").toUpperCase().replace(/[\p{M}\s,
 
 // Says for each item whether one of its texts contains what was typed.
 function matching(kind, items, texts) {
-    if (only[kind])
-        return items.map((item) => texts(item)[0] === only[kind]);
+    if (only[kind] !== null)
+        return items.map((item, index) => index === only[kind]);
     const words = state[kind].split(/[\s,]+/).map(folded);
-    const fits = (text) => words.every((word) => folded(text).includes(word));
+    const fits = (text) => words.every((word) => folded(searched(text)).includes(word));
     return items.map((item) => texts(item).some(fits));
 }
 

@@ -78,7 +78,7 @@ function times(members, kind, seconds) {
 
 // The name, or else the last word of a driver's name, if it fits.
 function shortened(name, width) {
-    const choice = state.lanes === "vehicle" ? [name, name.split(" ").pop()] : [name];
+    const choice = state.lanes === "vehicle" ? [name, searched(name).split(" ").pop()] : [name];
     return choice.find((text) => textWidth(text) <= width) || "";
 }
 
@@ -219,7 +219,7 @@ function makeLane(kind, id, {list, gaps: laneGaps}) {
     const track = element("div", "track");
     const node = element("div", "lane", element("div", "label"), track);
     const lane = {kind, id, list, gaps: laneGaps, node, track, items: [], drawn: false, current: null};
-    const overlaps = !overlap(kind, list) ? [] :
+    const overlaps = !isOne(laneName(lane)) || !overlap(kind, list) ? [] :
         [kind === "vehicle" ? "two cards in one slot" : "in two places at once"];
     const label = list.length === 0 ? ["no card inserted"] :
         [`card in ${hours(driver)}${others ? ` + ${hours(others)}` : ""} h, ${number(km)} km`];

@@ -128,7 +128,7 @@ function addChips(kind) {
     const items = kind === "vehicle" ? vehicles : drivers;
     tableRows(`${kind}s`).forEach((row, index) => {
         const name = kind === "vehicle" ? items[index].plate : items[index].name;
-        const chip = button(name, () => chooseOnly(kind, name), "chip");
+        const chip = button(name, () => chooseOnly(kind, name, index), "chip");
         chip.title = `Show only ${name}`;
         const swatch = element("span", `swatch of-${kind} c${colourOf[kind][index]}`);
         row.cells[0].replaceChildren(swatch, chip);
