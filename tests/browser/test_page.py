@@ -69,13 +69,13 @@ bar driver c4 wide 11-14 27 [Łucja Przykład] Łucja Przykład, AB 104 CD, driv
 bar driver c5 open wide 8-13 5 [Žofie Vzorová] Žofie Vzorová, KX 102 CD, driver, 05 08:00 – not withdrawn at the download, from 700 km
 bar driver c6 wide 13-13.5 5 [] Ελένη Δείγμα, KX 102 CD, driver, 05 12:00 – 12:30 (card in 0:30 h), 710 – 720 km (10 km)
 bar other c6 open 14.5 27 [] Ελένη Δείγμα, KX 102 CD, co-driver, 05 13:30 – not withdrawn at the download, from - km
-bar driver c7 14 5 [] Вера Образец, MÜ 101 CD, driver, 05 13:00 – 13:00 (card in 0:00 h), 10 – 10 km (0 km)
+bar driver c7 14 5 [] Вера Образец, MÜ 101 CD, driver, 05 13:00 – 12:00 (card in 0:00 h), 10 – 10 km (0 km)
 bar driver c7 wide 22-25 5 [Вера Образец] Вера Образец, MÜ 101 CD, driver, 05 21:00 – 06 03:00 (card in 6:00 h), 10 – 20 km (10 km)
 gap data 0-25 0 [no data] No data, MÜ 105 CD, at any time"""
 SHORT = ("Ελένη Δείγμα: card in 0:07 h, Žofie Vzorová: card in 0:06 h, Łucja Przykład: card in 0:05 h, "
          "Zoé Exemple: card in 0:04 h, Jo Sample: card in 0:03 h, and 2 more")
 ODD_COLUMNS = f"""\
-Tue 2024-03-05, AB 100 CD, Jo Sample: card in 2:40 h, Käthe Beispiel: card in 2:30 h, Pat Placeholder: card in 2:00 h, card in 3:00 h as co-driver, 12 km without a card
+Tue 2024-03-05, AB 100 CD, Jo Sample: card in 2:40 h, Käthe Beispiel: card in 2:30 h, Pat Placeholder: card in 2:00 h, card in 3:00 h in the other slots, 12 km without a card, 2024-03-05 13:00 – 2024-03-06 07:00
 Tue 2024-03-05, AB 104 CD, Zoé Exemple: card in 4:00 h, Łucja Przykład: card in 3:00 h, Jo Sample: card in 0:15 h
 Tue 2024-03-05, KX 102 CD, Ελένη Δείγμα: card in 0:30 h, Žofie Vzorová: card not withdrawn at the download, Ελένη Δείγμα: card not withdrawn at the download
 Tue 2024-03-05, MÜ 101 CD, Вера Образец: card in 3:00 h
@@ -367,10 +367,12 @@ class PageTest(unittest.TestCase):
                          ODD_BOXES.splitlines())
         self.assertEqual(self.each("#axis .time", "node.textContent"),
                          [*map(str, range(1, 10)), "10a", "10b", *map(str, range(11, 24))])
-        self.assertEqual(self.one("#shown").text, "2024-03-05 to 2024-03-05. 1 of these crosses the period's edge and "
-                         "counts whole: 6:00 h, 10 km. 8 insertions lie outside of this period.")
+        self.assertEqual(self.one("#shown").text, "2024-03-05 to 2024-03-05. Crossing its edge and counted whole: "
+                         "1 insertion (card in 6:00 h, 10 km), 12 km without a card, 7 km without data. "
+                         "8 insertions lie outside of this period.")
         self.assertEqual(self.totals(), [["Insertions", "13 of 21"], ["Card in, driver's slot", "17:55 h"],
-                         ["Card in, co-driver's slot", "3:00 h"], ["Kilometres", "360"], ["km without a card", "12"]])
+                         ["Card in, other slots", "3:00 h"], ["Kilometres", "360"], ["km without a card", "12"],
+                         ["km without data", "7"]])
         self.lanes_by("driver")
         self.assertEqual(self.labels(".lane")[:2], [
             "Jo Sample: 2 vehicles, card in the driver's slot 2:55 h, 170 km, in two places at once",
@@ -379,6 +381,13 @@ class PageTest(unittest.TestCase):
         self.choose("from", "2024-03-06")
         self.choose("period", "366")
         self.assertEqual(self.labels(".column"), ODD_COLUMNS.splitlines())
+        # The first midnight is not of the day before, and the last is of the day behind.
+        self.assertEqual(self.script("""((columnsOf, {start, end}) => [columnsOf(start - 1, start), columnsOf(start, start),
+            crosses({start, end: end - 1}), crosses({start, end})])((start, end) => {
+                const result = [];
+                eachColumn({start, end}, (column) => result.push(column));
+                return result;
+            }, state)"""), [[], [0], False, True])
         self.assertAlmostEqual(self.rects(".lane path")[0]["left"], self.rects(".column")[0]["left"], delta=1)
         # The parts by colour, from the bottom at 1 to the top at 0.
         self.assertEqual(self.each(".lane path", "`${node.className.baseVal} ${node.getAttribute('d')}`"
@@ -448,6 +457,7 @@ class PageTest(unittest.TestCase):
         self.one("#drivers th:nth-child(5) button").click()
         self.assertEqual([name.split()[0] for name in self.first_column("drivers")],
                          ["Jo", "Käthe", "Žofie", "Ελένη", "Pat", "Zoé", "Łucja", "Вера"])
+        self.assertEqual(self.script("numberIn('28 d\\n29 d overdue\\n95 d, not counted')"), 29)
 
     def test_axis_says_which_days_these_are(self):
         axis, grid = "#axis .track > span", "#grid *"
@@ -487,6 +497,7 @@ class PageTest(unittest.TestCase):
                 ("December 2023", "2023-12-01", "2023-12-31", "31 days"),
                 ("from", "2024-01-01", "2024-01-01", "2024-01-31", "31 days"),
                 ("period", "366", "2023-03-16", "2024-03-15", "Everything"),
+                ("Mar", "2023-03-16", "2023-03-31", "16 days"), ("period", "366", "2023-03-16", "2024-03-15", "Everything"),
                 ("period", "7", "2024-03-09", "2024-03-15", "1 week"), ("Sun 10", "2024-03-10", "2024-03-10", "1 day"),
                 ("from", "2024-03-15", "2024-03-15", "2024-03-15", "1 day"), ("from", "2020-01-01", "2024-03-15", "2024-03-15", "1 day"),
                 ("period", "all", "2023-03-16", "2024-03-15", "Everything"),

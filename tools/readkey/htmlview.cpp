@@ -131,7 +131,9 @@ void writeHtml(const Logbook& book, const Options& options, QIODevice& out) {
         {"VERSION", READKEY_VERSION},
         {"NOW", clock.minute(QDateTime::currentSecsSinceEpoch()).toLatin1()},
         {"LEFTOUT", number(book.insertionsFound - book.totals.insertions)},
-        {"CROSSING", crossingText(book.crossing, paper).toUtf8()},
+        {"CROSSING", crossingText(book.crossing, paper,
+                                  book.crossing.insertions == 1 ? " insertion, " : " insertions, ")
+                         .toUtf8()},
         {"OTHERS", number(book.otherEntries)},
         {"FUTURE", number(book.counts.fromFuture)},
         {"INSERTIONCOUNT", number(book.totals.insertions)},

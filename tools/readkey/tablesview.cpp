@@ -124,7 +124,8 @@ QString crossingText(const Totals& totals, const Paper& paper, const char* link)
     if (totals.insertions > 0)
         parts = QStringList{paper.grouped(totals.insertions) + QLatin1String(link) +
                                 paper.grouped(totals.kilometres) + QStringLiteral(" km"),
-                            paper.hours(totals.seconds)};
+                            QLatin1String(paper.isPage ? "card in " : "") +
+                                paper.hours(totals.seconds)};
     add(totals.kilometresWithoutCard, " km without card");
     add(totals.kilometresWithoutData, " km without data");
     return parts.join(QStringLiteral(", "));

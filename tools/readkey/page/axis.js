@@ -50,7 +50,10 @@ function eachUnit(unit, callback) {
 
 function axisLabel(row, text, first, behind) {
     const node = place(element("span", row, element("span", "", text)), midnight(first), midnight(behind));
-    node.addEventListener("click", () => setPeriod(first, behind - first));
+    node.addEventListener("click", () => {
+        const begin = Math.max(first, firstDay);
+        setPeriod(begin, Math.min(behind, lastDay + 1) - begin);
+    });
     axis.append(node);
 }
 

@@ -22,32 +22,37 @@ const [firstDay, lastDay] = dataDays();
 // ---------------------------------------------------------------------------------------------------
 // What the choice adds up to
 
+const hasGaps = () => countsGaps && state.lanes === "vehicle" && !state.driver;
+
 function showTotals(list, gapList) {
     const {count, driver, others, km} = totals(list);
-    const isOfVehicles = state.lanes === "vehicle" && !state.driver;
-    const without = gapList.filter(({gap}) => gap === "card");
     const figures = [
         [count === insertions.length ? number(count) : `${number(count)} of ${number(insertions.length)}`,
             "Insertions"],
         [`${hours(driver)} h`, "Card in, driver's slot"],
-        [`${hours(others)} h`, "Card in, co-driver's slot"],
+        [`${hours(others)} h`, `Card in, ${OTHER_SLOTS}`],
         [number(km), "Kilometres"],
-        ...(isOfVehicles ? [[number(sum(without, (gap) => gap.km)), "km without a card"]] : []),
+        ...(hasGaps() ? [[number(missingKm(gapList, "card")), "km without a card"],
+            [number(missingKm(gapList, "data")), "km without data"]] : []),
     ];
     byId("totals").replaceChildren(...figures.map(([value, title]) =>
         element("div", "", element("dt", "", title), element("dd", "", value))));
 }
 
-// "2024-03-01 to 2024-03-15. 3 of these cross its edge: 7:30 h, 340 km."
-function showPeriod(list) {
+// "2024-03-01 to 2024-03-15. Crossing its edge and counted whole: 3 insertions (card in 7:30 h, 340 km), 12 km
+// without a card."
+function showPeriod(list, gapList) {
     const parts = [`${date(state.firstDay)} to ${date(state.firstDay + state.days - 1)}.`];
     const crossing = list.filter(crosses);
-    if (crossing.length) {
-        const {driver, others, km} = totals(crossing);
-        parts.push(`${number(crossing.length)} of these ${crossing.length === 1 ? "crosses" : "cross"} ` +
-            `the period's edge and ${crossing.length === 1 ? "counts" : "count"} whole: ` +
-            `${hours(driver + others)} h, ${number(km)} km.`);
+    const all = crossing.length ?
+        [`${plural(crossing.length, "insertion", "insertions")} (${cardIn(totals(crossing))})`] : [];
+    for (const [kind, what] of hasGaps() ? [["card", "a card"], ["data", "data"]] : []) {
+        const km = missingKm(gapList.filter(crosses), kind);
+        if (km)
+            all.push(`${number(km)} km without ${what}`);
     }
+    if (all.length)
+        parts.push(`Crossing its edge and counted whole: ${all.join(", ")}.`);
     const outside = insertions.length - insertions.filter(inPeriod).length;
     if (outside)
         parts.push(`${plural(outside, "insertion lies", "insertions lie")} outside of this period.`);
@@ -71,7 +76,7 @@ function update(all) {
     }
     drawLanes();
     showTotals(choice.list, choice.gaps);
-    showPeriod(choice.list);
+    showPeriod(choice.list, choice.gaps);
     insertionTable.show(choice.list.sort((a, b) => a[state.lanes] - b[state.lanes] || a.start - b.start));
     byId("count").textContent = number(choice.list.length);
 }
@@ -159,6 +164,7 @@ function listenToForm() {
     }
 }
 
+byId("other-slots").textContent = OTHER_SLOTS;
 document.querySelectorAll(".without-script").forEach((node) => node.remove());
 document.querySelectorAll(".with-script").forEach((node) => node.classList.remove("with-script"));
 listen();

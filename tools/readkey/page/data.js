@@ -116,7 +116,7 @@ const insertions = stretches.filter(([kind]) => !MISSING[kind]).map((row) => {
     const [, vehicle, driver, slot, start, withdrawn, kmIn, kmOut, end] = row;
     const open = withdrawn === null; // its bar ends at the download or the next card in its slot
     return {
-        vehicle, driver, slot, start, open, kmIn, kmOut, end,
+        vehicle, driver, slot, start, open, withdrawn, kmIn, kmOut, end,
         seconds: open ? null : Math.max(0, withdrawn - start),
         km: gained(kmIn, kmOut),
     };
@@ -135,6 +135,8 @@ vehicles.forEach(({knownFrom, download}, vehicle) => {
     if (download !== null)
         addUnknown(download, Infinity);
 });
+// They are nobody's, so a page of one driver, which readkey's own filter makes, has none of them.
+const countsGaps = byId("picture").dataset.withoutCard !== "-";
 
 function slotName(slot) {
     return slot === 0 ? "driver" : slot === 1 ? "co-driver" : `slot ${slot}`;
@@ -157,6 +159,15 @@ function totals(list) {
         km: sum(driving, (insertion) => insertion.km || 0),
     };
 }
+
+const OTHER_SLOTS = insertions.some(({slot}) => slot > 1) ? "other slots" : "co-driver's slot";
+
+// "card in 7:30 + 1:00 h, 340 km": hours in the driver's and in other slots.
+const cardIn = ({driver, others, km}) =>
+    `card in ${hours(driver)}${others ? ` + ${hours(others)}` : ""} h, ${number(km)} km`;
+
+// Kilometres without a card or without data, as far as they are known.
+const missingKm = (list, kind) => sum(list, ({gap, km}) => (gap === kind && km || 0));
 
 // ---------------------------------------------------------------------------------------------------
 // Colours. They repeat when there are many to colour: each gets the one that is rarest so far among those
@@ -209,7 +220,7 @@ function matching(kind, items, texts) {
 }
 
 const inPeriod = (item) => item.end >= state.start && item.start < state.end;
-const crosses = (item) => item.start < state.start || item.end > state.end;
+const crosses = (item) => item.start < state.start || item.end >= state.end;
 
 // What the reader asked for of the insertions and gaps, in the order of time, and the vehicles. A stretch
 // without a card is nobody's: it goes when the reader asks for a driver.

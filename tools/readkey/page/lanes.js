@@ -136,6 +136,9 @@ function eachColumn(item, callback) {
     const start = Math.max(item.start, state.start);
     const end = Math.min(item.end, state.end);
     let column = Math.floor((dayOf(start) - state.firstDay) / daysInColumn);
+    // What ended at the first midnight is not in the first day.
+    if (item.start < start && start === end)
+        return;
     do {
         callback(column, Math.min(end, columns[column + 1]) - Math.max(start, columns[column]));
     } while (columns[++column] < end);

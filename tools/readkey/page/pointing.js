@@ -23,7 +23,7 @@ function describeInsertion(insertion) {
         return [nameOf.driver(insertion), where,
             `${dateAndTime(insertion.start)} – not withdrawn at the download`, `from ${from} km`];
     return [nameOf.driver(insertion), where,
-        `${span(insertion.start, insertion.end)} (card in ${hours(insertion.seconds)} h)`,
+        `${span(insertion.start, insertion.withdrawn)} (card in ${hours(insertion.seconds)} h)`,
         `${from} – ${orDash(insertion.kmOut, number)} km (${orDash(insertion.km, number)} km)`];
 }
 
@@ -44,10 +44,10 @@ function describeDays({lane, members, gaps: without, start, end}) {
     const within = (item) => Math.min(item.end, end) - Math.max(item.start, start);
     const others = withdrawn(members).filter((insertion) => insertion.slot !== 0);
     const slots = others.length && lane.kind === "vehicle" ?
-        [`card in ${hours(sum(others, within))} h as co-driver`] : [];
+        [`card in ${hours(sum(others, within))} h in the ${OTHER_SLOTS}`] : [];
     return [first === last ? `${day} ${date(first)}` : `${date(first)} – ${date(last)}`, laneName(lane),
         ...describeTimes(members, within), ...slots,
-        ...without.map((gap) => `${number(gap.km)} km without a card`)];
+        ...without.map((gap) => `${number(gap.km)} km without a card, ${span(gap.start, gap.end)}`)];
 }
 
 // What the tip and a screen reader say of an item of a lane, line by line.

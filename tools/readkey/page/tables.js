@@ -6,8 +6,14 @@ const ROWS_MORE = 250;
 const ROWS_ON_PAPER = 5000; // of the insertions
 const collator = new Intl.Collator("en", {numeric: true});
 
-// The number in a cell; what never happened comes last.
+// The largest number in the lines of a cell, without that of a card that another replaced; what never happened comes
+// last.
 function numberIn(text) {
+    const lines = text.split("\n").filter((line) => !line.endsWith("not counted"));
+    return Math.max(...lines.map(numberInLine));
+}
+
+function numberInLine(text) {
     const found = text.replace(/\u202f/g, "").match(/(\d+)(?::(\d\d))?/);
     if (found)
         return Number(found[1]) + Number(found[2] || 0) / 60;
@@ -137,12 +143,12 @@ function addChips(kind) {
 
 function insertionRow(insertion) {
     const cells = [nameOf.driver(insertion), slotName(insertion.slot), dateAndTime(insertion.start),
-        insertion.open ? "-" : dateAndTime(insertion.end)].map((text) => element("td", "", text));
+        orDash(insertion.withdrawn, dateAndTime)].map((text) => element("td", "", text));
     const numbers = [orDash(insertion.seconds, hours), orDash(insertion.kmIn, number),
         orDash(insertion.kmOut, number), orDash(insertion.km, number)].map((text) => element("td", "number", text));
     const heading = element("th", "", nameOf.vehicle(insertion));
     heading.scope = "row";
-    return element("tr", crosses(insertion) ? "crossing" : "", heading, ...cells, ...numbers);
+    return element("tr", "", heading, ...cells, ...numbers);
 }
 
 const orLeast = (value) => (value === null ? -1 : value);
@@ -152,7 +158,7 @@ function makeTables() {
     addChips("driver");
     const taken = [...document.querySelectorAll("section.taken")].map(takeOver);
     const table = new Table(byId("insertions"), insertions, [
-        nameOf.vehicle, nameOf.driver, (i) => i.slot, (i) => i.start, (i) => (i.open ? Infinity : i.end),
+        nameOf.vehicle, nameOf.driver, (i) => i.slot, (i) => i.start, (i) => (i.open ? Infinity : i.withdrawn),
         (i) => orLeast(i.seconds), (i) => orLeast(i.kmIn), (i) => orLeast(i.kmOut), (i) => orLeast(i.km),
     ], insertionRow);
     table.details.open = insertions.length <= 20;
