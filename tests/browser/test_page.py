@@ -31,11 +31,11 @@ HOSTILE_PLATE = "<b>&amp;\"'"
 SORTED_NAMES = "Jo Käthe Łucja Pat Zoé Žofie Ελένη Вера".split()
 
 # What no sample has, in readkey's rows. "05T07" is the 5th of March 2024, 07:00 UTC. At 09:00 UTC the clock is put back:
-# 10:00 to 11:00 comes twice. A vehicle: known from, newest download. A stretch: 0 with a card, 1 without,
+# 10:00 to 11:00 comes twice. A vehicle: known from, last end, newest download. A stretch: 0 with a card, 1 without,
 # 2 without data; vehicle, driver, slot, from, to, km at both, until when a card may have been in.
 ODD_ROWS = {
     "clock": "0,7200 05T09,3600",
-    "vehicle": "05T05,06T18 04T06,06T18 04T06,06T18 04T06,15T08 , 04T06,",
+    "vehicle": "05T05,,06T18 04T06,,06T18 04T06,,06T18 04T06,,15T08 ,, 04T06,04T06:39,",
     "stretch": """
         1,0,,0,05T12,06T06,0,12, 2,1,,0,05T11,06T06,0,7, 2,1,,0,04T11,04T12,,, 2,5,,0,700000000,04T06,,,
         0,0,0,0,05T05,05T07,1000,1100,05T07 0,0,1,1,05T05,05T06,1000,1050,05T06
@@ -52,8 +52,8 @@ AB 100 CD | card in 4:10 + 3:00 h, 100 km | 3 drivers, card in the driver's slot
 AB 104 CD | card in 7:15 h, 240 km | two cards in one slot | 3 drivers, card in the driver's slot 7:15 h, 240 km, two cards in one slot
 KX 102 CD | card in 0:30 h, 10 km | 2 drivers, card in the driver's slot 0:30 h, 10 km
 MÜ 101 CD | card in 6:00 h, 10 km | 1 driver, card in the driver's slot 6:00 h, 10 km
-MÜ 105 CD | no card inserted | no card inserted
-ZT 103 CD | no card inserted | no card inserted"""
+MÜ 105 CD | no data | no data
+ZT 103 CD | no data | no data"""
 ODD_BOXES = """\
 gap card 14-25 9 [12 km] 12 km without a card, AB 100 CD, 05 13:00 – 06 07:00
 gap data 0-7 0 [no data] No data, AB 100 CD, before 05 07:00
@@ -71,7 +71,8 @@ bar driver c6 wide 13-13.5 5 [] Ελένη Δείγμα, KX 102 CD, driver, 05 1
 bar other c6 open 14.5 27 [] Ελένη Δείγμα, KX 102 CD, co-driver, 05 13:30 – not withdrawn at the download, from - km
 bar driver c7 14 5 [] Вера Образец, MÜ 101 CD, driver, 05 13:00 – 12:00 (card in 0:00 h), 10 – 10 km (0 km)
 bar driver c7 wide 22-25 5 [Вера Образец] Вера Образец, MÜ 101 CD, driver, 05 21:00 – 06 03:00 (card in 6:00 h), 10 – 20 km (10 km)
-gap data 0-25 0 [no data] No data, MÜ 105 CD, at any time"""
+gap data 0-25 0 [no data] No data, MÜ 105 CD, at any time
+gap data 0-25 0 [no data] No data, ZT 103 CD, since 04 08:39"""
 SHORT = ("Ελένη Δείγμα: card in 0:07 h, Žofie Vzorová: card in 0:06 h, Łucja Przykład: card in 0:05 h, "
          "Zoé Exemple: card in 0:04 h, Jo Sample: card in 0:03 h, and 2 more")
 ODD_COLUMNS = f"""\
@@ -300,6 +301,7 @@ class PageTest(unittest.TestCase):
             file.unlink()
         self.show(make_page(small))
         self.assertEqual(self.one("#picture").text, "Who drove when\nNo insertion was read.")
+        self.assertEqual(self.script("byId('shown').textContent"), "2024-03-15 to 2024-03-15.")
 
     def test_summary_is_that_of_the_csv_with_scripts_and_without(self):
         with_script = {name: self.table(name) for name in ("vehicles", "drivers", "failures", "files")}
@@ -379,6 +381,8 @@ class PageTest(unittest.TestCase):
             "Käthe Beispiel: 1 vehicle, card in the driver's slot 1:30 h, in others 1:00 h, 0 km"])
         self.lanes_by("vehicle")
         self.choose("from", "2024-03-06")
+        self.assertEqual(self.each(".lane .label", "node.lastChild.textContent"), [
+            *["no card inserted, partly no data"] * 3, "card in 6:00 h, 10 km", "no data", "no data"])
         self.choose("period", "366")
         self.assertEqual(self.labels(".column"), ODD_COLUMNS.splitlines())
         # The first midnight is not of the day before, and the last is of the day behind.
@@ -430,6 +434,12 @@ class PageTest(unittest.TestCase):
         self.lanes_by("driver")
         rows = sorted(self.rows, key=lambda row: (row["holder"], row["inserted"], row["slot"]))
         self.assertEqual(self.table("insertions"), [table_row(row) for row in rows[:100]])
+        # In readkey's own view of a driver, nothing is known of others.
+        self.show(make_page(self.sample_key, "--driver=zoe"))
+        self.choose("period", "1")
+        self.assertEqual([self.each(".lane small", "node.textContent"), [title for title, _ in self.totals()]],
+                         [["card in 0:00 h, 0 km"],
+                          ["Insertions", "Card in, driver's slot", "Card in, co-driver's slot", "Kilometres"]])
 
     def test_a_heading_sorts_its_table_and_a_filter_leaves_it_sorted(self):
         self.choose("period", "all")

@@ -67,19 +67,19 @@ QByteArray stretchRows(const Logbook& book) {
 QByteArray vehicleRows(const Logbook& book) {
     QByteArray rows;
     for (const VehicleSummary& vehicle : book.vehicles)
-        addRow(rows, {vehicle.knownFrom, vehicle.lastDownload.time});
+        addRow(rows, {vehicle.knownFrom, vehicle.lastEnd, vehicle.lastDownload.time});
     return rows;
 }
 
 // The first and the last time of the logbook. A filter can leave out the insertions beside a gap.
 std::pair<qint64, qint64> period(const Logbook& book, const Clock& clock) {
-    qint64 last = book.newestDownload.value_or(clock.startOf(book.asOf));
-    qint64 first = last;
+    std::optional<qint64> last = book.newestDownload;
+    for (const Stretch& stretch : book.stretches)
+        last = std::max({last, std::optional(stretch.from), stretch.to});
+    qint64 first = last.value_or(clock.startOf(book.asOf));
     for (const VehicleSummary& vehicle : book.vehicles)
         first = std::min(first, vehicle.knownFrom.value_or(first));
-    for (const Stretch& stretch : book.stretches)
-        last = std::max({last, stretch.from, stretch.to.value_or(0)});
-    return {first, last};
+    return {first, last.value_or(first)};
 }
 
 // Rows of an instant and the clock's seconds ahead of UTC from then on. The page computes local

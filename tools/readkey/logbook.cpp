@@ -431,9 +431,10 @@ void Logbook::finish(const Filter& filter, const QDate& day, const Clock& clock)
     insertionsFound = static_cast<qint64>(stretches.size());
     findEnds(stretches);
     findGaps(stretches);
-    for (const Stretch& insertion : stretches) {
-        std::optional<qint64>& first = insertion.vehicle->knownFrom;
-        first = first.value_or(insertion.from);
+    for (const Stretch& stretch : stretches) {
+        VehicleSummary& vehicle = *stretch.vehicle;
+        vehicle.knownFrom = vehicle.knownFrom.value_or(stretch.from);
+        vehicle.lastEnd = std::max(vehicle.lastEnd, std::optional(stretch.end));
     }
     if (filter.isActive())
         filterRecords(*this, filter);

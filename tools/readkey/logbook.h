@@ -67,6 +67,7 @@ struct VehicleSummary {
     bool isWanted = true; // by its plate
     Download lastDownload;
     std::optional<qint64> knownFrom; // the first insertion of all, whatever the filter
+    std::optional<qint64> lastEnd;   // of all insertions, likewise
     qint64 drivers = 0;
     Totals totals;
     Totals crossing; // the part of them that crosses the edge of the filter's period

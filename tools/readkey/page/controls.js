@@ -2,7 +2,8 @@
 
 const WEEKS_AT_FIRST = 4;
 
-// The first and the last day of which anything is known. readkey's own filter has left out what lies behind its days.
+// The first and the last day of which anything is known, or else the page's last day. readkey's own filter has left out
+// what lies behind its days.
 function dataDays() {
     let first = Infinity;
     let last = newest;
@@ -12,7 +13,7 @@ function dataDays() {
     }
     const {from, to} = byId("picture").dataset;
     const dayAt = (text) => Date.parse(text) / 1000 / DAY;
-    const end = Math.min(dayOf(last), dayAt(to));
+    const end = Math.min(dayOf(last || Infinity), dayAt(to));
     return [Math.min(Math.max(dayOf(first), dayAt(from)), end), end];
 }
 

@@ -98,7 +98,7 @@ const textOf = (row, selector) => (row.querySelector(selector) || {textContent: 
 
 const known = rows("vehicle-rows");
 const vehicles = tableRows("vehicles").map((row, i) =>
-    ({plate: textOf(row, "th"), knownFrom: known[i][0], download: known[i][1]}));
+    ({plate: textOf(row, "th"), knownFrom: known[i][0], lastEnd: known[i][1], download: known[i][2]}));
 const drivers = tableRows("drivers").map((row) =>
     ({name: textOf(row, "th"), cards: textOf(row, ".cards").split("\n")}));
 // What readkey searches: without the number of drivers who share a name, and nothing where there is none.
@@ -124,16 +124,15 @@ const insertions = stretches.filter(([kind]) => !MISSING[kind]).map((row) => {
 insertions.sort((a, b) => a.start - b.start || a.slot - b.slot);
 
 // Driven without a card, or nothing known: between downloads, before a vehicle's first record and behind its
-// newest download.
+// newest download, or behind its last record if that download has no time.
 const gaps = stretches.filter(([kind]) => MISSING[kind]).map(([kind, vehicle, , , start, end, kmIn, kmOut]) =>
     ({gap: MISSING[kind], vehicle, start, end, km: gained(kmIn, kmOut)}));
 const measured = [...insertions, ...gaps]; // what has a beginning and an end
-vehicles.forEach(({knownFrom, download}, vehicle) => {
-    const orElse = (time, other) => (time === null ? other : time);
+vehicles.forEach(({knownFrom, lastEnd, download}, vehicle) => {
+    const firstOf = (...instants) => instants.find((instant) => instant !== null);
     const addUnknown = (start, end) => gaps.push({gap: "data", vehicle, start, end, km: null});
-    addUnknown(-Infinity, orElse(knownFrom, orElse(download, Infinity)));
-    if (download !== null)
-        addUnknown(download, Infinity);
+    addUnknown(-Infinity, firstOf(knownFrom, download, Infinity));
+    addUnknown(firstOf(download, lastEnd, Infinity), Infinity);
 });
 // They are nobody's, so a page of one driver, which readkey's own filter makes, has none of them.
 const countsGaps = byId("picture").dataset.withoutCard !== "-";

@@ -215,6 +215,16 @@ function drawLane(lane) {
         setCurrent(lane, lane.items.find((item) => item.members) || lane.items[0]);
 }
 
+// What is known of a vehicle without an insertion in the period.
+function emptyLabel(laneGaps) {
+    const unknown = laneGaps.filter(({gap, end}) => gap === "data" && end > state.start);
+    unknown.sort((a, b) => a.start - b.start);
+    if (!unknown.length)
+        return "no card inserted";
+    const until = unknown.reduce((at, {start, end}) => (start <= at ? Math.max(at, end) : at), state.start);
+    return until >= state.end ? "no data" : "no card inserted, partly no data";
+}
+
 function makeLane(kind, id, {list, gaps: laneGaps}) {
     const {driver, others, km} = totals(list);
     const count = new Set(list.map((insertion) => insertion[other()])).size;
@@ -224,8 +234,7 @@ function makeLane(kind, id, {list, gaps: laneGaps}) {
     const lane = {kind, id, list, gaps: laneGaps, node, track, items: [], drawn: false, current: null};
     const overlaps = !isOne(laneName(lane)) || !overlap(kind, list) ? [] :
         [kind === "vehicle" ? "two cards in one slot" : "in two places at once"];
-    const label = list.length === 0 ? ["no card inserted"] :
-        [`card in ${hours(driver)}${others ? ` + ${hours(others)}` : ""} h, ${number(km)} km`];
+    const label = [list.length === 0 ? emptyLabel(laneGaps) : cardIn({driver, others, km})];
     const said = list.length === 0 ? label : [all, `card in the driver's slot ${hours(driver)} h`,
         ...(others ? [`in others ${hours(others)} h`] : []), `${number(km)} km`];
     node.firstChild.append(element("b", "", laneName(lane)), ...label.map((text) => element("small", "", text)),
@@ -250,7 +259,7 @@ function makeLanes({list, gaps: shownGaps, vehicleShown}, all) {
         shownGaps.forEach((gap) => members[gap.vehicle].gaps.push(gap));
     const old = new Map(all ? [] : lanes.map((lane) => [lane.id, lane]));
     const isShown = (member, id) => member.list.length > 0 ||
-        kind === "vehicle" && !state.driver && vehicleShown[id];
+        kind === "vehicle" && countsGaps && !state.driver && vehicleShown[id];
     lanes = members.flatMap((member, id) => {
         if (!isShown(member, id))
             return [];
