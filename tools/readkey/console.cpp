@@ -7,7 +7,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace readkey::console {
@@ -87,10 +86,8 @@ void endWithoutMemory() {
 }
 
 bool isOneTerminal() {
-    struct stat out {};
-    struct stat error {};
-    return ::isatty(STDOUT_FILENO) == 1 && ::fstat(STDOUT_FILENO, &out) == 0 &&
-           ::fstat(STDERR_FILENO, &error) == 0 && out.st_rdev == error.st_rdev;
+    const QByteArray out = ::ttyname(STDOUT_FILENO);
+    return !out.isEmpty() && out == ::ttyname(STDERR_FILENO);
 }
 
 void showProgress(int percent) {

@@ -1,7 +1,5 @@
 // CSV with one header line, for each WHAT of --csv. Numbers are whole, yes is 1, no is 0, and an
 // unknown value is empty.
-#include "clock.h"
-#include "text.h"
 #include "views.h"
 
 #include <algorithm>

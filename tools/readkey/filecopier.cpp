@@ -70,11 +70,10 @@ FileCopier::Result compare(QFile& source, const QString& copyPath) {
     }
     if (console::interruption() != 0)
         return {QStringLiteral("interrupted")};
-    for (const QFile* file : {&source, &copy}) {
+    for (const QFile* file : {&source, &copy})
         if (file->error() != QFileDevice::NoError)
             return {QStringLiteral("it cannot be compared with the copy that is there: ") +
                     file->errorString()};
-    }
     if (!isEqual)
         return {QStringLiteral("another file with this name is there; it was left alone")};
     return {{}, FileCopier::Kept};

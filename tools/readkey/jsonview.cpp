@@ -1,7 +1,5 @@
 // JSON Lines: an object for each file and each key that failed as a whole, or for each of the
 // library's signals. An insertion that several files hold is in the file that it was taken from.
-#include "clock.h"
-#include "text.h"
 #include "views.h"
 
 #include "scard/scardgeneric.h"
@@ -32,8 +30,7 @@ QByteArray stringOrNull(const QString& text) {
     return text.isEmpty() ? QByteArrayLiteral("null") : string(text);
 }
 
-template <typename Number>
-QByteArray number(const std::optional<Number>& number) {
+QByteArray number(std::optional<qint64> number) {
     return number ? QByteArray::number(*number) : QByteArrayLiteral("null");
 }
 
@@ -61,13 +58,10 @@ QByteArray object(Members members) {
 
 template <typename Items, typename ToJson>
 QByteArray array(const Items& items, ToJson toJson) {
-    QByteArray result = "["; // it may grow to megabytes, so it is not copied
-    for (const auto& item : items) {
-        result += result.size() > 1 ? "," : "";
-        result += toJson(item);
-    }
-    result += ']';
-    return result;
+    QByteArrayList list;
+    for (const auto& item : items)
+        list += toJson(item);
+    return '[' + list.join(',') + ']';
 }
 
 QByteArray insertionObject(const Stretch& insertion) {

@@ -74,10 +74,9 @@ LogFile examineEntry(int directory, const char* bytes) {
 
 // What a file that is not a download is, by its first bytes; empty if that is not known.
 QString nameOfContents(const QByteArray& begin) {
-    for (const char* bytes : {"\x89PNG", "\xFF\xD8\xFF", "GIF8"}) {
+    for (const char* bytes : {"\x89PNG", "\xFF\xD8\xFF", "GIF8"})
         if (begin.startsWith(bytes))
             return QStringLiteral("a picture");
-    }
     if (begin.startsWith("PK\x03\x04"))
         return QStringLiteral("a ZIP archive");
     QTextCodec::ConverterState state;

@@ -2,7 +2,6 @@
 
 #include "console.h"
 #include "keyfiles.h"
-#include "text.h"
 
 #include "auxiliary/configuration.h"
 #include "auxiliary/systemhelper.h"
@@ -10,7 +9,6 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
-#include <QtCore/QHash>
 
 #include <algorithm>
 #include <cerrno>
@@ -123,20 +121,19 @@ struct KeyReader {
         m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
         m_configuration.setValue(aux::SettingsCode::DownloadedDirEnabled,
                                  m_options.makeDownloadedDir);
-        // The library's only error: it cannot create that directory, as below any relative path.
+        // Its only error: the directory cannot be created. Below a relative path it never can.
         logging::Logger::setSink([this](const aux::Error& error, logging::Level /*level*/) {
             const bool isRelative = QDir::isRelativePath(m_mountDir);
             fail(errorText(error) +
                  QLatin1String(isRelative ? ": give PATH as an absolute path" : ""));
         });
-        if (!m_options.remount)
-            return;
-        aux::SystemHelper::setRemountHandler([this](const QString& mountDir) {
-            const QString reason = remountReadOnly(mountDir);
-            if (!reason.isEmpty())
-                fail(QStringLiteral("not remounted: ") + reason);
-            return reason.isEmpty();
-        });
+        if (m_options.remount)
+            aux::SystemHelper::setRemountHandler([this](const QString& mountDir) {
+                const QString reason = remountReadOnly(mountDir);
+                if (!reason.isEmpty())
+                    fail(QStringLiteral("not remounted: ") + reason);
+                return reason.isEmpty();
+            });
     }
 
     void connectSignals() {

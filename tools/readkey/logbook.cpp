@@ -292,10 +292,7 @@ QString cardTypeName(int type) {
 
 bool matches(const QString& text, const QString& typed) {
     const QString all = essence(text);
-    const QStringList words = QString(typed)
-                                  .replace(QLatin1Char(','), QLatin1Char(' '))
-                                  .simplified()
-                                  .split(QLatin1Char(' '));
+    const QStringList words = driverName(typed).split(QLatin1Char(' '));
     return std::all_of(words.begin(), words.end(),
                        [&all](const QString& word) { return all.contains(essence(word)); });
 }

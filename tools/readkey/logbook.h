@@ -36,7 +36,7 @@ struct LogFile {
     int cardGeneration = 0;
     QString cardNumber;        // of driver cards, like the holder
     QString holder;            // "first names surname"
-    QString plate;             // of a vehicle-unit file
+    QString plate;             // of a vehicle-unit file; at the end that of the newest download
     bool isFromFuture = false; // later than the day asOf: its time is not believed
 };
 
@@ -44,7 +44,7 @@ struct LogFile {
 struct Download {
     std::optional<qint64> time; // seconds since 1970 UTC
     std::optional<qint64> age;  // whole days: midnights from `time` until the day asOf
-    bool isOverdue = false;     // older than allowed, or known to be missing ("never")
+    bool isOverdue = false;     // older than allowed, missing ("never") or from the future
     LogFile* file = nullptr;
 
     // Grows with the time. One from the future says less than one without a time.
@@ -194,7 +194,7 @@ public:
     // of this clock is from the future.
     void finish(const Filter& filter, const QDate& day, const Clock& clock);
 
-    std::list<LogFile> files; // key by key: cards, vehicles, each newest first, then the rest
+    std::list<LogFile> files; // key by key: cards, vehicles, each newest first, then others
     std::vector<Failure> failures;
     std::vector<Failure> warnings; // what is odd, but no failure
     qint64 otherEntries = 0;       // of the keys, that do not look like downloads

@@ -117,7 +117,7 @@ int run(const Options& options, console::StandardOutput& out) {
     Logbook book;
     readKeys(options, book, options.view->write == writeNothing ? &out : nullptr);
     qputenv("TZ", zone);
-    ::tzset(); // as Qt does by itself
+    ::tzset(); // localtime_r() does not notice it
     const bool isInterrupted = console::interruption() != 0;
     book.finish(options.filter, options.asOf, clock);
     const bool areTables =

@@ -3,7 +3,6 @@
 #include "tools/optionrow.h"
 
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QDate>
 
 namespace readkey {
 
@@ -137,7 +136,7 @@ Options parseCommandLine(QStringList arguments) {
     for (const OptionRow& row : rows)
         parser.addOption(parserOption(row));
     Options options;
-    if (!parser.parse(arguments)) // "-csv" has -v in it
+    if (!parser.parse(arguments)) // or "-csv" would show the version
         options.problem = parser.errorText();
     else if (parser.isSet(QStringLiteral("help")))
         options.output = helpText();

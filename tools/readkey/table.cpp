@@ -15,12 +15,10 @@ constexpr int shortestName = 12;
 constexpr int longestPath = 30; // that is not on a line of its own
 
 // The text cut to `width` columns, with an ellipsis at its end.
-QString shortened(const QString& text, int width) {
-    QVector<uint> codePoints = text.toUcs4();
-    const auto result = [&] { return QString::fromUcs4(codePoints.data(), codePoints.size()); };
-    while (!codePoints.isEmpty() && displayWidth(result()) > width - 1)
-        codePoints.removeLast();
-    return result() + QChar(0x2026);
+QString shortened(QString text, int width) {
+    while (!text.isEmpty() && displayWidth(text) > width - 1)
+        text.chop(text.at(text.size() - 1).isLowSurrogate() ? 2 : 1);
+    return text + QChar(0x2026);
 }
 
 QByteArray classOf(const QByteArray& style) {
@@ -32,8 +30,7 @@ QByteArray classOf(const QByteArray& style) {
 Paper Paper::ofStandardOutput(bool utc) {
     winsize size{};
     const bool isTerminal = ::isatty(STDOUT_FILENO) == 1;
-    if (isTerminal)
-        ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
+    ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size); // leaves 0 if it is none
     return {{utc},
             size.ws_col,
             isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb"};
@@ -71,9 +68,7 @@ Table::Table(std::initializer_list<Column> columns)
 }
 
 void Table::addRow(const QStringList& cells, const QByteArray& style) {
-    if (cells.size() != m_columns.size())
-        qFatal("the table of \"%s\" has %d columns, but a row of it has %d cells",
-               m_columns.front().title, m_columns.size(), cells.size());
+    Q_ASSERT(cells.size() == m_columns.size());
     m_rows.append({{}, style});
     for (const QString& cell : cells)
         m_rows.last().cells += printable(cell);

@@ -66,14 +66,13 @@ void writeVehicles(const Logbook& book, const Paper& paper, QIODevice& out) {
 }
 
 QString failuresText(const Logbook& book, const Paper& paper) {
-    if (book.failures.empty())
-        return {};
-    QString result = QLatin1Char('\n') + paper.heading(QStringLiteral("Failed"));
-    for (const Failure& failure : book.failures) {
-        const QString text = QStringLiteral("  %1: %2").arg(book.placeOf(failure), failure.reason);
-        result += paper.alarm(printable(text)) + QLatin1Char('\n');
-    }
-    return result;
+    QString result;
+    for (const Failure& failure : book.failures)
+        result += paper.alarm(printable(
+                      QStringLiteral("  %1: %2").arg(book.placeOf(failure), failure.reason))) +
+                  QLatin1Char('\n');
+    return result.isEmpty() ? result
+                            : QLatin1Char('\n') + paper.heading(QStringLiteral("Failed")) + result;
 }
 
 // "12 files, 4 driver cards, 6 vehicle downloads, 24 insertions, 12 copied, 1 failed."

@@ -6,7 +6,6 @@
 #include "table.h"
 
 #include <QtCore/QIODevice>
-#include <QtCore/QStringList>
 
 namespace readkey {
 

@@ -30,7 +30,7 @@ const plural = (count, one, many) => `${number(count)} ${count === 1 ? one : man
 const orDash = (value, show) => (value === null ? "-" : show(value));
 const sum = (items, value) => items.reduce((total, item) => total + value(item), 0);
 
-// Minutes of work as "7:12".
+// Hours and minutes, such as "7:12".
 function hours(seconds) {
     const minutes = Math.floor(seconds / 60);
     return `${number(Math.floor(minutes / 60))}:${String(minutes % 60).padStart(2, "0")}`;
@@ -221,7 +221,7 @@ function matching(kind, items, texts) {
 const inPeriod = (item) => item.end >= state.start && item.start < state.end;
 const crosses = (item) => item.start < state.start || item.end >= state.end;
 
-// What the reader asked for of the insertions and gaps, in the order of time, and the vehicles. A stretch
+// What the reader asked for of the insertions, in the order of time, of the gaps, and of the vehicles. A stretch
 // without a card is nobody's: it goes when the reader asks for a driver.
 function chosen() {
     const driverShown = matching("driver", drivers, (driver) => [driver.name, ...driver.cards]);

@@ -24,7 +24,6 @@ class Table {
     // `keys` has a function for each column, which gives a row's text or number to sort by; `makeRow` gives
     // its node.
     constructor(section, all, keys, makeRow) {
-        this.section = section;
         this.all = all;
         this.keys = keys;
         this.makeRow = makeRow;
