@@ -214,7 +214,7 @@ QString holderOf(const CardSummary& card) {
 // often: these characters count from 0 to 9, then from A to Z.
 auto byHolder(const CardSummary& card, const CardSummary& newer) {
     return std::make_tuple(holderOf(card), newer.lastDownload.rank(),
-                           newer.number.mid(15, 1) + newer.number.mid(14, 1));
+                           newer.number.mid(15, 1) + newer.number.mid(14, 1), newer.generation);
 }
 
 // Takes the cards of one driver name, one for each file, keeps the newest download of each, orders
@@ -241,9 +241,16 @@ void judgeDownloads(Logbook& book, const Clock& clock) {
     };
     for (VehicleSummary& vehicle : book.vehicles)
         judge(vehicle.lastDownload, vehicleDownloadDays);
+    // A holder may have had another name.
+    std::map<QString, decltype(Download().rank())> newest;
     for (DriverSummary& driver : book.drivers) {
         sortCards(driver);
+        for (const CardSummary& card : driver.cards)
+            newest[holderOf(card)] = std::max(newest[holderOf(card)], card.lastDownload.rank());
+    }
+    for (DriverSummary& driver : book.drivers) {
         for (CardSummary& card : driver.cards) {
+            card.counts &= card.lastDownload.rank() == newest[holderOf(card)];
             judge(card.lastDownload, cardDownloadDays);
             card.lastDownload.isOverdue &= card.counts;
         }

@@ -77,9 +77,9 @@ struct CardSummary {
     QString number;
     std::optional<qint64> generation; // 1 or 2
     Download lastDownload;
-    // The first 14 characters are the holder's, the last two count replacements and renewals. Of
-    // one holder's cards the one downloaded last counts; of equal ones the one renewed, then
-    // replaced, more often. Only a card that counts can be overdue.
+    // The first 14 characters are the holder's, the last two count replacements and renewals. Of a
+    // holder's cards, under whatever name, the one downloaded last counts; of equal ones the one
+    // renewed, then replaced, more often. Only a card that counts can be overdue.
     bool counts = false;
 };
 
