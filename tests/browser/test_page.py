@@ -31,11 +31,11 @@ HOSTILE_PLATE = "<b>&amp;\"'"
 SORTED_NAMES = "Jo Käthe Łucja Pat Zoé Žofie Ελένη Вера".split()
 
 # What no sample has, in readkey's rows. "05T07" is the 5th of March 2024, 07:00 UTC. At 09:00 UTC the clock is put back:
-# 10:00 to 11:00 comes twice. A vehicle: known from, last end, newest download. A stretch: 0 with a card, 1 without,
+# 10:00 to 11:00 comes twice. A vehicle: known from, known to, newest download. A stretch: 0 with a card, 1 without,
 # 2 without data; vehicle, driver, slot, from, to, km at both, until when a card may have been in.
 ODD_ROWS = {
     "clock": "0,7200 05T09,3600",
-    "vehicle": "05T05,,06T18 04T06,,06T18 04T06,,06T18 04T06,,15T08 ,, 04T06,04T06:39,",
+    "vehicle": "05T05,06T18,06T18 04T06,06T18,06T18 04T06,06T18,06T18 04T06,15T08,15T08 ,, 04T06,04T06:39,",
     "stretch": """
         1,0,,0,05T12,06T06,0,12, 2,1,,0,05T11,06T06,0,7, 2,1,,0,04T11,04T12,,, 2,5,,0,700000000,04T06,,,
         0,0,0,0,05T05,05T07,1000,1100,05T07 0,0,1,1,05T05,05T06,1000,1050,05T06

@@ -63,11 +63,11 @@ QByteArray stretchRows(const Logbook& book) {
     return rows;
 }
 
-// Between which times something is known of a vehicle.
+// From when until when something is known of each vehicle, and its last download.
 QByteArray vehicleRows(const Logbook& book) {
     QByteArray rows;
     for (const VehicleSummary& vehicle : book.vehicles)
-        addRow(rows, {vehicle.knownFrom, vehicle.lastEnd, vehicle.lastDownload.time});
+        addRow(rows, {vehicle.knownFrom, vehicle.knownTo, vehicle.lastDownload.time});
     return rows;
 }
 

@@ -39,8 +39,8 @@ void number(Logbook& book) {
 }
 
 auto identity(const Stretch& insertion) {
-    return std::make_tuple(insertion.vehicle->index, insertion.from, insertion.slot,
-                           insertion.driver->index);
+    return std::tie(insertion.vehicle->index, insertion.from, insertion.slot,
+                    insertion.driver->name);
 }
 
 bool isSame(const Stretch& a, const Stretch& b) {
@@ -55,7 +55,7 @@ std::optional<qint64> downloadOf(const Stretch& insertion) {
 // Orders the insertions. Of equal ones it keeps that of the newest download that closes it.
 void merge(std::vector<Stretch>& all) {
     const auto rank = [](const Stretch& a) {
-        return std::make_tuple(!a.to, -downloadOf(a).value_or(0));
+        return std::make_tuple(!a.to, -downloadOf(a).value_or(0), a.odometerFrom, a.odometerTo);
     };
     std::stable_sort(all.begin(), all.end(), [&](const Stretch& a, const Stretch& b) {
         return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
@@ -97,7 +97,8 @@ void addGap(std::vector<Stretch>& all, const Stretch& before, const Stretch& aft
     const bool isKnown = before.to && after.knownFrom == gap.from;
     gap.kind = isKnown ? Stretch::WithoutCard : Stretch::WithoutData;
     gap.vehicle = after.vehicle;
-    gap.odometerFrom = before.to ? before.odometerTo : std::nullopt;
+    const bool isOne = isKnown || !gap.vehicle->plate.isEmpty(); // or two files may be of two
+    gap.odometerFrom = before.to && isOne ? before.odometerTo : std::nullopt;
     gap.odometerTo = after.odometerFrom;
     gap.file = before.file;
     gap.fileAfter = after.file;
@@ -108,20 +109,21 @@ void addGap(std::vector<Stretch>& all, const Stretch& before, const Stretch& aft
 
 // Puts the gaps between the insertions, which are ordered by vehicle and time.
 void findGaps(std::vector<Stretch>& stretches) {
-    std::vector<Stretch> insertions;
-    insertions.swap(stretches);
-    stretches.reserve(insertions.size());
-    const Stretch* last = nullptr; // to end of those before
-    for (const Stretch& insertion : insertions) {
-        const bool drives = insertion.slot == driverSlot;
+    std::vector<Stretch> gaps;
+    const Stretch* last = nullptr; // of the insertions so far, the one that ends last
+    for (const Stretch& insertion : stretches) {
+        if (insertion.slot != driverSlot)
+            continue;
         const bool isFirst = !last || last->vehicle != insertion.vehicle;
-        if (drives && !isFirst)
-            addGap(stretches, *last, insertion);
-        stretches.push_back(insertion);
-        // A card that was still in has been withdrawn when the next one is inserted.
-        if (drives && (isFirst || !last->to || last->end <= insertion.end))
+        if (!isFirst)
+            addGap(gaps, *last, insertion);
+        if (isFirst || last->end <= insertion.end)
             last = &insertion;
     }
+    stretches.insert(stretches.end(), gaps.begin(), gaps.end());
+    std::stable_sort(stretches.begin(), stretches.end(), [](const Stretch& a, const Stretch& b) {
+        return std::tie(a.vehicle->index, a.from) < std::tie(b.vehicle->index, b.from);
+    });
 }
 
 template <typename Item, typename IsWanted>
@@ -138,15 +140,15 @@ void filterRecords(Logbook& book, const Filter& filter) {
         for (const CardSummary& card : driver.cards)
             driver.isWanted |= matches(card.number, filter.driver);
     }
-    removeUnless(book.stretches, [&](Stretch& stretch) {
-        const bool beginsBefore = filter.from && stretch.from < *filter.from;
-        const bool endsAfter = filter.to && stretch.end >= *filter.to;
-        stretch.crosses = beginsBefore || endsAfter;
+    for (Stretch& stretch : book.stretches)
+        stretch.crosses = (filter.from && stretch.from < *filter.from) ||
+                          (filter.to && stretch.end >= *filter.to);
+    removeUnless(book.stretches, [&](const Stretch& stretch) {
         // A gap does not belong to a driver.
         const bool isOfDriver = stretch.driver ? stretch.driver->isWanted : book.countsGaps;
         return isOfDriver && stretch.vehicle->isWanted &&
-               !(beginsBefore && stretch.end < *filter.from) &&
-               !(endsAfter && stretch.from >= *filter.to);
+               (!filter.from || stretch.end >= *filter.from) &&
+               (!filter.to || stretch.from < *filter.to);
     });
 }
 
@@ -431,6 +433,9 @@ void Logbook::finish(const Filter& filter, const QDate& day, const Clock& clock)
     vehicles.sort([](const auto& a, const auto& b) { return a.plate < b.plate; });
     drivers.sort([](const auto& a, const auto& b) { return a.name < b.name; });
     number(*this);
+    for (const Stretch& insertion : stretches)
+        insertion.vehicle->last = std::max(insertion.vehicle->last,
+                                           std::make_pair(insertion.from, downloadOf(insertion)));
     merge(stretches);
     insertionsFound = static_cast<qint64>(stretches.size());
     findEnds(stretches);
@@ -438,7 +443,8 @@ void Logbook::finish(const Filter& filter, const QDate& day, const Clock& clock)
     for (const Stretch& stretch : stretches) {
         VehicleSummary& vehicle = *stretch.vehicle;
         vehicle.knownFrom = vehicle.knownFrom.value_or(stretch.from);
-        vehicle.lastEnd = std::max(vehicle.lastEnd, std::optional(stretch.end));
+        vehicle.knownTo =
+            std::max({vehicle.knownTo, vehicle.last.second, std::optional(stretch.end)});
     }
     if (filter.isActive())
         filterRecords(*this, filter);

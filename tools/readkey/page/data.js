@@ -98,7 +98,7 @@ const textOf = (row, selector) => (row.querySelector(selector) || {textContent: 
 
 const known = rows("vehicle-rows");
 const vehicles = tableRows("vehicles").map((row, i) =>
-    ({plate: textOf(row, "th"), knownFrom: known[i][0], lastEnd: known[i][1], download: known[i][2]}));
+    ({plate: textOf(row, "th"), knownFrom: known[i][0], knownTo: known[i][1], download: known[i][2]}));
 const drivers = tableRows("drivers").map((row) =>
     ({name: textOf(row, "th"), cards: textOf(row, ".cards").split("\n")}));
 // What readkey searches: without the number of drivers who share a name, and nothing where there is none.
@@ -123,19 +123,18 @@ const insertions = stretches.filter(([kind]) => !MISSING[kind]).map((row) => {
 });
 insertions.sort((a, b) => a.start - b.start || a.slot - b.slot);
 
-// Driven without a card, or nothing known: between downloads, before a vehicle's first record and behind its
-// newest download, or behind its last record if that download has no time.
+// Driven without a card, or nothing known: between downloads, before a vehicle's first record and behind the download
+// that has its last. They are nobody's, so a page of one driver, which readkey's own filter makes, has none of them.
+const countsGaps = byId("picture").dataset.withoutCard !== "-";
 const gaps = stretches.filter(([kind]) => MISSING[kind]).map(([kind, vehicle, , , start, end, kmIn, kmOut]) =>
     ({gap: MISSING[kind], vehicle, start, end, km: gained(kmIn, kmOut)}));
 const measured = [...insertions, ...gaps]; // what has a beginning and an end
-vehicles.forEach(({knownFrom, lastEnd, download}, vehicle) => {
-    const firstOf = (...instants) => instants.find((instant) => instant !== null);
+for (const [vehicle, {knownFrom, knownTo}] of countsGaps ? vehicles.entries() : []) {
     const addUnknown = (start, end) => gaps.push({gap: "data", vehicle, start, end, km: null});
-    addUnknown(-Infinity, firstOf(knownFrom, download, Infinity));
-    addUnknown(firstOf(download, lastEnd, Infinity), Infinity);
-});
-// They are nobody's, so a page of one driver, which readkey's own filter makes, has none of them.
-const countsGaps = byId("picture").dataset.withoutCard !== "-";
+    addUnknown(-Infinity, knownFrom === null ? Infinity : knownFrom);
+    if (knownTo !== null)
+        addUnknown(knownTo, Infinity);
+}
 
 function slotName(slot) {
     return slot === 0 ? "driver" : slot === 1 ? "co-driver" : `slot ${slot}`;
