@@ -66,9 +66,9 @@ gap data 13-25 0 [no data] No data, AB 104 CD, 05 12:00 – 06 07:00, 7 km
 bar driver c3 wide 8-12 5 [Zoé Exemple] Zoé Exemple, AB 104 CD, driver, 05 08:00 – 11:00 (card in 4:00 h), 10 – 110 km (100 km)
 bar driver c0 wide 8.5-8.75 27 [] Jo Sample, AB 104 CD, driver, 05 08:30 – 08:45 (card in 0:15 h), 50 – 120 km (70 km)
 bar driver c4 wide 11-14 27 [Łucja Przykład] Łucja Przykład, AB 104 CD, driver, 05 10:00b – 13:00 (card in 3:00 h), 50 – 120 km (70 km)
-bar driver c5 open wide 8-13 5 [Žofie Vzorová] Žofie Vzorová, KX 102 CD, driver, 05 08:00 – not withdrawn at the download, from 700 km
+bar driver c5 open wide 8-13 5 [Žofie Vzorová] Žofie Vzorová, KX 102 CD, driver, 05 08:00 – no withdrawal recorded, from 700 km
 bar driver c6 wide 13-13.5 5 [] Ελένη Δείγμα, KX 102 CD, driver, 05 12:00 – 12:30 (card in 0:30 h), 710 – 720 km (10 km)
-bar other c6 open 14.5 27 [] Ελένη Δείγμα, KX 102 CD, co-driver, 05 13:30 – not withdrawn at the download, from - km
+bar other c6 open 14.5 27 [] Ελένη Δείγμα, KX 102 CD, co-driver, 05 13:30 – no withdrawal recorded, from - km
 bar driver c7 14 5 [] Вера Образец, MÜ 101 CD, driver, 05 13:00 – 12:00 (card in 0:00 h), 10 – 10 km (0 km)
 bar driver c7 wide 22-25 5 [Вера Образец] Вера Образец, MÜ 101 CD, driver, 05 21:00 – 06 03:00 (card in 6:00 h), 10 – 20 km (10 km)
 gap data 0-25 0 [no data] No data, MÜ 105 CD, at any time
@@ -78,7 +78,7 @@ SHORT = ("Ελένη Δείγμα: card in 0:07 h, Žofie Vzorová: card in 0:06
 ODD_COLUMNS = f"""\
 Tue 2024-03-05, AB 100 CD, Jo Sample: card in 2:40 h, Käthe Beispiel: card in 2:30 h, Pat Placeholder: card in 2:00 h, card in 3:00 h in the other slots, 12 km without a card, 2024-03-05 13:00 – 2024-03-06 07:00
 Tue 2024-03-05, AB 104 CD, Zoé Exemple: card in 4:00 h, Łucja Przykład: card in 3:00 h, Jo Sample: card in 0:15 h
-Tue 2024-03-05, KX 102 CD, Ελένη Δείγμα: card in 0:30 h, Žofie Vzorová: card not withdrawn at the download, Ελένη Δείγμα: card not withdrawn at the download
+Tue 2024-03-05, KX 102 CD, Ελένη Δείγμα: card in 0:30 h, Žofie Vzorová: no withdrawal recorded, Ελένη Δείγμα: no withdrawal recorded
 Tue 2024-03-05, MÜ 101 CD, Вера Образец: card in 3:00 h
 Mon 2024-03-04, ZT 103 CD, {SHORT}"""
 
@@ -300,7 +300,7 @@ class PageTest(unittest.TestCase):
         for file in (small / "download").glob("*AB100CD*"):
             file.unlink()
         self.show(make_page(small))
-        self.assertEqual(self.one("#picture").text, "Who drove when\nNo insertion was read.")
+        self.assertEqual(self.one("#picture").text, "Who drove when\nThere are no insertions to show.")
         self.assertEqual(self.script("byId('shown').textContent"), "2024-03-15 to 2024-03-15.")
 
     def test_summary_is_that_of_the_csv_with_scripts_and_without(self):
@@ -359,7 +359,9 @@ class PageTest(unittest.TestCase):
         self.show(self.odd)
         self.assertEqual(self.one("#shown").text, "2024-02-17 to 2024-03-15. 1 insertion lies outside of this period.")
         self.assertEqual(self.labels()[-1], f"7 insertions, too short to be drawn apart, 2024-03-04 08:11 – 08:39, {SHORT}")
+        self.choose("vehicle", "zt")
         self.assertTrue(self.one("#joined").is_displayed())
+        self.choose("vehicle", "")
         self.choose("period", "1")
         self.choose("from", "2024-03-05")
         self.assertFalse(self.one("#joined").is_displayed())
@@ -379,6 +381,12 @@ class PageTest(unittest.TestCase):
         self.assertEqual(self.labels(".lane")[:2], [
             "Jo Sample: 2 vehicles, card in the driver's slot 2:55 h, 170 km, in two places at once",
             "Käthe Beispiel: 1 vehicle, card in the driver's slot 1:30 h, in others 1:00 h, 0 km"])
+        for slot, vehicle, start, end, expected in ((0, 1, 10, 20, [True, False]), (1, 1, 10, 20, [False, False]),
+                                                    (1, 2, 10, 20, [False, True]), (1, 2, 10, 10, [False, False]),
+                                                    (1, 2, 15, 20, [False, False])):
+            self.assertEqual(self.script("""["vehicle", "driver"].map((kind) => overlap(kind, [
+                {slot: 0, vehicle: 1, start: 5, end: 15}, arguments[0]]))""",
+                dict(slot=slot, vehicle=vehicle, start=start, end=end)), expected)
         self.lanes_by("vehicle")
         self.choose("from", "2024-03-06")
         self.assertEqual(self.each(".lane .label", "node.lastChild.textContent"), [
@@ -580,7 +588,7 @@ class PageTest(unittest.TestCase):
         self.choose("driver", "e")
         pages = self.paper()
         self.assertIn("The picture and the insertions show driver “e”, vehicle “mu”, 2024-02-16 to 2024-03-15. "
-                      "The other tables are of everything.", pages[0])
+                      "The other tables are of all days, drivers and vehicles of this page.", pages[0])
         self.assertEqual([row for row in self.rows if "MÜ" in row["plate"] and "e" in row["holder"] and
                           minute(row["inserted"]) not in "".join(pages)], [])
         listed = [page for page in pages if re.search(r"^ *MÜ 10[15] CD +[^\d ]", page, re.M)]

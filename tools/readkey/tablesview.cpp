@@ -121,13 +121,13 @@ QString crossingText(const Totals& totals, const Paper& paper, const char* link)
             parts.append(paper.grouped(kilometres) + QLatin1String(what));
     };
     if (totals.insertions > 0)
-        parts = QStringList{paper.grouped(totals.insertions) + QLatin1String(link) +
-                                paper.grouped(totals.kilometres) + QStringLiteral(" km"),
-                            QLatin1String(paper.isPage ? "card in " : "") +
-                                paper.hours(totals.seconds)};
+        parts += paper.grouped(totals.insertions) + QLatin1String(link) +
+                 paper.grouped(totals.kilometres) +
+                 QLatin1String(paper.isPage ? " km, card in " : " km, ") +
+                 paper.hours(totals.seconds);
     add(totals.kilometresWithoutCard, " km without card");
     add(totals.kilometresWithoutData, " km without data");
-    return parts.join(QStringLiteral(", "));
+    return parts.join(QStringLiteral("; "));
 }
 
 Table vehicleTable(const Logbook& book, const Paper& paper) {

@@ -60,7 +60,7 @@ function showPeriod(list, gapList) {
     byId("shown").textContent = parts.join(" ");
     const filters = ["driver", "vehicle"].filter((kind) => state[kind]).map((kind) => `${kind} “${state[kind]}”`);
     byId("filter").textContent = `The picture and the insertions show ${[...filters, parts[0]].join(", ")} ` +
-        "The other tables are of everything.";
+        "The other tables are of all days, drivers and vehicles of this page.";
 }
 
 // Draws what was chosen: everything again, or only what has changed.

@@ -57,14 +57,15 @@ function stack(bars) {
     return {driver: ends.driver.length, other: ends.other.length};
 }
 
-// Whether two insertions of a lane are at the same time: of a vehicle, in the same slot.
+// Whether two insertions of a lane are at the same time: of a vehicle in one slot, of a driver in two vehicles. Those
+// without a withdrawal do not say until when they were.
 function overlap(kind, list) {
-    const ends = new Map();
-    return list.some((insertion) => {
-        const slot = kind === "vehicle" && insertion.slot;
-        const end = ends.get(slot) || 0;
-        ends.set(slot, Math.max(end, insertion.end));
-        return insertion.start < end;
+    const ends = new Map(); // by slot or vehicle
+    return list.filter(({open, start, end}) => !open && start < end).some(({slot, vehicle, start, end}) => {
+        const own = kind === "vehicle" ? slot : vehicle;
+        const isTwice = [...ends].some(([one, until]) => (one === own) === (kind === "vehicle") && start < until);
+        ends.set(own, Math.max(ends.get(own) || 0, end));
+        return isTwice;
     });
 }
 
@@ -119,7 +120,8 @@ function drawBars(lane) {
     const levels = stack(bars);
     lane.node.style.minHeight = `${LANE_HEIGHTS.edge + LANE_HEIGHTS.driver * levels.driver +
         LANE_HEIGHTS.other * levels.other + 0.15}rem`;
-    if (bars.length < lane.list.length)
+    lane.joined = bars.length < lane.list.length;
+    if (lane.joined)
         byId("joined").hidden = false;
     for (const gap of lane.gaps)
         addNode(lane, gap, gapNode(gap));
@@ -271,7 +273,7 @@ function makeLanes({list, gaps: shownGaps, vehicleShown}, all) {
 
 function drawLanes() {
     seen.disconnect();
-    byId("joined").hidden = true;
+    byId("joined").hidden = !lanes.some((lane) => lane.joined);
     const nodes = [grid, ...lanes.map((lane) => lane.node)];
     if (!isSame(nodes, [...lanesBox.children]))
         lanesBox.replaceChildren(...nodes);

@@ -21,7 +21,7 @@ function describeInsertion(insertion) {
     const from = orDash(insertion.kmIn, number);
     if (insertion.open)
         return [nameOf.driver(insertion), where,
-            `${dateAndTime(insertion.start)} – not withdrawn at the download`, `from ${from} km`];
+            `${dateAndTime(insertion.start)} – no withdrawal recorded`, `from ${from} km`];
     return [nameOf.driver(insertion), where,
         `${span(insertion.start, insertion.withdrawn)} (card in ${hours(insertion.seconds)} h)`,
         `${from} – ${orDash(insertion.kmOut, number)} km (${orDash(insertion.km, number)} km)`];
@@ -33,7 +33,7 @@ function describeTimes(members, seconds) {
     const lines = [
         ...times(withdrawn(members), other(), seconds).map(([id, time]) => `${name(id)}: card in ${hours(time)} h`),
         ...times(members.filter(({open}) => open), other(), seconds)
-            .map(([id]) => `${name(id)}: card not withdrawn at the download`)];
+            .map(([id]) => `${name(id)}: no withdrawal recorded`)];
     return lines.length > 6 ? [...lines.slice(0, 5), `and ${lines.length - 5} more`] : lines;
 }
 
