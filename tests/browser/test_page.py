@@ -88,7 +88,7 @@ def run(program, *arguments, zone="Europe/Berlin"):
     """readkey does not end with 0 if a file of the key is damaged, as one is on purpose."""
     done = subprocess.run([program, *map(str, arguments)], env=dict(os.environ, TZ=zone, LC_ALL="C.UTF-8"),
                           capture_output=True)
-    if done.returncode not in ((0, 1, 3) if program == readkey else (0,)):
+    if done.returncode not in ((0, 3) if program == readkey else (0,)):
         raise RuntimeError(f"{program}: {done.stderr.decode()}")
     return done.stdout.decode()
 

@@ -21,13 +21,6 @@ namespace readkey {
 
 namespace {
 
-// Whether a download can have a name with this extension.
-bool hasTachographExtension(const QString& name) {
-    const QString suffix = name.mid(name.lastIndexOf(QLatin1Char('.')));
-    return suffix.startsWith(QLatin1Char('.')) && (isDriverFileName(QLatin1String("C_") + suffix) ||
-                                                   isVehicleFileName(QLatin1String("S_") + suffix));
-}
-
 const LogFile& set(LogFile& file, LogFile::Status status, const QString& reason) {
     file.status = status;
     file.reason = reason;
@@ -89,7 +82,8 @@ QString nameOfContents(const QByteArray& begin) {
 
 // Each generation and version has its own first digit: 76 01, 76 21, 76 31.
 bool isVehicleUnit(const QByteArray& begin) {
-    return begin.size() >= 2 && begin.at(0) == '\x76' && (begin.at(1) & 0x0F) == 1;
+    return begin.size() >= 2 && begin.at(0) == '\x76' && (begin.at(1) & 0x0F) == 1 &&
+           nameOfContents(begin).isEmpty();
 }
 
 aux::Error readCard(downloadkey::DownloadKey& key, QFile& device, LogFile& file) {
@@ -146,6 +140,12 @@ QString parserReason(downloadkey::DownloadKey& key, QFile& file, const aux::Erro
 }
 
 } // namespace
+
+bool hasTachographExtension(const QString& name) {
+    const QString suffix = name.mid(name.lastIndexOf(QLatin1Char('.')));
+    return suffix.startsWith(QLatin1Char('.')) && (isDriverFileName(QLatin1String("C_") + suffix) ||
+                                                   isVehicleFileName(QLatin1String("S_") + suffix));
+}
 
 LogFile fileOf(const QString& name) {
     LogFile file;

@@ -188,8 +188,9 @@ struct KeyReader {
             return fail(reasonNotOpened());
         listDirectory(m_downloadDir);
         const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
-        if (m_listing.files.empty() && !listFiles(second).files.empty())
-            warn(QStringLiteral("\"download\" is empty, \"DOWNLOAD\" is not: PATH may be %1")
+        if (mountDir.entryList({QStringLiteral("download")}, QDir::Dirs).size() > 1 &&
+            m_downloadDir != second && !listFiles(second).files.empty())
+            warn(QStringLiteral("the files in \"DOWNLOAD\" are not read: give %1 as PATH")
                      .arg(second));
         if (m_events)
             readForEvents();
@@ -217,9 +218,7 @@ struct KeyReader {
         const size_t before = m_book.failures.size();
         addFiles();
         if (!isWhole && m_book.failures.size() == before)
-            fail(QStringLiteral(
-                     "a file that was not read can be read now: the key's contents changed"),
-                 {}, true);
+            fail(QStringLiteral("a file was not read, but it can be read now"), {}, true);
     }
 
     // Whether the library's read() would load a file that is too large, or too much in all.
@@ -242,8 +241,8 @@ struct KeyReader {
         if (m_listing.error != 0) // a disk may fail once
             m_listing = listFiles(directory);
         if (m_listing.error != 0)
-            fail(directory + QStringLiteral(": cannot be read: ") +
-                 qt_error_string(m_listing.error));
+            fail(QStringLiteral("cannot be read: %1 (%2)")
+                     .arg(qt_error_string(m_listing.error), directory));
         m_book.otherEntries += m_listing.others.size();
         for (const QString& name : m_options.verbose ? m_listing.others : QStringList())
             console::line(directory + QLatin1Char('/') + name + QStringLiteral(": left alone"));
@@ -281,6 +280,8 @@ struct KeyReader {
             vehicle = readFile(m_key, path, file);
             copyUnlessDone(); // if its kind was not known
         }
+        if (file.copy == FileCopier::Failed && file.reason.isEmpty())
+            file.reason = m_book.failures.back().reason;
         if (file.status == LogFile::Failed) {
             const bool isMissed = file.copy == FileCopier::NotAsked && !m_options.copyTo.isEmpty();
             if (isMissed)
@@ -318,10 +319,10 @@ struct KeyReader {
                                       : QStringLiteral("cannot be read: ") + qt_error_string(errno);
         const QStringList similar = directory.entryList({QStringLiteral("download")}, QDir::Dirs);
         if (similar.isEmpty())
-            return QStringLiteral("no key: it has no \"download\" directory, and no download "
-                                  "files");
+            return QStringLiteral("no key: it has no \"download\" directory") +
+                   QLatin1String(m_events ? "" : ", and no download files");
         return QStringLiteral(
-                   "no key: its directory is named \"%1\", not \"download\"; give %2 as PATH")
+                   "no key: its directory is named \"%1\", not \"download\" (give %2 as PATH)")
             .arg(similar.first(), directory.filePath(similar.first()));
     }
 

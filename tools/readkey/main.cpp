@@ -125,8 +125,6 @@ int run(const Options& options, console::StandardOutput& out) {
     report(book.warnings, book);
     if (isInterrupted || !areTables || !console::isOneTerminal()) // the tables have them, too
         report(book.failures, book);
-    if (isInterrupted)
-        console::error(QStringLiteral("interrupted before the end"));
     if (isInterrupted || !show(book, options, out))
         return EXIT_FAILURE;
     const bool isAllDone = std::all_of(book.failures.begin(), book.failures.end(),
@@ -145,8 +143,13 @@ int start(int argc, char* argv[]) {
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters
+    std::setlocale(LC_MESSAGES, "C");
 
-    const Options options = parseCommandLine(QCoreApplication::arguments());
+    Options options = parseCommandLine(QCoreApplication::arguments());
+    for (int i = 1; i < argc; ++i) {
+        if (QFile::encodeName(QFile::decodeName(argv[i])) != argv[i])
+            options.problem = QStringLiteral("not valid UTF-8: ") + QFile::decodeName(argv[i]);
+    }
     if (!options.problem.isEmpty()) {
         console::error(options.problem);
         console::error(QStringLiteral("\"readkey --help\" shows how it is used"));
@@ -155,8 +158,10 @@ int start(int argc, char* argv[]) {
     console::StandardOutput standardOutput;
     standardOutput.write(options.output.toUtf8());
     const int status = options.output.isEmpty() ? run(options, standardOutput) : EXIT_SUCCESS;
-    if (console::interruption() != 0)
+    if (console::interruption() != 0) {
+        console::error(QStringLiteral("interrupted before the end"));
         console::endBySignal(console::interruption());
+    }
     if (standardOutput.failure() == EPIPE) // the reader has seen enough
         console::endBySignal(SIGPIPE);
     if (standardOutput.failure() != 0) {

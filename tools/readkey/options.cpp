@@ -1,3 +1,4 @@
+#include "keyfiles.h"
 #include "views.h"
 
 #include "tools/optionrow.h"
@@ -23,7 +24,7 @@ constexpr OptionRow rows[] = {
     {"copy-to", " DIR", "copy every download file to DIR (default: copy nothing)"},
     {"downloaded-dir", "", "create \"downloaded\" on the key (default: do not)"},
     {"remount", "", "remount the key read-only at the end (default: do not)"},
-    {"verbose", "", "the library's debug lines on standard error"},
+    {"verbose", "", "debug lines, and what was left alone, on standard error"},
     {"help", "", "this text", "", 'h'},
     {"version", "", "the version", "", 'v'},
 };
@@ -38,7 +39,7 @@ QString helpText() {
     return text +
            QStringLiteral(
                "\nExit status: 0 all well, 1 something could not be done, 2 wrong usage, 3 a file\n"
-               "is damaged. \"man readkey\" has formats and examples.\n");
+               "is damaged or cannot be read. \"man readkey\" has formats and examples.\n");
 }
 
 // The command line's values, and the problems with them that the parser does not find.
@@ -54,7 +55,7 @@ struct Values {
         const QString option = QLatin1String("--") + QLatin1String(name);
         if (all.count(all.value(0)) != all.size())
             problems.append(option + QStringLiteral(" was given twice, with different values"));
-        else if (all.contains(QString()))
+        else if (!all.isEmpty() && all.first().trimmed().isEmpty())
             problems.append(QStringLiteral("the value of %1 is empty").arg(option));
         return all.value(0);
     }
@@ -62,7 +63,7 @@ struct Values {
     QDate date(const char* name) {
         const QString text = value(name);
         const QDate date = QDate::fromString(text, QStringLiteral("yyyy-MM-dd"));
-        if (isSet(name) && !date.isValid())
+        if (isSet(name) && date.toString(Qt::ISODate) != text)
             problems.append(QStringLiteral("--%1 needs a date such as 2024-03-15, not \"%2\"")
                                 .arg(QLatin1String(name), text));
         return date;
@@ -86,6 +87,9 @@ void chooseView(Values& values, Options& options) {
     if (given.size() > 1)
         values.problems.append(given.join(QStringLiteral(" and ")) +
                                QStringLiteral(" exclude each other"));
+    if (values.isSet("html") && hasTachographExtension(options.viewArgument))
+        values.problems.append(QStringLiteral("--html writes a page, not a download: ") +
+                               options.viewArgument);
     if (values.isSet("csv") && !csvKinds().contains(options.viewArgument))
         values.problems.append(QStringLiteral("--csv takes one of ") +
                                csvKinds().join(QStringLiteral(", ")));
