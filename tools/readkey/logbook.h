@@ -67,8 +67,8 @@ struct VehicleSummary {
     bool isWanted = true; // by its plate
     Download lastDownload;
     std::optional<qint64> knownFrom; // the first insertion of all, whatever the filter
-    std::optional<qint64> knownTo; // likewise the last end, or the newest download that has `last`
-    std::pair<qint64, std::optional<qint64>> last; // insertion of all, and that download
+    std::optional<qint64> knownTo;   // likewise the last end, or the download of the last insertion
+    std::pair<qint64, std::optional<qint64>> last; // that insertion and its newest download
     qint64 drivers = 0;
     Totals totals;
     Totals crossing; // the part of them that crosses the edge of the filter's period
