@@ -10,11 +10,10 @@ namespace readkey {
 
 namespace {
 
-// Whether the character is not shown but does something.
+// Whether the character is not shown but does something, or is half of one.
 bool isUnsafe(uint codePoint) {
     const QChar::Category category = QChar::category(codePoint);
-    return category == QChar::Other_Control || category == QChar::Other_Format ||
-           category == QChar::Separator_Line || category == QChar::Separator_Paragraph;
+    return category >= QChar::Separator_Line && category <= QChar::Other_Surrogate;
 }
 
 } // namespace
@@ -26,7 +25,8 @@ bool isPlain(const QString& text) {
 }
 
 QString escapeUnsafe(const QString& text, QString (*escape)(uint codePoint)) {
-    if (isPlain(text))
+    const ushort* const units = text.utf16();
+    if (std::none_of(units, units + text.size(), isUnsafe)) // as most are
         return text;
     QString result;
     for (const uint codePoint : text.toUcs4())
