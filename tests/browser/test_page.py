@@ -393,6 +393,7 @@ class PageTest(unittest.TestCase):
             *["no card inserted, partly no data"] * 3, "card in 6:00 h, 10 km", "no data", "no data"])
         self.choose("period", "366")
         self.assertEqual(self.labels(".column"), ODD_COLUMNS.splitlines())
+        self.assertEqual([len(self.all(f".lane .gap.{kind}")) for kind in ("card", "data")], [1, 13])
         # The first midnight is not of the day before, and the last is of the day behind.
         self.assertEqual(self.script("""((columnsOf, {start, end}) => [columnsOf(start - 1, start), columnsOf(start, start),
             crosses({start, end: end - 1}), crosses({start, end})])((start, end) => {
@@ -584,14 +585,14 @@ class PageTest(unittest.TestCase):
 
     def test_print_is_whole_and_says_what_it_is_of(self):
         self.choose("period", "all")
-        self.choose("vehicle", "mu")
+        self.choose("vehicle", "cd")
         self.choose("driver", "e")
         pages = self.paper()
-        self.assertIn("The picture and the insertions show driver “e”, vehicle “mu”, 2024-02-16 to 2024-03-15. "
+        self.assertIn("The picture and the insertions show driver “e”, vehicle “cd”, 2024-02-16 to 2024-03-15. "
                       "The other tables are of all days, drivers and vehicles of this page.", pages[0])
-        self.assertEqual([row for row in self.rows if "MÜ" in row["plate"] and "e" in row["holder"] and
+        self.assertEqual([row for row in self.rows if "e" in row["holder"] and
                           minute(row["inserted"]) not in "".join(pages)], [])
-        listed = [page for page in pages if re.search(r"^ *MÜ 10[15] CD +[^\d ]", page, re.M)]
+        listed = [page for page in pages if re.search(r"^ *[A-ZÜ]{2} 10\d CD +[^\d ]", page, re.M)]
         self.assertTrue(len(listed) > 1 and all("Withdrawn" in page for page in listed), pages)
         self.assertIsNone(self.one("#insertions details").get_attribute("open"))
         self.show(self.large)
