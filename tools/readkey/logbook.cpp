@@ -55,10 +55,10 @@ std::optional<qint64> downloadOf(const Stretch& insertion) {
 // Orders the insertions. Of equal ones it keeps that of the newest download that closes it.
 void merge(std::vector<Stretch>& all) {
     const auto rank = [](const Stretch& a) {
-        return std::make_tuple(!a.to, -downloadOf(a).value_or(0), a.odometerFrom, a.odometerTo);
+        return std::make_tuple(a.to.has_value(), downloadOf(a), a.to, a.odometerTo, a.odometerFrom);
     };
     std::stable_sort(all.begin(), all.end(), [&](const Stretch& a, const Stretch& b) {
-        return std::make_pair(identity(a), rank(a)) < std::make_pair(identity(b), rank(b));
+        return std::make_pair(identity(a), rank(b)) < std::make_pair(identity(b), rank(a));
     });
     for (size_t i = all.size(); i > 1; --i) {
         if (isSame(all[i - 2], all[i - 1]))
@@ -244,15 +244,15 @@ void judgeDownloads(Logbook& book, const Clock& clock) {
     for (VehicleSummary& vehicle : book.vehicles)
         judge(vehicle.lastDownload, vehicleDownloadDays);
     // A holder may have had another name.
-    std::map<QString, decltype(Download().rank())> newest;
+    std::map<QString, decltype(byHolder({}, {}))> newest;
     for (DriverSummary& driver : book.drivers) {
         sortCards(driver);
         for (const CardSummary& card : driver.cards)
-            newest[holderOf(card)] = std::max(newest[holderOf(card)], card.lastDownload.rank());
+            newest[holderOf(card)] = std::max(newest[holderOf(card)], byHolder(card, card));
     }
     for (DriverSummary& driver : book.drivers) {
         for (CardSummary& card : driver.cards) {
-            card.counts &= card.lastDownload.rank() == newest[holderOf(card)];
+            card.counts &= card.number.isEmpty() || newest[holderOf(card)] == byHolder(card, card);
             judge(card.lastDownload, cardDownloadDays);
             card.lastDownload.isOverdue &= card.counts;
         }
