@@ -108,7 +108,6 @@ void removeProgress() {
 }
 
 qint64 StandardOutput::writeData(const char* data, qint64 size) {
-    removeProgress(); // it may be on the same line
     if (m_error == 0)
         m_error = interruption() != 0 ? EINTR : writeAll(STDOUT_FILENO, data, size);
     return size;

@@ -29,7 +29,7 @@ void error(const QString& text);
 // Whether standard output and standard error are the same terminal.
 bool isOneTerminal();
 
-// Draws the bar if it grew and standard error is a terminal that can; any output removes it.
+// Draws the bar if it grew and standard error is a terminal that can; any line removes it.
 void showProgress(int percent);
 void removeProgress();
 

@@ -21,6 +21,13 @@ namespace readkey {
 
 namespace {
 
+// Whether a download can have a name with this extension.
+bool hasTachographExtension(const QString& name) {
+    const QString suffix = name.mid(name.lastIndexOf(QLatin1Char('.')));
+    return suffix.startsWith(QLatin1Char('.')) && (isDriverFileName(QLatin1String("C_") + suffix) ||
+                                                   isVehicleFileName(QLatin1String("S_") + suffix));
+}
+
 const LogFile& set(LogFile& file, LogFile::Status status, const QString& reason) {
     file.status = status;
     file.reason = reason;
@@ -140,12 +147,6 @@ QString parserReason(downloadkey::DownloadKey& key, QFile& file, const aux::Erro
 }
 
 } // namespace
-
-bool hasTachographExtension(const QString& name) {
-    const QString suffix = name.mid(name.lastIndexOf(QLatin1Char('.')));
-    return suffix.startsWith(QLatin1Char('.')) && (isDriverFileName(QLatin1String("C_") + suffix) ||
-                                                   isVehicleFileName(QLatin1String("S_") + suffix));
-}
 
 LogFile fileOf(const QString& name) {
     LogFile file;

@@ -18,9 +18,6 @@ struct Listing {
 // Lists the directory by the library's rules, including what the library passes over.
 Listing listFiles(const QString& downloadDir);
 
-// Whether a download can have a name with this extension.
-bool hasTachographExtension(const QString& name);
-
 // What the bare name says of a file.
 LogFile fileOf(const QString& name);
 

@@ -180,16 +180,16 @@ struct KeyReader {
         const QString stray = nameOfStray(m_mountDir);
         if (!stray.isEmpty())
             return fail(QStringLiteral("not read: \"%1\" leads out of the key").arg(stray));
-        QDir mountDir(m_mountDir);
-        const aux::Error notOpened = m_key.open(mountDir);
+        QDir key(m_mountDir);
+        const aux::Error notOpened = m_key.open(key);
         if (m_events)
             writeReturned(QStringLiteral("open"), notOpened, *m_events);
         if (!notOpened.isEmpty())
             return fail(reasonNotOpened());
         listDirectory(m_downloadDir);
         const QString second = m_mountDir + QLatin1String("/DOWNLOAD");
-        if (mountDir.entryList({QStringLiteral("download")}, QDir::Dirs).size() > 1 &&
-            m_downloadDir != second && !listFiles(second).files.empty())
+        if (key.entryList({QStringLiteral("download")}, QDir::Dirs | QDir::NoSymLinks).size() > 1 &&
+            !m_options.paths.contains(second) && !listFiles(second).files.empty())
             warn(QStringLiteral("the files in \"DOWNLOAD\" are not read: give %1 as PATH")
                      .arg(second));
         if (m_events)
@@ -280,8 +280,6 @@ struct KeyReader {
             vehicle = readFile(m_key, path, file);
             copyUnlessDone(); // if its kind was not known
         }
-        if (file.copy == FileCopier::Failed && file.reason.isEmpty())
-            file.reason = m_book.failures.back().reason;
         if (file.status == LogFile::Failed) {
             const bool isMissed = file.copy == FileCopier::NotAsked && !m_options.copyTo.isEmpty();
             if (isMissed)

@@ -43,9 +43,12 @@ void readKeys(const Options& options, Logbook& book, QIODevice* events) {
             {options.copyTo, {}, QStringLiteral("nothing can be copied there: ") + problem});
     const bool isCopying = isAsked && problem.isEmpty();
     const int count = options.paths.size();
+    const bool isMixed = events && console::isOneTerminal(); // a bar would be among the lines
     for (int i = 0; i < count && console::interruption() == 0; ++i) {
         readPath(options, options.paths.at(i), book, isCopying ? &copier : nullptr, events,
-                 [i, count](int percent) { console::showProgress((100 * i + percent) / count); });
+                 [=](int percent) {
+                     console::showProgress(isMixed ? -1 : (100 * i + percent) / count);
+                 });
     }
     console::removeProgress();
     if (const int reason = isCopying ? copier.sync() : 0; reason != 0) {
@@ -89,7 +92,10 @@ bool show(const Logbook& book, const Options& options, console::StandardOutput& 
     QFile device(path);    // what is not a regular file must not be replaced by one
     const bool isDevice = device.exists() && !QFileInfo(path).isFile();
     QFileDevice& file = isDevice ? static_cast<QFileDevice&>(device) : whole;
-    if (file.open(QIODevice::WriteOnly)) {
+    const bool isTaken = // by anything but a page
+        !isDevice && device.size() > 0 &&
+        !(device.open(QIODevice::ReadOnly) && device.peek(15) == "<!DOCTYPE html>");
+    if (!isTaken && file.open(QIODevice::WriteOnly)) {
         options.view->write(book, options, file);
         if (console::interruption() != 0) // what is not committed leaves nothing behind
             return false;
@@ -97,7 +103,8 @@ bool show(const Logbook& book, const Options& options, console::StandardOutput& 
         if (file.flush() && (isDevice || whole.commit()))
             return true;
     }
-    console::error(path + QStringLiteral(": cannot be written: ") + file.errorString());
+    console::error(path + QStringLiteral(": cannot be written: ") +
+                   (isTaken ? QStringLiteral("another file is there") : file.errorString()));
     return false;
 }
 
@@ -147,8 +154,9 @@ int start(int argc, char* argv[]) {
 
     Options options = parseCommandLine(QCoreApplication::arguments());
     for (int i = 1; i < argc; ++i) {
-        if (QFile::encodeName(QFile::decodeName(argv[i])) != argv[i])
-            options.problem = QStringLiteral("not valid UTF-8: ") + QFile::decodeName(argv[i]);
+        const QString argument = QFile::decodeName(argv[i]);
+        if (QFile::encodeName(argument) != argv[i] && !options.paths.contains(argument))
+            options.problem = QStringLiteral("not valid UTF-8: ") + argument;
     }
     if (!options.problem.isEmpty()) {
         console::error(options.problem);

@@ -1,4 +1,3 @@
-#include "keyfiles.h"
 #include "views.h"
 
 #include "tools/optionrow.h"
@@ -55,7 +54,7 @@ struct Values {
         const QString option = QLatin1String("--") + QLatin1String(name);
         if (all.count(all.value(0)) != all.size())
             problems.append(option + QStringLiteral(" was given twice, with different values"));
-        else if (!all.isEmpty() && all.first().trimmed().isEmpty())
+        else if (!all.isEmpty() && all.value(0).remove(QLatin1Char(',')).trimmed().isEmpty())
             problems.append(QStringLiteral("the value of %1 is empty").arg(option));
         return all.value(0);
     }
@@ -87,9 +86,6 @@ void chooseView(Values& values, Options& options) {
     if (given.size() > 1)
         values.problems.append(given.join(QStringLiteral(" and ")) +
                                QStringLiteral(" exclude each other"));
-    if (values.isSet("html") && hasTachographExtension(options.viewArgument))
-        values.problems.append(QStringLiteral("--html writes a page, not a download: ") +
-                               options.viewArgument);
     if (values.isSet("csv") && !csvKinds().contains(options.viewArgument))
         values.problems.append(QStringLiteral("--csv takes one of ") +
                                csvKinds().join(QStringLiteral(", ")));

@@ -58,10 +58,11 @@ function stack(bars) {
 }
 
 // Whether two insertions of a lane are at the same time: of a vehicle in one slot, of a driver in two vehicles. Those
-// without a withdrawal do not say until when they were.
+// without a withdrawal do not say until when they were, nor do those without a plate where.
 function overlap(kind, list) {
     const ends = new Map(); // by slot or vehicle
-    return list.filter(({open, start, end}) => !open && start < end).some(({slot, vehicle, start, end}) => {
+    const sure = list.filter(({open, vehicle, start, end}) => !open && isOne(vehicles[vehicle].plate) && start < end);
+    return sure.some(({slot, vehicle, start, end}) => {
         const own = kind === "vehicle" ? slot : vehicle;
         const isTwice = [...ends].some(([one, until]) => (one === own) === (kind === "vehicle") && start < until);
         ends.set(own, Math.max(ends.get(own) || 0, end));
