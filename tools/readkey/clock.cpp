@@ -104,7 +104,7 @@ qint64 Clock::offset(qint64 seconds) const {
 }
 
 qint64 Clock::startOf(QDate date) const {
-    qint64 start = date.startOfDay(Qt::UTC).toSecsSinceEpoch() + 86400; // or earlier
+    qint64 start = date.startOfDay(Qt::UTC).toSecsSinceEpoch() + 86400; // at the latest
     for (qint64 step = 131072; step > 0; step /= 2)
         start -= this->date(start - step) < date ? 0 : step;
     return start;

@@ -121,7 +121,7 @@ struct KeyReader {
         m_configuration.setValue(aux::SettingsCode::DownloadedDirDisabled, false);
         m_configuration.setValue(aux::SettingsCode::DownloadedDirEnabled,
                                  m_options.makeDownloadedDir);
-        // Its only error: the directory cannot be created. Below a relative path it never can.
+        // The library reports only that it cannot create the directory, as below a relative path.
         logging::Logger::setSink([this](const aux::Error& error, logging::Level /*level*/) {
             const bool isRelative = QDir::isRelativePath(m_mountDir);
             fail(errorText(error) +

@@ -97,7 +97,7 @@ void addGap(std::vector<Stretch>& all, const Stretch& before, const Stretch& aft
     const bool isKnown = before.to && after.knownFrom == gap.from;
     gap.kind = isKnown ? Stretch::WithoutCard : Stretch::WithoutData;
     gap.vehicle = after.vehicle;
-    const bool isOne = isKnown || !gap.vehicle->plate.isEmpty(); // or two files may be of two
+    const bool isOne = isKnown || !gap.vehicle->plate.isEmpty(); // surely one vehicle
     gap.odometerFrom = before.to && isOne ? before.odometerTo : std::nullopt;
     gap.odometerTo = after.odometerFrom;
     gap.file = before.file;

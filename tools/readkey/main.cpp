@@ -118,7 +118,7 @@ int run(const Options& options, console::StandardOutput& out) {
     if (!clock.isZoneKnown())
         console::error(QStringLiteral("times are UTC: the time zone TZ=%1 is not known here")
                            .arg(qEnvironmentVariable("TZ")));
-    // The library's local times are not unique where clocks were put back for good.
+    // In UTC, because local times are not unique where clocks were put back for good.
     const QByteArray zone = qgetenv("TZ");
     qputenv("TZ", "UTC");
     Logbook book;

@@ -57,8 +57,8 @@ function stack(bars) {
     return {driver: ends.driver.length, other: ends.other.length};
 }
 
-// Whether two insertions of a lane are at the same time: of a vehicle in one slot, of a driver in two vehicles. Those
-// without a withdrawal do not say until when they were, nor do those without a plate where.
+// Whether two insertions of a lane are at the same time: of a vehicle in one slot, of a driver in two vehicles. An
+// insertion without a withdrawal has no certain end, and one without a plate may be in any vehicle: they do not count.
 function overlap(kind, list) {
     const ends = new Map(); // by slot or vehicle
     const sure = list.filter(({open, vehicle, start, end}) => !open && isOne(vehicles[vehicle].plate) && start < end);
